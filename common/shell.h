@@ -1,0 +1,16 @@
+// Shell commands: the one place that calls system().
+#pragma once
+
+#include <cstddef>
+
+namespace vx {
+
+// Runs `command` with system() and returns its raw status. Standard output is flushed first:
+// redirected output is block-buffered, and the command's own lines would overtake ours.
+int runShell(const char* command);
+
+// Formats a command into at most `capacity` bytes (terminator included) and runs it. A command
+// that does not fit is never run, because half a command is another command: the result is -1.
+[[gnu::format(printf, 2, 3)]] int runShellFormatted(std::size_t capacity, const char* format, ...);
+
+} // namespace vx
