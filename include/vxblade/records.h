@@ -1,0 +1,304 @@
+/*
+ * The configuration records: the same bytes in memory and in the store's files. Members that a
+ * personality file sets bear the name of their key. Everything is naturally aligned and
+ * little-endian; what no member names is kept as it was found.
+ *
+ * docs/store-format.md describes each byte.
+ */
+#ifndef VXBLADE_RECORDS_H
+#define VXBLADE_RECORDS_H
+
+#include <stddef.h>
+
+#include <vxblade/export.h>
+
+/* Four octets in text order: 192.168.0.1 is C0 A8 00 01. */
+typedef struct Ipv4Address {
+    uint8_t octets[4];
+} Ipv4Address;
+
+/* Command-line interface settings: time-out in seconds. */
+typedef struct CliConfig {
+    uint32_t BridgeCliTimeout;
+    char BridgeCliPrompt[64];
+} CliConfig;
+static_assert(sizeof(CliConfig) == 68, "CLI settings");
+
+typedef struct BridgeConfig {
+    char BridgeProductName[256];
+    char BridgeSerialNumber[32];
+    char BridgeVersionNumber[16];   /* hardware */
+    char BridgeSwVersionNumber[16]; /* software */
+    char BridgeSymbolicName[64];
+    char BridgeIscsiBaseName[256];
+    uint32_t BridgeLogSize;
+    uint32_t BridgeRemoteCommandTimeout; /* seconds */
+    uint32_t BridgeSmisListenerPersistenceType;
+    uint32_t BridgeDataMigrationMode;
+    uint8_t opaque656[88];
+    uint8_t volatile744[32]; /* cleared in the store by every update */
+    uint8_t BridgeMode;
+    uint8_t BridgeLogLevel;
+    uint8_t BridgeIqnGenFlags;
+    uint8_t BridgeTargetMode;
+    uint8_t BridgeLunMapping;
+    uint8_t BridgeSmisFlags;
+    uint8_t BridgeUserDaemonFeatures;
+    uint8_t opaque783[249];
+    CliConfig cli;
+    uint8_t opaque1100[1604];
+} BridgeConfig;
+static_assert(sizeof(BridgeConfig) == 2704, "bridge record");
+static_assert(offsetof(BridgeConfig, BridgeLogSize) == 640, "bridge numbers");
+static_assert(offsetof(BridgeConfig, volatile744) == 744, "bridge volatile block");
+static_assert(offsetof(BridgeConfig, BridgeMode) == 776, "bridge modes");
+static_assert(offsetof(BridgeConfig, cli) == 1032, "bridge CLI settings");
+
+/* The management port as callers see it. */
+typedef struct MgmtPortConfig {
+    uint32_t iDhcpEnabled;
+    uint32_t IpAddrType;
+    Ipv4Address IpAddr;
+    Ipv4Address SubnetMask;
+    Ipv4Address GatewayIpAddr;
+    uint8_t MacAddr[6];
+    uint8_t IpAddr_ipv60[16];
+    uint8_t IpAddr_ipv61[16];
+    uint8_t Ipv6LinkLocalAddr[16];
+    uint8_t padding74[2];
+    uint32_t words76[2];
+    uint8_t reserved84[20];
+} MgmtPortConfig;
+static_assert(sizeof(MgmtPortConfig) == 104, "management record");
+static_assert(offsetof(MgmtPortConfig, IpAddr_ipv60) == 26, "management addresses");
+static_assert(offsetof(MgmtPortConfig, words76) == 76, "management words");
+
+/* The management port's slot: the first 84 bytes of MgmtPortConfig, the rest opaque. */
+typedef struct MgmtPortSlot {
+    uint8_t config[84];
+    uint8_t opaque84[248];
+} MgmtPortSlot;
+static_assert(sizeof(MgmtPortSlot) == 332, "management slot");
+
+/* A port's type: the block of eight slots that holds it. */
+enum PortType {
+    PORT_TYPE_FC = 0,
+    PORT_TYPE_ISCSI = 1, /* the upgrade also merges the GigE defaults here */
+    PORT_TYPE_GIGE = 2,
+    PORT_TYPE_NONE = 3, /* has no slots: reads and updates do nothing */
+    PORT_TYPE_PCIE = 4
+};
+
+/* The parameters of one port; the bridge application's driver takes the same 712 bytes. */
+typedef struct PortParams {
+    uint16_t flags; /* bit 0: valid */
+    uint16_t type;  /* enum PortType */
+    uint16_t number;
+
+    /* IP ports (types 1 and 2) only, up to `reserved529`. */
+    uint8_t MacAddr[6];
+    Ipv4Address IpAddr;
+    Ipv4Address SubnetMask;
+    Ipv4Address GatewayIpAddr;
+    uint8_t PortState;
+    uint8_t InstanceNo;
+    uint8_t IpAddr_ipv60[16];
+    uint8_t IpAddr_ipv61[16];
+    uint8_t Ipv6LinkLocalAddr[16];
+    uint8_t Ipv6DefaultRouterAddr[16];
+    uint8_t Ipv6iSnsIpAddr[16];
+    Ipv4Address SecIpAddr;
+    Ipv4Address PriDnsIpAddr;
+    Ipv4Address SecDnsIpAddr;
+    Ipv4Address iSnsIpAddr;
+    Ipv4Address SlpDaAddr;
+    char SerialNumber[32];
+    char iScsiNameString[256];
+    uint8_t iScsiAlias[32];
+    uint16_t FwOptions;
+    uint16_t AddlFwOptions;
+    uint16_t IpOptions;
+    uint16_t TcpOptions;
+    uint16_t iScsiOptions;
+    uint16_t PortNumber;
+    uint16_t MaxEthernetFrameSize;
+    uint16_t MaxRcvDataSegLen;
+    uint16_t VlanPriority;
+    uint16_t ConnKeepAliveTo;
+    uint16_t iScsiDefT2R;
+    uint16_t iScsiDefT2W;
+    uint16_t iScsiFirstBurstSize;
+    uint16_t iScsiMaxBurstSize;
+    uint16_t iScsiMaxOutStandingR2T;
+    uint16_t iScsiRcvMarkerInterval;
+    uint16_t iScsiSendMarkerInterval;
+    uint16_t iSnsClientPortNo;
+    uint16_t iSnsEsiPortNo;
+    uint16_t iSnsScnPortNo;
+    uint16_t iSnsServerPortNo;
+    uint16_t Ipv6Options;
+    uint16_t Ipv6AdditionalOptions;
+    uint16_t Ipv6TcpOptions;
+    uint16_t Ipv6PortNumber;
+    uint16_t Ipv6FlowLabel; /* the low 16 bits of the flow label */
+    uint16_t Ipv6TagControlInfo;
+    uint32_t LinkCfg;
+    uint32_t TcpMaxWinSize;
+    uint32_t Ipv6NDReachableTime;
+    uint32_t Ipv6NDRexmitTime;
+    uint32_t Ipv6StaleTimeout;
+    uint8_t HeartbeatInterval;
+    uint8_t TimeToLive;
+    uint8_t TypeOfService;
+    uint8_t TcpWindowScaleFactor;
+    uint8_t Ipv6Enabled;
+    uint8_t Ipv6HopLimit;
+    uint8_t Ipv6DupDetectionCnt;
+    uint8_t Ipv6TcpWindowScaleFactor;
+    uint8_t Ipv6TrafficClass;
+    uint8_t reserved529[3];
+
+    /* Fibre Channel ports (type 0). */
+    uint8_t PortName[8];
+    uint8_t NodeName[8];
+    uint8_t AltPortName[8];
+    uint8_t AltNodeName[8];
+    uint16_t HostOption;
+    uint16_t RiscOption;
+    uint16_t ExtRiscOption1;
+    uint16_t ExtRiscOption2;
+    uint16_t MaxFrameLength;
+    uint16_t ExecutionThrottle;
+    uint16_t AdapterHardLoopId;
+    uint16_t MaxIocbAllocation;
+    uint16_t MaxLunsPerTarget;
+    uint8_t RiscVersion;
+    uint8_t RetryCount;
+    uint8_t RetryDelay;
+    uint8_t LoginTimeout;
+    uint8_t LinkDownTimeout;
+    uint8_t PortDownRetryCount;
+    uint8_t ResetDelay;
+    uint8_t IntrDelayTimer;
+    uint8_t RespAccumulationTimer;
+    uint8_t TargetDiscovery;
+    uint32_t boardWords[3]; /* kept off the file for iSCSI ports of some board versions */
+    uint32_t TxParam4G;
+    uint32_t RxParam4G;
+    uint32_t TxParam8G;
+    uint32_t RxParam8G;
+    uint8_t reserved620[92];
+} PortParams;
+static_assert(sizeof(PortParams) == 712, "port record");
+static_assert(offsetof(PortParams, IpAddr_ipv60) == 26, "port IPv6 address 0");
+static_assert(offsetof(PortParams, IpAddr_ipv61) == 42, "port IPv6 address 1");
+static_assert(offsetof(PortParams, Ipv6LinkLocalAddr) == 58, "port link-local address");
+static_assert(offsetof(PortParams, FwOptions) == 446, "port 16-bit numbers");
+static_assert(offsetof(PortParams, LinkCfg) == 500, "port 32-bit numbers");
+static_assert(offsetof(PortParams, PortName) == 532, "port FC block");
+static_assert(offsetof(PortParams, boardWords) == 592, "port board words");
+static_assert(offsetof(PortParams, TxParam4G) == 604, "port FC parameters");
+
+/* A port's slot in the configuration file. */
+typedef struct PortSlot {
+    uint32_t index; /* of the slot */
+    uint16_t unused4;
+    uint16_t marker; /* PORT_SLOT_MARKER once the slot was updated */
+    PortParams params;
+    uint8_t opaque720[576];
+} PortSlot;
+#define PORT_SLOT_MARKER 195
+static_assert(sizeof(PortSlot) == 1296, "port slot");
+static_assert(offsetof(PortSlot, params) == 8, "port slot parameters");
+static_assert(offsetof(PortSlot, params) + offsetof(PortParams, boardWords) == 600, "board words");
+
+typedef struct HostGroupConfig {
+    uint32_t slot; /* set by the store to the slot's number */
+    uint8_t index;
+    uint8_t Flags;
+    char HostGroupName[64];
+    uint8_t opaque70[870];
+} HostGroupConfig;
+static_assert(sizeof(HostGroupConfig) == 940, "host-group record");
+static_assert(offsetof(HostGroupConfig, HostGroupName) == 6, "host-group name");
+
+/* Two halves of eight password texts. */
+typedef struct PasswordConfig {
+    char Passwd[2][8][128];
+} PasswordConfig;
+static_assert(sizeof(PasswordConfig) == 2048, "password record");
+
+typedef struct PasswordSlot {
+    PasswordConfig passwords;
+    uint8_t opaque2048[64];
+} PasswordSlot;
+static_assert(sizeof(PasswordSlot) == 2112, "password slot");
+
+/* One destination of SNMP traps. */
+typedef struct SnmpTrap {
+    uint32_t address[6];
+    uint32_t TrapPort;
+    uint32_t TrapVersion;
+    uint32_t enabled; /* non-zero: configured by a user */
+} SnmpTrap;
+static_assert(sizeof(SnmpTrap) == 36, "SNMP trap entry");
+
+typedef struct SnmpConfig {
+    char ReadCommunity[64];
+    char TrapCommunity[64];
+    SnmpTrap traps[8];
+    uint8_t opaque416[6660];
+} SnmpConfig;
+static_assert(sizeof(SnmpConfig) == 7076, "SNMP record");
+
+/* Vital product data: opaque here, guarded by a CRC-32 in its file's header. */
+typedef struct VpdRecord {
+    uint8_t bytes[2224];
+} VpdRecord;
+
+/* Cluster metadata as callers see it: sixteen words, the second of which holds flags. */
+typedef struct ClusterMetaData {
+    uint32_t word0;
+    uint32_t flags; /* bits 0 to 2 are kept, the others stored as 0 */
+    uint32_t words2[14];
+} ClusterMetaData;
+static_assert(sizeof(ClusterMetaData) == 64, "cluster metadata");
+#define CLUSTER_METADATA_FLAGS 0x07U
+
+typedef struct ClusterMetaDataSlot {
+    ClusterMetaData data;
+    uint8_t opaque64[64];
+} ClusterMetaDataSlot;
+static_assert(sizeof(ClusterMetaDataSlot) == 128, "cluster metadata slot");
+
+/* Data-migration globals, the first words of their 512-byte record. */
+typedef struct DmGlobals {
+    uint32_t DMDemoMaxLunSize;
+    uint32_t syncMigrPeriodicFlushTime;
+    uint32_t asyncMigrPeriodicFlushTime;
+    uint32_t MigrAutoFailoverTimeout;
+    uint8_t MigrFailoverPolicy;
+    uint8_t opaque17[495];
+} DmGlobals;
+static_assert(sizeof(DmGlobals) == 512, "data-migration globals");
+
+/* Parameters of the cache, kept by the platform's utility library. */
+typedef struct CacheParams {
+    uint32_t CacheMode;
+    uint32_t FlushMode;
+    uint32_t FlushInterval;
+    uint32_t FlusIosPerInterval;
+    uint8_t AutoEnableCache;
+    uint8_t Profile;
+    uint8_t reserved18[2];
+} CacheParams;
+static_assert(sizeof(CacheParams) == 20, "cache parameters");
+
+/* Defaults of the storage pools, at the start of slot 0 of their file. */
+typedef struct StoragePoolConfig {
+    uint32_t CachePoolPercent;
+    uint32_t TotalSpareDrives;
+} StoragePoolConfig;
+static_assert(sizeof(StoragePoolConfig) == 8, "storage-pool defaults");
+
+#endif

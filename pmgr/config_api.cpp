@@ -1,0 +1,202 @@
+// Configuration records: between callers and the tables in memory.
+#include <vxblade/pmgr.h>
+
+#include <cstring>
+#include <iterator>
+#include <optional>
+
+namespace vx {
+namespace {
+
+// Of an update's flags only the low byte counts.
+bool writesThrough(uint32_t flags) {
+    return (flags & 0xFF) != 0;
+}
+
+constexpr std::size_t portsPerBlock = 8;
+
+// The table entry of a port: unknown types share the first block.
+std::optional<std::size_t> portEntryOf(uint32_t type, uint32_t number) {
+    std::size_t block = 0;
+    switch (type) {
+    case PORT_TYPE_ISCSI:
+        block = 1;
+        break;
+    case PORT_TYPE_GIGE:
+        block = 2;
+        break;
+    case PORT_TYPE_PCIE:
+        block = 3;
+        break;
+    default:
+        break;
+    }
+    std::size_t const entry = block * portsPerBlock + number;
+    if (number >= std::size(port_configuration) || entry >= std::size(port_configuration)) {
+        return std::nullopt;
+    }
+    return entry;
+}
+
+bool isIpPort(uint32_t type) {
+    return type == PORT_TYPE_ISCSI || type == PORT_TYPE_GIGE;
+}
+
+// Copies what a port of the record's type carries: everything for an IP port, all but the IP
+// settings for the others.
+void copyPortParams(PortParams& to, const PortParams& from) {
+    if (isIpPort(from.type)) {
+        to = from;
+        return;
+    }
+    to.flags = from.flags;
+    to.type = from.type;
+    to.number = from.number;
+    constexpr std::size_t ipEnd = offsetof(PortParams, PortName);
+    std::memcpy(reinterpret_cast<unsigned char*>(&to) + ipEnd,
+                reinterpret_cast<const unsigned char*>(&from) + ipEnd, sizeof to - ipEnd);
+}
+
+// On these boards the words of an iSCSI port hold for this boot only: the file gets zeros.
+bool keepsBoardWordsOffFile(uint32_t type) {
+    return HwVer >= 256 && HwVer < 512 && type == PORT_TYPE_ISCSI;
+}
+
+constexpr uint32_t lastHostGroupIndex = 8;
+
+} // namespace
+} // namespace vx
+
+using namespace vx;
+
+int vxpmgr_GetBridgeConfigInfo(BridgeConfig* record) {
+    *record = bridge_configuration.record;
+    return 0;
+}
+
+int vxpmgr_UpdateBridgeConfigInfo(const BridgeConfig* record, uint32_t flags) {
+    BridgeConfig& stored = bridge_configuration.record;
+    stored = *record;
+    std::memset(stored.volatile744, 0, sizeof stored.volatile744);
+    return writesThrough(flags) ? WriteBridgeConfigFile(&bridge_configuration, PSST_BRIDGE_CONFIG)
+                                : 0;
+}
+
+int vxpmgr_GetCliConfigInfo(CliConfig* record) {
+    *record = bridge_configuration.record.cli;
+    return 0;
+}
+
+int vxpmgr_UpdateCliConfigInfo(const CliConfig* record) {
+    bridge_configuration.record.cli = *record;
+    return WriteBridgeConfigFile(&bridge_configuration, PSST_BRIDGE_CONFIG);
+}
+
+int vxpmgr_GetMgmtInfo(MgmtPortConfig* record) {
+    *record = {};
+    std::memcpy(record, mgmt_port.record.config, sizeof mgmt_port.record.config);
+    return 0;
+}
+
+int vxpmgr_UpdateMgmtPortInfo(const MgmtPortConfig* record, uint32_t flags) {
+    std::memcpy(mgmt_port.record.config, record, sizeof mgmt_port.record.config);
+    return writesThrough(flags) ? WriteBridgeConfigFile(&mgmt_port, PSST_MGMT_PORT) : 0;
+}
+
+int vxpmgr_GetActualMgmtInfo(MgmtPortConfig* /*record*/) {
+    return 0;
+}
+
+int vxpmgr_GetPortParams(PortParams* record, uint32_t type, uint32_t number) {
+    if (type == PORT_TYPE_NONE) {
+        return 0;
+    }
+    auto const entry = portEntryOf(type, number);
+    if (!entry) {
+        return -1;
+    }
+    *record = port_configuration[*entry].record.params;
+    // A slot that was never written holds type 0 and number 0; an update of this record must
+    // still come back to the port that was asked for.
+    record->type = static_cast<uint16_t>(type);
+    record->number = static_cast<uint16_t>(number);
+    return 0;
+}
+
+int vxpmgr_UpdatePortParams(const PortParams* record, uint32_t flags) {
+    if (record->type == PORT_TYPE_NONE) {
+        return 0;
+    }
+    auto const number = portEntryOf(record->type, record->number);
+    if (!number) {
+        return -1;
+    }
+    PortEntry& entry = port_configuration[*number];
+    copyPortParams(entry.record.params, *record);
+    entry.record.marker = PORT_SLOT_MARKER;
+    if (!writesThrough(flags)) {
+        return 0;
+    }
+    auto& boardWords = entry.record.params.boardWords;
+    bool const offFile = keepsBoardWordsOffFile(record->type);
+    if (offFile) {
+        std::memset(boardWords, 0, sizeof boardWords);
+    }
+    int const result = WriteBridgeConfigFile(&entry, PSST_PORT_CONFIG);
+    if (offFile) {
+        std::memcpy(boardWords, record->boardWords, sizeof boardWords);
+    }
+    return result;
+}
+
+int vxpmgr_GetHostGroup(HostGroupConfig* record, uint32_t index) {
+    if (index > lastHostGroupIndex) {
+        return -1;
+    }
+    *record = HostGroups[index].record;
+    return 0;
+}
+
+int vxpmgr_SetHostGroup(const HostGroupConfig* record, uint32_t index) {
+    if (index > lastHostGroupIndex) {
+        return -1;
+    }
+    HostGroupEntry& entry = HostGroups[index];
+    entry.prefix.index = index;
+    entry.record = *record;
+    return WriteHostGroupFile(&entry) == 0 ? 0 : -1;
+}
+
+int vxpmgr_GetPasswordInfo(PasswordConfig* record) {
+    *record = passwd_data.record.passwords;
+    return 0;
+}
+
+int vxpmgr_UpdatePasswordInfo(const PasswordConfig* record) {
+    passwd_data.record.passwords = *record;
+    return WritePasswdFile(&passwd_data);
+}
+
+int vxpmgr_GetSnmpConfigInfo(SnmpConfig* record) {
+    *record = snmp_info.record;
+    return 0;
+}
+
+int vxpmgr_UpdateSnmpInfo(const SnmpConfig* record) {
+    snmp_info.record = *record;
+    return WriteSnmpFile(&snmp_info);
+}
+
+int vxpmgr_GetClusterMetaData(ClusterMetaData* record) {
+    *record = cluster_metadata.record.data;
+    return 0;
+}
+
+int vxpmgr_UpdateClusterMetaData(const ClusterMetaData* record) {
+    if (int const result = ReadClusterMetaData(); result != 0) {
+        return result;
+    }
+    cluster_metadata.record.data = *record;
+    cluster_metadata.record.data.flags = record->flags & CLUSTER_METADATA_FLAGS;
+    return WriteClusterMetaData(&cluster_metadata);
+}

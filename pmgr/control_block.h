@@ -1,0 +1,33 @@
+// The control block's descriptors, and the tables' memory.
+#pragma once
+
+#include <vxblade/pmgr.h>
+
+#include <cstddef>
+
+namespace vx {
+
+// The open descriptor of a file index; 0 or -1 where there is none.
+[[nodiscard]] int descriptorOf(int fileIndex);
+
+// Opens the file of an index (O_SYNC added to `flags`); -1 on failure.
+[[nodiscard]] int openPsstFile(int fileIndex, int flags);
+
+// Puts a descriptor into the slot of its file and closes the one that was there.
+void keepDescriptor(int fileIndex, int fd);
+
+// Opens the file of an index into its slot; 0 or -1.
+[[nodiscard]] int openIntoSlot(int fileIndex, int flags);
+
+// Closes the file of an index and marks the slot as not open.
+void closeDescriptor(int fileIndex);
+
+// Closes the file of an index after a failed transfer. The slot becomes -1, so that nobody takes
+// the number for this file again, whatever file the kernel gives it to next.
+void failDescriptor(int fileIndex);
+
+// Copies `size` bytes where they differ. Tables and most of their files hold zeros; a page that
+// is not written costs no memory.
+void copyChanged(void* to, const void* from, std::size_t size);
+
+} // namespace vx

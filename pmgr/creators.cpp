@@ -1,0 +1,126 @@
+#include "pmgr/creators.h"
+
+#include "common/files.h"
+#include "pmgr/control_block.h"
+#include "pmgr/psst_table.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vx {
+
+namespace {
+
+// A bridge application that finds this header leaves the file alone.
+int writeInvalidHeader(uint32_t type) {
+    PsstHeader header;
+    CreateHeader(&header, type);
+    header.magic = 0;
+    header.fileSize = 0;
+    return WriteHeader(&header);
+}
+
+int writeValidHeader(uint32_t type) {
+    PsstHeader header;
+    CreateHeader(&header, type);
+    return WriteHeader(&header);
+}
+
+// The order is what makes every instant safe: until the last write the header is one that every
+// reader rejects, and that write comes after all that it vouches for is durable.
+bool fillPsstFile(int fileIndex, int (*writeRecords)()) {
+    uint32_t const type = fileTypeOf(fileIndex);
+    return WriteZeroFile(fileIndex, dataLengthOf(fileIndex)) == 0 &&
+           writeInvalidHeader(type) == 0 && (writeRecords == nullptr || writeRecords() == 0) &&
+           writeValidHeader(type) == 0;
+}
+
+int openOrCreate(int fileIndex, int create) {
+    const char* const path = psstFilePrimaryPaths[fileIndex];
+    return create == 0 && isUnfinished(path) ? -1 : CreatePsstFile(fileIndex);
+}
+
+} // namespace
+
+bool isUnfinished(const char* path) {
+    // Non-blocking: whatever stands in the file's place must not hang the blade.
+    Descriptor const file(openFile(path, O_RDONLY | O_NONBLOCK));
+    PsstHeader header{};
+    if (!file.ok()) {
+        return !fileExists(path);
+    }
+    ssize_t const got = ::read(file.get(), &header, sizeof header);
+    if (got < 0) {
+        return false; // there is something, and it is not ours to replace
+    }
+    return got < static_cast<ssize_t>(sizeof header) || (header.magic == 0 && header.fileSize == 0);
+}
+
+int makePsstFile(int fileIndex, int (*writeRecords)()) {
+    if (openIntoSlot(fileIndex, O_RDWR | O_CREAT) != 0) {
+        return -1;
+    }
+    const char* const path = psstFilePrimaryPaths[fileIndex];
+    if (!fillPsstFile(fileIndex, writeRecords)) {
+        closeDescriptor(fileIndex);
+        ::unlink(path);
+        return -1;
+    }
+    (void)syncFolderOf(path);
+    return 0;
+}
+
+} // namespace vx
+
+using namespace vx;
+
+int CreatePsstFile(int fileIndex) {
+    if (!placeOf(fileTypeOf(fileIndex)) || fileIndex < PSST_FIRST_INDEX) {
+        return -1;
+    }
+    return isUnfinished(psstFilePrimaryPaths[fileIndex]) ? makePsstFile(fileIndex, nullptr)
+                                                         : openIntoSlot(fileIndex, O_RDWR);
+}
+
+int CreateEventNotifyPsst(void) {
+    int const result = CreatePsstFile(fileIndexOf(PSST_EVENT_NOTIFY));
+    if (result != 0) {
+        std::printf("Cannot create EventNotifyPsst persistence file.");
+    }
+    return result;
+}
+
+int create_migration_param_file(void) {
+    return CreatePsstFile(fileIndexOf(PSST_MIGRATION_PARAM));
+}
+
+int CreateRegisteredClientPsstFile(void) {
+    return CreatePsstFile(fileIndexOf(PSST_REGISTERED_CLIENTS));
+}
+
+int CreateExtMigrationFile(void) {
+    return CreatePsstFile(fileIndexOf(PSST_EXT_MIGRATION));
+}
+
+int CreateClusterMemberInfoPsstFile(int create) {
+    return openOrCreate(fileIndexOf(PSST_CLUSTER_MEMBER), create);
+}
+
+int CreateCacheStorePhysLunInfoPsstFile(int create) {
+    return openOrCreate(fileIndexOf(PSST_CACHE_STORE_DRIVES), create);
+}
+
+int CreatePhysLunStripeTableFile(int create) {
+    return openOrCreate(fileIndexOf(PSST_STRIPE_TABLE), create);
+}
+
+int CreateClusterMetaDataPsstFile(int create) {
+    return openOrCreate(fileIndexOf(PSST_CLUSTER_METADATA), create);
+}
+
+int CreateClusterCachedLunPsstFile(int create) {
+    return openOrCreate(fileIndexOf(PSST_CACHED_LUN), create);
+}

@@ -1,0 +1,46 @@
+// The files of the store: numbers, names and geometry.
+#pragma once
+
+#include <vxblade/pmgr.h>
+
+#include <cstdint>
+#include <optional>
+
+namespace vx {
+
+enum class Layout : uint8_t {
+    reserved,   // an index that no file has
+    headerOnly, // never read or written through the record path
+    whole,      // one record
+    slots,      // an array of records
+    config,     // the configuration file: bridge, management port, ports
+};
+
+struct PsstFile {
+    Layout layout;
+    uint32_t recordSize; // bytes of a record
+    uint32_t slots;      // records that the recorded size provides
+    uint32_t size;       // as recorded in the header, header included
+};
+
+// The row of a file index; indices out of range give the reserved row.
+[[nodiscard]] const PsstFile& psstFile(int fileIndex);
+
+// File index and file-type code of each other.
+[[nodiscard]] int fileIndexOf(uint32_t type);
+[[nodiscard]] uint32_t fileTypeOf(int fileIndex);
+
+// Where the records of a type lie.
+struct RecordPlace {
+    int fileIndex;
+    uint32_t first;    // offset of record 0
+    uint32_t slotSize; // distance of the records, 0 where there is only one
+};
+// Nothing for codes out of range and for types that the record path does not reach.
+[[nodiscard]] std::optional<RecordPlace> placeOf(uint32_t type);
+
+// Bytes behind the header of a full file. Of the configuration file that is the end of its last
+// port slot, which lies behind its recorded size.
+[[nodiscard]] uint32_t dataLengthOf(int fileIndex);
+
+} // namespace vx

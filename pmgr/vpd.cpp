@@ -1,0 +1,118 @@
+// The vital product data: two files with the same record, each guarded by a CRC, of which one is
+// whole at any instant.
+#include <vxblade/pmgr.h>
+
+#include "common/files.h"
+#include "pmgr/control_block.h"
+#include "pmgr/creators.h"
+#include "pmgr/psst_header.h"
+#include "pmgr/psst_table.h"
+
+#include <fcntl.h>
+
+namespace vx {
+namespace {
+
+// Opens the file of a type unless it is open.
+int makeOpen(uint32_t type) {
+    int const index = fileIndexOf(type);
+    return descriptorOf(index) > 0 ? 0 : openIntoSlot(index, O_RDWR);
+}
+
+// Reads a VPD file into `record`; -1 unless its header and its CRC hold.
+int readChecked(uint32_t type, VpdRecord& record) {
+    PsstHeader header{};
+    if (makeOpen(type) != 0 || ReadHeader(&header, type) != 0 || !isValidHeader(header, type) ||
+        ReadPsstFile(&record, sizeof record, type, 0, PSST_MODE_RECORD) != 0) {
+        return -1;
+    }
+    return header.crc == crc32(0, &record, sizeof record) ? 0 : -1;
+}
+
+// Data before header: a cut between them leaves a CRC that does not match, and the twin serves.
+int writeVpd(uint32_t type) {
+    PsstHeader header{};
+    CreateHeader(&header, type);
+    return WriteVpdFile(&vpd_info, type) == 0 ? WriteHeader(&header) : -1;
+}
+
+template <uint32_t type>
+int writeVpdData() {
+    return WriteVpdFile(&vpd_info, type);
+}
+
+template <uint32_t type>
+int makeVpd() {
+    return makePsstFile(fileIndexOf(type), writeVpdData<type>);
+}
+
+// Opens the target and writes the loaded record to it; a missing one is made where `create` says.
+template <uint32_t type>
+int rewriteVpd(int create) {
+    if (isUnfinished(psstFilePrimaryPaths[fileIndexOf(type)])) {
+        return create != 0 ? makeVpd<type>() : -1;
+    }
+    return makeOpen(type) == 0 ? writeVpd(type) : -1;
+}
+
+template <uint32_t from, uint32_t to>
+int copyVpd(int create) {
+    VpdRecord record;
+    if (readChecked(from, record) != 0) {
+        return -1;
+    }
+    vpd_info.record = record;
+    return rewriteVpd<to>(create);
+}
+
+template <uint32_t type>
+int createIfMissing() {
+    return isUnfinished(psstFilePrimaryPaths[fileIndexOf(type)]) ? makeVpd<type>() : 0;
+}
+
+} // namespace
+} // namespace vx
+
+using namespace vx;
+
+int vxpmgr_create_vpd_psst(void) {
+    int const first = createIfMissing<PSST_VPD>();
+    int const second = createIfMissing<PSST_VPD_BACKUP>();
+    return first == 0 ? second : first;
+}
+
+int copy_vpd_psst(int create) {
+    return copyVpd<PSST_VPD, PSST_VPD_BACKUP>(create);
+}
+
+int copy_backup_vpd_psst(int create) {
+    return copyVpd<PSST_VPD_BACKUP, PSST_VPD>(create);
+}
+
+int vxpmgr_readVpdFile(void) {
+    VpdRecord primary;
+    VpdRecord backup;
+    bool const primaryGood = readChecked(PSST_VPD, primary) == 0;
+    bool const backupGood = readChecked(PSST_VPD_BACKUP, backup) == 0;
+    if (!primaryGood && !backupGood) {
+        return -1;
+    }
+    vpd_info.record = primaryGood ? primary : backup;
+    if (!primaryGood) {
+        (void)rewriteVpd<PSST_VPD>(1);
+    } else if (!backupGood) {
+        (void)rewriteVpd<PSST_VPD_BACKUP>(1);
+    }
+    return 0;
+}
+
+int vxpmgr_GetVpdInfo(VpdRecord* record) {
+    *record = vpd_info.record;
+    return 0;
+}
+
+int vxpmgr_UpdateVpdInfo(const VpdRecord* record) {
+    vpd_info.record = *record;
+    int const result = writeVpd(PSST_VPD);
+    return result == 0 ? writeVpd(PSST_VPD_BACKUP) : result;
+}
