@@ -1,0 +1,8 @@
+// What a PropertiesHandle points to.
+#pragma once
+
+#include "props/property_parser.h"
+
+struct PropertiesHandleRecord {
+    vx::PropertyParser* parser; // owned
+};
