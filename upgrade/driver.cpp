@@ -1,0 +1,124 @@
+#include "upgrade/driver.h"
+
+#include "common/files.h"
+#include "common/shell.h"
+#include "upgrade/default_merge.h"
+#include "upgrade/report.h"
+
+#include <vxblade/hw.h>
+#include <vxblade/platform.h>
+#include <vxblade/pmgr.h>
+#include <vxblade/props.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace vx {
+
+namespace {
+
+constexpr const char* newPersonalityFile = "default_bridge_config.cfg";
+constexpr const char* savedPersonalityFiles[] = {
+    "/mnt/nand0/default_bridge_config.cfg.0", // the reference of the next upgrade
+    "/mnt/nand0/default_bridge_config.cfg.1",
+};
+
+// Both personality files, open. Not closed by a destructor: the early ends of an upgrade leave
+// them to the process's own end.
+struct PersonalityFiles {
+    PropertiesHandle oldFile;
+    PropertiesHandle newFile;
+    VersionBlock oldVersion;
+    VersionBlock newVersion;
+};
+
+PersonalityFiles openPersonalityFiles() {
+    PersonalityFiles files{};
+    files.newFile = propOpenPropertiesFile(newPersonalityFile);
+    files.oldFile = propOpenPropertiesFile(savedPersonalityFiles[0]);
+    (void)readDefaultConfigurationVersion(files.oldFile, &files.oldVersion);
+    (void)readDefaultConfigurationVersion(files.newFile, &files.newVersion);
+    return files;
+}
+
+void closePersonalityFiles(const PersonalityFiles& files) {
+    propClosePropertiesFile(files.oldFile);
+    propClosePropertiesFile(files.newFile);
+}
+
+// The mount check's raw status. The volume counts as mounted unless the shell could not be run
+// (-1) or grep found no line (positive).
+bool isMounted(int status) {
+    return status != -1 && status <= 0;
+}
+
+int checkMount() {
+    constexpr const char* operation = "compareDefaultConfiguration";
+    constexpr const char* command = "mount | grep /mnt/nand1";
+    std::printf("%s: Verify that /mnt/nand1 is mounted\n", operation);
+    int const status = runShell(command);
+    std::printf("cmdstr: %s\nstatus 0x%x\n", command, static_cast<unsigned>(status));
+    if (!isMounted(status)) {
+        std::printf("%s: /mnt/nand1 not mounted\n", operation);
+    }
+    return status;
+}
+
+bool openStore() {
+    (void)initGpDevice();
+    (void)vornhal_init_env(vhnor_init());
+    return vxpmgr_init_lite() == 0;
+}
+
+// The sections in their fixed order; a failure in one does not stop the others.
+void mergeSections(PropertiesHandle oldFile, PropertiesHandle newFile) {
+    (void)compareDefaultBridgeConfigInfo(oldFile, newFile);
+    (void)compareDefaultCliConfigInfo(oldFile, newFile);
+}
+
+void savePersonalityFile() {
+    constexpr std::size_t commandSize = 256;
+    for (const char* const saved : savedPersonalityFiles) {
+        (void)runShellFormatted(commandSize, "cp %s %s", newPersonalityFile, saved);
+    }
+    for (const char* const saved : savedPersonalityFiles) {
+        (void)syncFile(saved);
+    }
+    (void)syncFolderOf(savedPersonalityFiles[0]);
+}
+
+} // namespace
+
+int compareDefaultConfiguration() {
+    int const mountStatus = checkMount();
+    bool const mounted = isMounted(mountStatus);
+    PersonalityFiles const files = openPersonalityFiles();
+    if (std::memcmp(&files.oldVersion, &files.newVersion, sizeof(VersionBlock)) == 0) {
+        if (mounted) {
+            vxpmgr_create_files_on_upgrade();
+        }
+        closePersonalityFiles(files);
+        return mountStatus;
+    }
+    report("compareDefaultConfiguration", 1524,
+           "Personality File version difference detected old=%s new=%s\n", files.oldVersion.version,
+           files.newVersion.version);
+    // Without its volume or its store nothing can be merged, and the new file becomes the
+    // reference all the same. The property files stay open on these paths.
+    if (!mounted || !openStore()) {
+        return 1;
+    }
+    mergeSections(files.oldFile, files.newFile);
+    closePersonalityFiles(files);
+    return 1;
+}
+
+int runUpgrade() {
+    if (compareDefaultConfiguration() != 0) {
+        report("main", 1634, "Copying new personality file into /mnt/nand0\n");
+        savePersonalityFile();
+    }
+    return 0;
+}
+
+} // namespace vx

@@ -1,0 +1,5 @@
+#include "upgrade/driver.h"
+
+int main() {
+    return vx::runUpgrade();
+}
