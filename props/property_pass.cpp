@@ -2,8 +2,6 @@
 
 #include "props/property_handle.h"
 
-#include <cstring>
-
 namespace vx {
 
 bool PropertyPass::next() {
@@ -13,10 +11,15 @@ bool PropertyPass::next() {
     int keyLength = propertyBufferSize;
     int valueLength = propertyBufferSize;
     value_.fill('\0');
+    const char* following = position_;
     int const result = handle_->parser->parseLine(position_, key_.data(), &keyLength, value_.data(),
-                                                  &valueLength, &position_);
+                                                  &valueLength, &following);
     bool const keyCut = keyLength != static_cast<int>(propertyBufferSize);
-    return result != -1 && !keyCut;
+    if (result == -1 || keyCut) {
+        return false;
+    }
+    position_ = following;
+    return true;
 }
 
 } // namespace vx

@@ -26,6 +26,9 @@ class PropertyPass {
     [[nodiscard]] bool next();
     [[nodiscard]] const char* key() const { return key_.data(); }
     [[nodiscard]] const char* value() const { return value_.data(); }
+    // What the pass did not read once it has ended: empty at the end of the text, else the
+    // malformed line or the long key that stopped it. Empty where it read no property at all.
+    [[nodiscard]] const char* rest() const { return position_ != nullptr ? position_ : ""; }
 
   private:
     PropertiesHandle handle_;

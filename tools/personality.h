@@ -1,0 +1,31 @@
+// Checks on a personality file before it is released or used.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace tools {
+
+struct PersonalityReport {
+    std::string version;
+    std::string product;
+    std::size_t properties = 0;
+    uint32_t computedCrc = 0;
+    uint32_t storedCrc = 0;
+    bool sealed = false;               // carries a CRC line
+    std::vector<std::string> problems; // each a sentence that names the line or the key
+};
+
+// Reads the whole file; throws std::runtime_error where it cannot be read.
+std::string readText(const std::filesystem::path& path);
+
+// Examines a personality file's text.
+PersonalityReport examinePersonality(const std::string& text);
+
+// Writes the text with the CRC line that its properties ask for, replacing one that is there.
+// Throws where the text has problems, which no CRC mends, or the file cannot be written.
+void sealPersonality(const std::filesystem::path& path);
+
+} // namespace tools
