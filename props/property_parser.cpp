@@ -1,7 +1,5 @@
 #include "props/property_parser.h"
 
-#include "common/files.h"
-
 #include <vxblade/common.h>
 
 #include <array>
@@ -10,7 +8,6 @@
 #include <cstring>
 #include <new>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace vx {
@@ -132,14 +129,11 @@ PropertyParser::PropertyParser(const char* path) {
         std::printf("PropertyParser: Failed to query file size init %s\n", path);
         return;
     }
-    // Non-blocking, so that a pipe in the place of the file cannot hang the upgrade.
-    Descriptor descriptor(openFile(path, O_RDONLY | O_NONBLOCK));
-    FILE* const file = descriptor.ok() ? ::fdopen(descriptor.get(), "r") : nullptr;
+    FILE* const file = std::fopen(path, "re");
     if (file == nullptr) {
         std::printf("PropertyParser: Failed to open file for reading %s\n", path);
         return;
     }
-    (void)descriptor.release(); // fclose closes it
     std::size_t total = 0;
     for (std::size_t got = 1; got > 0; total += got) {
         got = std::fread(text_ + total, 1, size - total, file);

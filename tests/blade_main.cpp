@@ -1,0 +1,50 @@
+// Tests on the volumes and devices of a simulated blade.
+#include "sim/blade.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int skipped = 77;
+
+// A state folder in memory where there is one: the store syncs every write.
+std::filesystem::path makeState() {
+    std::filesystem::path const parent =
+        std::filesystem::exists("/dev/shm") ? "/dev/shm" : std::filesystem::temp_directory_path();
+    std::string name = parent / "blade-test-XXXXXX";
+    return ::mkdtemp(name.data());
+}
+
+int runOnBlade(const std::filesystem::path& state) {
+    try {
+        sim::enterBlade({state, {}});
+    } catch (const std::exception& error) {
+        std::printf("SKIPPED: blade_test needs a simulated blade: %s\n", error.what());
+        return skipped;
+    }
+    return RUN_ALL_TESTS();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    std::filesystem::path const state = makeState();
+    // A child enters the namespace, so that the parent can still remove the state folder.
+    pid_t const child = ::fork();
+    if (child == 0) {
+        return runOnBlade(state);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    std::filesystem::remove_all(state);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}

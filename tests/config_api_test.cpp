@@ -1,0 +1,268 @@
+#include "tests/blade_files.h"
+
+#include <vxblade/platform.h>
+#include <vxblade/pmgr.h>
+#include <vxblade/props.h>
+
+#include <cstring>
+
+namespace {
+
+struct ConfigApi : BladeTest {
+    void SetUp() override {
+        BladeTest::SetUp();
+        makeFiles({1, 8, 9, 20, 42});
+    }
+};
+
+template <class Record>
+Record filled(int value) {
+    Record record;
+    std::memset(&record, value, sizeof record);
+    return record;
+}
+
+template <class Record>
+Record onFile(int index, std::size_t offset) {
+    Record record;
+    std::memcpy(&record, readBytes(primary(index)).data() + offset, sizeof record);
+    return record;
+}
+
+template <class Record>
+bool equal(const Record& a, const Record& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+TEST_F(ConfigApi, FlagsOfUpdates) {
+    struct {
+        uint32_t flags;
+        bool writes;
+    } const cases[] = {{0, false}, {0x100, false}, {1, true}, {0x80, true}, {0x101, true}};
+    int value = 1;
+    for (auto const& c : cases) {
+        uint64_t const before = pmgr_cb->sequenceNumber;
+        auto port = filled<PortParams>(++value);
+        port.type = PORT_TYPE_ISCSI;
+        port.number = 0;
+        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, c.flags), 0);
+        auto const bridge = filled<BridgeConfig>(value);
+        EXPECT_EQ(vxpmgr_UpdateBridgeConfigInfo(&bridge, c.flags), 0);
+        auto const mgmt = filled<MgmtPortConfig>(value);
+        EXPECT_EQ(vxpmgr_UpdateMgmtPortInfo(&mgmt, c.flags), 0);
+        EXPECT_EQ(pmgr_cb->sequenceNumber - before, c.writes ? 3U : 0U) << c.flags;
+    }
+}
+
+TEST_F(ConfigApi, BridgeAndCliShareARecord) {
+    auto bridge = filled<BridgeConfig>(0x5A);
+    EXPECT_EQ(vxpmgr_UpdateBridgeConfigInfo(&bridge, 1), 0);
+    CliConfig cli = filled<CliConfig>(0);
+    EXPECT_EQ(vxpmgr_GetCliConfigInfo(&cli), 0);
+    EXPECT_TRUE(equal(cli, bridge.cli));
+    cli.BridgeCliTimeout = 600;
+    EXPECT_EQ(vxpmgr_UpdateCliConfigInfo(&cli), 0);
+    bridge.cli = cli;
+    std::memset(bridge.volatile744, 0, sizeof bridge.volatile744);
+    EXPECT_TRUE(equal(onFile<BridgeConfig>(1, 64), bridge));
+    auto live = filled<BridgeConfig>(1);
+    EXPECT_EQ(vxpmgr_GetBridgeConfigInfo(&live), 0);
+    EXPECT_TRUE(equal(live, bridge));
+}
+
+TEST_F(ConfigApi, ManagementPortKeepsItsOpaqueBytes) {
+    std::memset(&mgmt_port.record, 0xC3, sizeof mgmt_port.record);
+    auto const record = filled<MgmtPortConfig>(0x11);
+    EXPECT_EQ(vxpmgr_UpdateMgmtPortInfo(&record, 1), 0);
+    auto slot = filled<MgmtPortSlot>(0xC3);
+    std::memset(slot.config, 0x11, sizeof slot.config);
+    EXPECT_TRUE(equal(onFile<MgmtPortSlot>(1, 2768), slot));
+    auto live = filled<MgmtPortConfig>(0x77);
+    EXPECT_EQ(vxpmgr_GetMgmtInfo(&live), 0);
+    auto expected = record;
+    std::memset(expected.reserved84, 0, sizeof expected.reserved84);
+    EXPECT_TRUE(equal(live, expected));
+    EXPECT_EQ(vxpmgr_GetActualMgmtInfo(&live), 0);
+    EXPECT_TRUE(equal(live, expected));
+}
+
+TEST_F(ConfigApi, PortsLandInTheirSlots) {
+    struct {
+        uint16_t type, number;
+        int slot; // -1: refused
+    } const cases[] = {
+        {0, 0, 0},  {0, 7, 7}, {1, 0, 8},  {1, 2, 10},  {2, 2, 18},
+        {4, 7, 31}, {9, 3, 3}, {4, 8, -1}, {0, 32, -1}, {1, 65535, -1},
+    };
+    for (auto const& c : cases) {
+        auto port = filled<PortParams>(0x42);
+        port.type = c.type;
+        port.number = c.number;
+        Bytes const before = readBytes(primary(1));
+        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, 1), c.slot < 0 ? -1 : 0);
+        if (c.slot < 0) {
+            EXPECT_EQ(readBytes(primary(1)), before);
+            EXPECT_EQ(vxpmgr_GetPortParams(&port, c.type, c.number), -1);
+            continue;
+        }
+        auto const slot = onFile<PortSlot>(1, 3100 + 1296U * static_cast<std::size_t>(c.slot));
+        EXPECT_EQ(slot.index, static_cast<uint32_t>(c.slot));
+        EXPECT_EQ(slot.marker, 0xC3);
+        EXPECT_EQ(slot.params.type, c.type);
+        EXPECT_EQ(slot.params.number, c.number);
+        bool const ip = c.type == 1 || c.type == 2;
+        EXPECT_EQ(slot.params.TcpMaxWinSize, ip ? 0x42424242U : 0U);
+        EXPECT_EQ(slot.params.TxParam4G, 0x42424242U);
+    }
+    auto untouched = filled<PortParams>(0x42);
+    EXPECT_EQ(vxpmgr_GetPortParams(&untouched, PORT_TYPE_NONE, 0), 0);
+    untouched.type = PORT_TYPE_NONE;
+    EXPECT_EQ(vxpmgr_UpdatePortParams(&untouched, 1), 0);
+    EXPECT_EQ(untouched.number, 0x4242);
+}
+
+TEST_F(ConfigApi, NeverWrittenPortComesBackToItself) {
+    PortParams port{};
+    EXPECT_EQ(vxpmgr_GetPortParams(&port, PORT_TYPE_ISCSI, 2), 0);
+    EXPECT_EQ(port.type, PORT_TYPE_ISCSI);
+    EXPECT_EQ(port.number, 2);
+}
+
+TEST_F(ConfigApi, BoardWordsStayOffTheFileOnTheirBoards) {
+    struct {
+        uint16_t board, type;
+        bool offFile;
+    } const cases[] = {{0, 1, false},  {255, 1, false}, {256, 1, true},
+                       {511, 1, true}, {512, 1, false}, {256, 2, false}};
+    for (auto const& c : cases) {
+        HwVer = c.board;
+        auto port = filled<PortParams>(0x42);
+        port.type = c.type;
+        port.number = 0;
+        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, 1), 0);
+        auto const slot = onFile<PortSlot>(1, 3100 + 1296U * 8U * c.type);
+        EXPECT_EQ(slot.params.boardWords[0], c.offFile ? 0U : 0x42424242U) << c.board;
+        EXPECT_EQ(slot.params.boardWords[2], c.offFile ? 0U : 0x42424242U) << c.board;
+        EXPECT_EQ(slot.params.TxParam4G, 0x42424242U);
+        EXPECT_EQ(slot.params.TargetDiscovery, 0x42);
+        EXPECT_EQ(vxpmgr_GetPortParams(&port, c.type, 0), 0);
+        EXPECT_EQ(port.boardWords[1], 0x42424242U) << "memory keeps them";
+    }
+}
+
+TEST_F(ConfigApi, HostGroups) {
+    auto group = filled<HostGroupConfig>(0x31);
+    EXPECT_EQ(vxpmgr_SetHostGroup(&group, 7), 0);
+    group.slot = 7;
+    EXPECT_TRUE(equal(onFile<HostGroupConfig>(20, 64 + 7 * 940), group));
+    HostGroupConfig live{};
+    EXPECT_EQ(vxpmgr_GetHostGroup(&live, 7), 0);
+    EXPECT_TRUE(equal(live, group));
+    EXPECT_EQ(vxpmgr_GetHostGroup(&live, 8), 0) << "the entry after the last one";
+    EXPECT_EQ(vxpmgr_GetHostGroup(&live, 9), -1);
+    EXPECT_EQ(vxpmgr_SetHostGroup(&group, 9), -1);
+    close_all_files();
+    EXPECT_EQ(vxpmgr_SetHostGroup(&group, 0), -1);
+}
+
+TEST_F(ConfigApi, WholeRecords) {
+    auto const passwords = filled<PasswordConfig>('p');
+    passwd_data.record.opaque2048[0] = 9;
+    EXPECT_EQ(vxpmgr_UpdatePasswordInfo(&passwords), 0);
+    EXPECT_TRUE(equal(onFile<PasswordConfig>(8, 64), passwords));
+    EXPECT_EQ(readBytes(primary(8)).at(64 + 2048), 9) << "bytes that nobody names are kept";
+    auto readPasswords = filled<PasswordConfig>(0);
+    EXPECT_EQ(vxpmgr_GetPasswordInfo(&readPasswords), 0);
+    EXPECT_TRUE(equal(readPasswords, passwords));
+    auto const snmp = filled<SnmpConfig>('s');
+    EXPECT_EQ(vxpmgr_UpdateSnmpInfo(&snmp), 0);
+    EXPECT_TRUE(equal(onFile<SnmpConfig>(9, 64), snmp));
+    auto readSnmp = filled<SnmpConfig>(0);
+    EXPECT_EQ(vxpmgr_GetSnmpConfigInfo(&readSnmp), 0);
+    EXPECT_TRUE(equal(readSnmp, snmp));
+}
+
+TEST_F(ConfigApi, ClusterMetaDataKeepsThreeFlags) {
+    auto const record = filled<ClusterMetaData>(0xFE);
+    EXPECT_EQ(vxpmgr_UpdateClusterMetaData(&record), 0);
+    ClusterMetaData live{};
+    EXPECT_EQ(vxpmgr_GetClusterMetaData(&live), 0);
+    auto expected = record;
+    expected.flags = 0x06;
+    EXPECT_TRUE(equal(live, expected));
+    EXPECT_TRUE(equal(onFile<ClusterMetaData>(42, 64), expected));
+    close_all_files();
+    EXPECT_EQ(vxpmgr_UpdateClusterMetaData(&record), -1);
+}
+
+TEST_F(ConfigApi, DefaultReadersStoreTheirSections) {
+    std::string const text = "config.bridge.BridgeProductName = \"" + std::string(200, 'n') +
+                             "\"\nconfig.bridge.BridgeSerialNumber = \"" + std::string(40, 's') +
+                             "\"\nconfig.bridge.BridgeMode = \"300\"\n"
+                             "config.bridge.BridgeDataMigrationMode = \"3\"\n"
+                             "config.bridge.BridgeSmisFlags = \"5\"\n"
+                             "config.bridge.BridgeLogSize = \"7\"\n"
+                             "config.cli.BridgeCliTimeout = \"60\"\n"
+                             "config.cli.BridgeCliPrompt = \"vx>\"\n";
+    PropertiesHandle const handle =
+        propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
+    EXPECT_EQ(readDefaultBridgeConfigInfo(handle), 0);
+    EXPECT_EQ(readDefaultCliConfigInfo(handle), 0);
+    auto stored = onFile<BridgeConfig>(1, 64);
+    EXPECT_EQ(std::string(stored.BridgeProductName), std::string(200, 'n'));
+    EXPECT_EQ(std::string(stored.BridgeSerialNumber), std::string(31, 's'));
+    EXPECT_EQ(stored.BridgeMode, 44);
+    EXPECT_EQ(stored.BridgeLogSize, 7U);
+    EXPECT_EQ(stored.BridgeDataMigrationMode, 0U) << "loaded by a reader of its own";
+    EXPECT_EQ(stored.cli.BridgeCliTimeout, 60U);
+    EXPECT_STREQ(stored.cli.BridgeCliPrompt, "vx>");
+
+    stored.BridgeLogSize = 1;
+    stored.BridgeSmisFlags = 0;
+    EXPECT_EQ(readDefaultBridgeIPv6ConfigInfo(handle, &stored), 0);
+    EXPECT_EQ(readDefaultBridgeDataMigrationInfo(handle, &stored), 0);
+    EXPECT_EQ(onFile<BridgeConfig>(1, 64).BridgeLogSize, 1U);
+    EXPECT_EQ(onFile<BridgeConfig>(1, 64).BridgeSmisFlags, 5);
+    EXPECT_EQ(onFile<BridgeConfig>(1, 64).BridgeDataMigrationMode, 3U);
+    uint32_t mode = 9;
+    EXPECT_EQ(readBridgeDataMigrationModeValue(handle, &mode), -1);
+    EXPECT_EQ(mode, 3U);
+    EXPECT_EQ(readBridgeDataMigrationModeValue(nullptr, &mode), -1);
+    EXPECT_EQ(mode, 3U);
+    propClosePropertiesFile(handle);
+}
+
+TEST_F(ConfigApi, PlatformRecordsSurviveTheProcess) {
+    DmGlobals globals = filled<DmGlobals>(0x21);
+    EXPECT_EQ(vxpmgr_SetDMGlobals(&globals), 0);
+    StoragePoolConfig const pool{20, 3};
+    EXPECT_EQ(vxpmgr_updateDefaultStoragePoolConfig(&pool), 0);
+    CacheParams const cache{1, 2, 3, 4, 5, 6, {}};
+    EXPECT_EQ(vxpmgr_setCacheParams(&cache), 0);
+    InitDatabaseLite();
+    DmGlobals read{};
+    EXPECT_EQ(vxpmgr_GetDMGlobals(&read), 0);
+    EXPECT_TRUE(equal(read, globals));
+    EXPECT_TRUE(equal(onFile<StoragePoolConfig>(31, 64), pool));
+    EXPECT_EQ(readBytes("/mnt/nand1/brapp_psst_data.cfg").size(), sizeof cache);
+
+    EXPECT_EQ(vornhal_init_env(0), -1) << "nothing saved yet";
+    EXPECT_EQ(vornhal_setenv("ChassisName", "one"), 0);
+    EXPECT_EQ(vornhal_setenv("Chassis", "other"), 0);
+    EXPECT_EQ(vornhal_setenv("ChassisName", "second"), 0);
+    EXPECT_EQ(vornhal_setenv("bad=name", "x"), -1);
+    EXPECT_EQ(vornhal_saveenv(), 0);
+    EXPECT_EQ(vornhal_init_env(0), 0);
+    char value[4];
+    EXPECT_EQ(vornhal_getenv("ChassisName", value, sizeof value), 6);
+    EXPECT_STREQ(value, "sec");
+    EXPECT_EQ(vornhal_getenv("Name", value, sizeof value), 0);
+    EXPECT_STREQ(value, "");
+    EXPECT_NE(VX_systemWrapper("exit 3"), 0);
+    EXPECT_EQ(VX_systemWrapper("true"), 0);
+    EXPECT_EQ(InitializeTelnetConfigFile() + InitializeSshConfigFile() + InitializeftpConfigFile(),
+              0);
+    EXPECT_FALSE(readBytes("/mnt/nand1/ssh.cfg").empty());
+}
+
+} // namespace

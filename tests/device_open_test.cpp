@@ -1,0 +1,153 @@
+// Device nodes and the general-purpose device, in a /dev of the test's own.
+#include "tests/system_calls.h"
+
+#include <vxblade/hw.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+namespace {
+
+class Devices : public testing::Test {
+  protected:
+    void SetUp() override {
+        std::ofstream(listing_) << "early 5 vxgpdev\n"
+                                   "Character devices:\n"
+                                   "  1 mem\n"
+                                   "254 vxgpdev2\n"
+                                   " 90 mtd\n"
+                                   "12345 huge\n"
+                                   "1234 four\n"
+                                   "\n"
+                                   "Block devices:\n"
+                                   "  7 loop\n";
+        if (::mount(listing_.c_str(), "/proc/devices", nullptr, MS_BIND, nullptr) != 0) {
+            GTEST_SKIP() << "SKIPPED: cannot mount over /proc/devices: " << std::strerror(errno);
+        }
+        mounted_ = true;
+        gpDevHandle = -1;
+    }
+
+    void TearDown() override {
+        if (mounted_) {
+            ::umount("/proc/devices");
+        }
+        ::unlink(node_.c_str());
+    }
+
+    std::string const listing_ = "/mnt/nand0/devices";
+    std::string const node_ = "/dev/vx-test-node";
+
+  private:
+    bool mounted_ = false;
+};
+
+TEST_F(Devices, MajorNumbers) {
+    struct {
+        const char* name;
+        int type;
+        uint32_t number;
+    } const cases[] = {{"mem", 0, 1},  {"vxgpdev", 0, 0}, {"vxgpdev2", 0, 254}, {"mtd", 0, 90},
+                       {"huge", 0, 0}, {"four", 0, 1234}, {"loop", 0, 0},       {"loop", 1, 7},
+                       {"mem", 1, 0},  {"MEM", 0, 0}};
+    for (auto const& c : cases) {
+        EXPECT_EQ(getMajor(c.name, c.type), c.number) << c.name;
+    }
+}
+
+TEST_F(Devices, NodesAreMadeAndReplaced) {
+    testing::internal::CaptureStdout();
+    int const missing = map_driver("absent", DEVICE_CHARACTER, node_.c_str(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "map_driver Failed to find driver absent \n");
+    EXPECT_EQ(missing, -1);
+    if (::mknod("/dev/vx-probe", S_IFCHR | 0600, makedev(1, 3)) != 0) {
+        GTEST_SKIP() << "SKIPPED: cannot make device nodes: " << std::strerror(errno);
+    }
+    ::unlink("/dev/vx-probe");
+    // A missing node, the right one, one of a wrong number.
+    std::string const mismatch = "Mismatch on map_driver, trying to remove node: " + node_ + "\n";
+    struct {
+        int minorNumber;
+        std::string printed;
+    } const cases[] = {{3, ""}, {3, ""}, {5, mismatch}};
+    for (auto const& c : cases) {
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(map_driver("mem", DEVICE_CHARACTER, node_.c_str(), c.minorNumber), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), c.printed);
+        struct stat status {};
+        ASSERT_EQ(::stat(node_.c_str(), &status), 0);
+        EXPECT_TRUE(S_ISCHR(status.st_mode));
+        EXPECT_EQ(status.st_rdev, makedev(1, static_cast<unsigned>(c.minorNumber)));
+    }
+    EXPECT_EQ(nodeExists(node_.c_str(), makedev(1, 5)), 1);
+    EXPECT_EQ(nodeExists(node_.c_str(), makedev(1, 6)), -1);
+    struct stat folder {};
+    ASSERT_EQ(::stat("/dev", &folder), 0);
+    EXPECT_EQ(nodeExists(node_.c_str(), folder.st_dev), 1) << "the file system's own number";
+    EXPECT_EQ(nodeExists("/dev/none", makedev(1, 6)), 0);
+    // What cannot be removed stays a mismatch.
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(map_driver("mem", DEVICE_CHARACTER, "/dev/vxgpdev", 0), -1);
+    EXPECT_NE(testing::internal::GetCapturedStdout(), "");
+}
+
+TEST_F(Devices, OpensOnce) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(initGpDevice(), 0);
+    int const fd = gpDevHandle;
+    EXPECT_GE(fd, 3);
+    EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(initGpDevice(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "map_driver Failed to find driver vxgpdev \n"
+              "initGpDevice:1024 Failed to map_driver vxgpdev\n"
+              "map_driver Failed to find driver vxgpdev \n"
+              "initGpDevice:1024 Failed to map_driver vxgpdev\n"
+              "General Purpose device handle already initialized! " +
+                  std::to_string(fd) + " \n");
+    EXPECT_EQ(XBMGT_CloseGeneralPurposeDev(fd), 0);
+    EXPECT_EQ(gpDevHandle, fd);
+}
+
+TEST_F(Devices, GivesUpAfterTwoMinutes) {
+    systemCalls.sleeps = 0;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(XBMGT_OpenGeneralPurposeDev("vx-none"), 0);
+    std::string expected;
+    for (int attempt = 0; attempt < 122; ++attempt) {
+        expected += "General Purpose device handle not available yet: -1 , 2 \n";
+    }
+    expected += "Time out waiting for Brapp handle: -1 , 2 \n"
+                "XBMGT_OpenGeneralPurposeDev: Open failed gpDevHandle = -1\n"
+                "ErrorNumber is No such file or directory\n";
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+    EXPECT_EQ(systemCalls.sleeps, 121);
+    EXPECT_EQ(gpDevHandle, -1);
+}
+
+TEST_F(Devices, NorFlashOpensOnce) {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(vhnor_init(), 0);
+    int const fd = vhnor_drv;
+    EXPECT_EQ(vhnor_init(), 0);
+    EXPECT_EQ(vhnor_drv, fd);
+    std::string const errors = testing::internal::GetCapturedStderr();
+    EXPECT_NE(errors.find("driver already initialized. Returning. /dev/mtd0\n"), std::string::npos);
+    testing::internal::GetCapturedStdout();
+    ::close(fd);
+    vhnor_drv = -1;
+}
+
+} // namespace

@@ -1,0 +1,49 @@
+#include "tools/personality.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+TEST(Personality, ProblemsAreNamed) {
+    std::string const version = "properties.file.version = \"1\"\n";
+    struct {
+        std::string text;
+        std::vector<std::string> problems;
+    } const cases[] = {
+        {version + "a = \"1\"\n# end\n", {}},
+        {version + "a = \"1\"\n\n# x\nb = 2\nc = \"3\"\n",
+         {"line 5: not a property; nothing from here on is read"}},
+        {version + "a = \"1\"\na = \"2\"\n", {"repeated key a: only its first value counts"}},
+        {version + "a = \"" + std::string(255, 'x') + "\"\n",
+         {"value of a has 255 characters or more and is cut"}},
+        {"a = \"1\"\n", {"no properties.file.version"}},
+        {version + "properties.file.crc32 = \"1\"\n",
+         {"the file's CRC does not match its content"}},
+    };
+    for (auto const& c : cases) {
+        EXPECT_EQ(tools::examinePersonality(c.text).problems, c.problems) << c.text;
+    }
+}
+
+TEST(Personality, SealingReplacesTheLine) {
+    std::filesystem::path const path =
+        std::filesystem::temp_directory_path() / ("seal" + std::to_string(::getpid()));
+    std::ofstream(path)
+        << "properties.file.crc32 = \"bad\"\nproperties.file.version = \"1\"\na=\"b\"";
+    tools::sealPersonality(path);
+    std::string const once = tools::readText(path);
+    tools::sealPersonality(path);
+    EXPECT_EQ(tools::readText(path), once);
+    tools::PersonalityReport const report = tools::examinePersonality(once);
+    EXPECT_TRUE(report.sealed);
+    EXPECT_EQ(report.properties, 3U);
+    EXPECT_TRUE(report.problems.empty());
+    std::filesystem::remove(path);
+}
+
+} // namespace

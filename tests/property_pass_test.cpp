@@ -1,0 +1,164 @@
+#include "props/property_pass.h"
+
+#include <vxblade/props.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+PropertiesHandle open(const std::string& text) {
+    return propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
+}
+
+// The calling pattern of the exported functions, at most `limit` keys.
+Pairs literalPass(PropertiesHandle handle, std::size_t limit) {
+    Pairs pairs;
+    char key[256];
+    for (int result = propGetNext(handle, nullptr, key, sizeof key);
+         result >= 1 && pairs.size() < limit; result = propGetNext(handle, key, key, sizeof key)) {
+        char value[256] = {};
+        if (propGetValue(handle, key, value, sizeof value) >= 1) {
+            pairs.emplace_back(key, value);
+        }
+    }
+    return pairs;
+}
+
+Pairs linearPass(PropertiesHandle handle) {
+    Pairs pairs;
+    for (vx::PropertyPass pass(handle); pass.next();) {
+        pairs.emplace_back(pass.key(), pass.value());
+    }
+    return pairs;
+}
+
+class FileGenerator {
+  public:
+    std::string make() {
+        std::string text;
+        for (int line = 0, lines = pick(30); line < lines; ++line) {
+            text += makeLine(line);
+        }
+        return text;
+    }
+
+  private:
+    std::mt19937 random_{42};
+
+    int pick(int limit) { return static_cast<int>(random_() % static_cast<unsigned>(limit)); }
+    std::string end() { return pick(3) == 0 ? "\r\n" : "\n"; }
+
+    std::string makeLine(int number) {
+        static const char* const malformed[] = {"oops", "k = v", "k = \"v\" x", "= \"v\"",
+                                                "k = \"v"};
+        int const kind = pick(60);
+        if (kind == 0) {
+            return malformed[pick(5)] + end();
+        }
+        if (kind < 8) {
+            return (pick(2) == 0 ? "# comment \"quoted\" = x" : " \t") + end();
+        }
+        std::string key = "config.k" + std::to_string(number); // unique in the file
+        std::string value = "value " + std::to_string(pick(1000));
+        if (kind < 14) {
+            key.resize(static_cast<std::size_t>(253 + pick(5)), 'k');
+        } else if (kind < 24) {
+            value.resize(static_cast<std::size_t>(253 + pick(5)), 'v');
+        }
+        return key + (pick(2) == 0 ? " = " : "=") + '"' + value + '"' +
+               (pick(4) == 0 ? " # c" : "") + end();
+    }
+};
+
+TEST(PropertyPass, EqualsTheLiteralEnumeration) {
+    FileGenerator generator;
+    std::size_t visited = 0;
+    for (int file = 0; file < 3000; ++file) {
+        std::string const text = generator.make();
+        PropertiesHandle const handle = open(text);
+        Pairs const linear = linearPass(handle);
+        EXPECT_EQ(linear, literalPass(handle, 1000)) << text;
+        visited += linear.size();
+        propClosePropertiesFile(handle);
+    }
+    EXPECT_GT(visited, 3000U) << "the generated files are too poor to tell";
+}
+
+TEST(PropertyPass, EndsOnRepeatedKeysAndSaysWhereItStopped) {
+    PropertiesHandle const handle = open("a=\"1\"\nb=\"2\"\na=\"3\"\nc=\"4\"\nbad\nd=\"5\"");
+    EXPECT_EQ(linearPass(handle), (Pairs{{"a", "1"}, {"b", "2"}, {"a", "3"}, {"c", "4"}}));
+    // The literal enumeration finds the repeated key at its first place, for ever.
+    EXPECT_EQ(literalPass(handle, 5),
+              (Pairs{{"a", "1"}, {"b", "2"}, {"a", "1"}, {"b", "2"}, {"a", "1"}}));
+    vx::PropertyPass pass(handle);
+    while (pass.next()) {
+    }
+    EXPECT_STREQ(pass.rest(), "bad\nd=\"5\"");
+    propClosePropertiesFile(handle);
+}
+
+TEST(PropertyApi, Values) {
+    std::string const text = "a.bc=\"long\"\na.b=\"\"\nx=\"" + std::string(300, 'v') +
+                             "\"\na.b=\"second\"\nbad line\nlost=\"1\"";
+    PropertiesHandle const handle = open(text);
+    struct {
+        const char* key;
+        int result;
+        std::size_t length;
+    } const cases[] = {{"a.b", 1, 0}, {"a.bc", 5, 4}, {"x", 301, 255}, {"a", 0, 0}, {"lost", 0, 0}};
+    for (auto const& c : cases) {
+        char value[256] = {};
+        EXPECT_EQ(propGetValue(handle, c.key, value, sizeof value), c.result) << c.key;
+        if (c.result > 0) {
+            EXPECT_EQ(std::strlen(value), c.length) << c.key;
+        }
+    }
+    propClosePropertiesFile(handle);
+}
+
+TEST(PropertyApi, NextKeys) {
+    PropertiesHandle const handle = open("first=\"1\"\nlonger.key=\"2\"\n");
+    char key[8] = "";
+    EXPECT_EQ(propGetNext(handle, nullptr, key, sizeof key), 6);
+    EXPECT_STREQ(key, "first");
+    EXPECT_EQ(propGetNext(handle, key, key, sizeof key), 11) << "the size that the key needs";
+    EXPECT_STREQ(key, "longer.");
+    EXPECT_EQ(propGetNext(handle, key, key, sizeof key), 0) << "a cut key is found nowhere";
+    char long_previous[] = "a key of more characters than the buffer has";
+    EXPECT_EQ(propGetNext(handle, long_previous, key, 4), 0);
+    propClosePropertiesFile(handle);
+}
+
+TEST(PropertyApi, NullHandles) {
+    char buffer[4];
+    unsigned long crc = 7;
+    EXPECT_EQ(propGetNext(nullptr, nullptr, buffer, 4), 0);
+    EXPECT_EQ(propGetValue(nullptr, "k", buffer, 4), 0);
+    EXPECT_EQ(propGetCrc(nullptr, &crc, &crc), 0);
+    EXPECT_EQ(crc, 7U);
+    propClosePropertiesFile(nullptr);
+    PropertiesHandle const empty = propReadPropertiesBuffer(nullptr, -3);
+    EXPECT_EQ(propGetNext(empty, nullptr, buffer, 4), 0);
+    propClosePropertiesFile(empty);
+}
+
+TEST(PropertyApi, VersionBlock) {
+    PropertiesHandle const handle =
+        open("properties.file.version=\"1234567890123456789\"\nproperties.file.versionX=\"no\"");
+    VersionBlock block{};
+    std::strcpy(block.product, "untouched");
+    EXPECT_EQ(readDefaultConfigurationVersion(handle, &block), -1);
+    EXPECT_STREQ(block.version, "123456789012345");
+    EXPECT_STREQ(block.product, "untouched");
+    propClosePropertiesFile(handle);
+}
+
+} // namespace

@@ -1,0 +1,223 @@
+#include "tests/blade_files.h"
+
+#include "pmgr/control_block.h"
+#include "pmgr/psst_table.h"
+
+#include <vxblade/platform.h>
+#include <vxblade/pmgr.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using StoreInit = BladeTest;
+
+std::set<std::string> filesOn(const char* volume) {
+    std::set<std::string> names;
+    for (fs::directory_entry const& entry : fs::directory_iterator(volume)) {
+        names.insert(entry.path().filename());
+    }
+    return names;
+}
+
+PsstHeader headerOf(int index) {
+    PsstHeader header{};
+    std::ifstream(primary(index), std::ios::binary)
+        .read(reinterpret_cast<char*>(&header), sizeof header);
+    return header;
+}
+
+void changeHeader(int index, std::size_t offset, uint32_t value) {
+    std::fstream file(primary(index), std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file.write(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+// What is done to one file of a good store, and what initialisation makes of it.
+enum class Damage { remove, empty, cutShort, halfMade, badMagic, badType };
+
+void damage(int index, Damage how) {
+    switch (how) {
+    case Damage::remove:
+        fs::remove(primary(index));
+        break;
+    case Damage::empty:
+        fs::resize_file(primary(index), 0);
+        break;
+    case Damage::cutShort:
+        fs::resize_file(primary(index), 63);
+        break;
+    case Damage::halfMade:
+        changeHeader(index, 4, 0);
+        changeHeader(index, 12, 0);
+        break;
+    case Damage::badMagic:
+        changeHeader(index, 4, 0x12345678);
+        break;
+    case Damage::badType:
+        changeHeader(index, 16, 99);
+        break;
+    }
+}
+
+bool isGood(int index) {
+    uint32_t const type = vx::fileTypeOf(index);
+    PsstHeader expected;
+    CreateHeader(&expected, type);
+    PsstHeader const header = headerOf(index);
+    return header.magic == expected.magic && header.fileSize == expected.fileSize &&
+           header.type == type && fs::file_size(primary(index)) == 64 + vx::dataLengthOf(index);
+}
+
+TEST_F(StoreInit, OpensAGoodStore) {
+    makeStore();
+    uint64_t const before = sequenceNumberOnFile();
+    ASSERT_EQ(vxpmgr_init_lite(), 0);
+    EXPECT_EQ(sequenceNumberOnFile(), before) << "nothing was written";
+    for (int const index : {1, 4, 6, 7, 8, 16, 20, 21, 32, 36}) {
+        EXPECT_GE(vx::descriptorOf(index), 3) << index;
+    }
+    EXPECT_EQ(pmgr_cb->headerVersion, 13U);
+    EXPECT_EQ(port_configuration[31].prefix.index, 31U);
+    EXPECT_EQ(port_configuration[31].prefix.kind, 4U);
+    ASSERT_EQ(vxpmgr_init_lite(), 0) << "again, closing what was open";
+}
+
+TEST_F(StoreInit, DamagedFiles) {
+    struct Case {
+        int index;
+        int unfinished; // result where the file is absent or was never finished
+        int bad;        // result where it is finished and wrong
+        bool healed;    // an unfinished file is made anew
+    } const cases[] = {
+        {1, -1, -1, false},  {4, -1, -1, false}, {8, -1, -1, false}, {20, -1, -1, false},
+        {16, -1, -1, false}, {6, 0, 0, true},    {7, 0, 0, true},    {32, 0, -1, true},
+        {36, 0, -1, true},   {18, 0, 0, true},   {33, 0, 0, true},   {35, 0, 0, true},
+        {39, 0, 0, true},    {42, 0, 0, true},   {43, 0, 0, true},
+    };
+    makeStore();
+    for (Case const& c : cases) {
+        std::string const keep = "/mnt/nand0/keep";
+        fs::copy_file(primary(c.index), keep, fs::copy_options::overwrite_existing);
+        for (Damage const how : {Damage::remove, Damage::empty, Damage::cutShort, Damage::halfMade,
+                                 Damage::badMagic, Damage::badType}) {
+            bool const bad = how == Damage::badMagic || how == Damage::badType;
+            damage(c.index, how);
+            EXPECT_EQ(vxpmgr_init_lite(), bad ? c.bad : c.unfinished)
+                << c.index << " damage " << static_cast<int>(how);
+            if (!bad) {
+                EXPECT_EQ(fs::exists(primary(c.index)) && isGood(c.index), c.healed)
+                    << c.index << " damage " << static_cast<int>(how);
+            }
+            if (how == Damage::remove && c.unfinished != 0) {
+                EXPECT_FALSE(fs::exists(primary(c.index))) << "an empty file would be left behind";
+            }
+            close_all_files();
+            fs::copy_file(keep, primary(c.index), fs::copy_options::overwrite_existing);
+        }
+    }
+}
+
+TEST_F(StoreInit, ShortConfigurationFails) {
+    makeStore();
+    fs::resize_file(primary(1), 44571);
+    EXPECT_EQ(vxpmgr_init_lite(), -1);
+}
+
+TEST_F(StoreInit, OtherVersionMovesThreeFilesAside) {
+    makeStore();
+    writeBytes(primary(31), Bytes(10, 1)); // the write-cache marker stays missing
+    changeHeader(1, 0, 12);
+    EXPECT_EQ(vxpmgr_init_lite(), -1);
+    EXPECT_EQ(pmgr_cb->headerVersion, 12U);
+    std::set<std::string> moved;
+    for (std::string const& name : filesOn("/mnt/nand1")) {
+        if (name.find(".cfg.") != std::string::npos) {
+            moved.insert(name.substr(0, name.rfind('.')));
+        }
+    }
+    EXPECT_EQ(moved, (std::set<std::string>{"brapp_seqno.cfg", "brapp_storage_pool_info.cfg"}));
+    EXPECT_EQ(filesOn("/mnt/nand1").count("brapp_seqno.cfg"), 0U);
+}
+
+TEST_F(StoreInit, BadMigrationParametersAreReplaced) {
+    makeStore();
+    changeHeader(36, 4, 1);
+    EXPECT_EQ(vxpmgr_init_lite(), -1);
+    EXPECT_TRUE(isGood(36));
+    EXPECT_EQ(vx::descriptorOf(1), 0) << "all files are closed";
+    EXPECT_EQ(vxpmgr_init_lite(), 0) << "the next run finds the fresh file";
+}
+
+TEST_F(StoreInit, MigrationFileThatCannotBeMade) {
+    makeStore();
+    fs::remove(primary(18));
+    fs::remove(primary(33));
+    fs::create_directory(primary(18)); // no file can stand here
+    EXPECT_EQ(vxpmgr_init_lite(), 1);
+    EXPECT_FALSE(fs::exists(primary(33))) << "the files after it are left";
+    EXPECT_GE(vx::descriptorOf(1), 3);
+}
+
+TEST_F(StoreInit, EqualVersionsOnlyMakeMissingFiles) {
+    vxpmgr_create_files_on_upgrade();
+    EXPECT_EQ(filesOn("/mnt/nand1"),
+              (std::set<std::string>{
+                  "brapp_seqno.cfg", "brapp_logical_lun.bin", "brapp_event_notify.bin",
+                  "brapp_registered_clients.bin", "brapp_ext_migration.bin",
+                  "brapp_cluster_member_info.bin", "brapp_cache_store_phys_drive_info.bin",
+                  "brapp_phys_lun_stripe_table.bin", "brapp_cluster_metadata.bin",
+                  "brapp_cluster_cached_lun_info.bin", "brapp_migration_param.cfg"}));
+    EXPECT_TRUE(filesOn("/mnt/nand2").empty());
+    for (int const index : {27, 32, 33, 35, 36, 39, 40, 41, 42, 43}) {
+        EXPECT_TRUE(isGood(index)) << index;
+    }
+    Bytes events = readBytes(primary(32));
+    events[70] = 0x5A;
+    writeBytes(primary(32), events);
+    uint64_t const before = sequenceNumberOnFile();
+    vxpmgr_create_files_on_upgrade();
+    EXPECT_EQ(readBytes(primary(32)), events) << "a good file is not made again";
+    EXPECT_EQ(sequenceNumberOnFile(), before);
+}
+
+TEST_F(StoreInit, CreatorsRemoveWhatTheyCannotFinish) {
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    rlimit const small{100000, limit.rlim_max};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    testing::internal::CaptureStdout();
+    int const small_enough = CreateEventNotifyPsst();
+    int const too_large = CreateRegisteredClientPsstFile();
+    std::string const printed = testing::internal::GetCapturedStdout();
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_EQ(small_enough, 0);
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(too_large, -1);
+    EXPECT_FALSE(fs::exists(primary(33)));
+    EXPECT_EQ(vx::descriptorOf(33), 0);
+    EXPECT_EQ(CreateClusterMetaDataPsstFile(0), -1);
+    EXPECT_FALSE(fs::exists(primary(42)));
+    EXPECT_EQ(CreatePsstFile(21), -1);
+    EXPECT_EQ(CreatePsstFile(25), -1);
+    EXPECT_EQ(CreatePsstFile(-5), -1);
+}
+
+TEST_F(StoreInit, EventNotificationFailureIsReported) {
+    fs::create_directory(primary(32));
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(CreateEventNotifyPsst(), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Cannot create EventNotifyPsst persistence file.");
+}
+
+} // namespace

@@ -1,0 +1,98 @@
+#include "tests/system_calls.h"
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include <linux/limits.h>
+#include <unistd.h>
+
+SystemCalls systemCalls;
+
+namespace {
+
+std::string nameOf(int fd) {
+    std::array<char, PATH_MAX> path{};
+    std::string const link = "/proc/self/fd/" + std::to_string(fd);
+    if (::readlink(link.c_str(), path.data(), path.size() - 1) < 0) {
+        return "?";
+    }
+    // Files of the second and third volume by volume and name, the primaries by name.
+    std::string const full = path.data();
+    auto const volume = full.find("nand");
+    return volume == std::string::npos ? full : full.substr(volume);
+}
+
+// True when this call is the one at which the power goes.
+bool isLast() {
+    return systemCalls.cutAt > 0 && --systemCalls.cutAt == 0;
+}
+
+void record(const std::string& what) {
+    if (systemCalls.recording) {
+        systemCalls.log.push_back(what);
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+ssize_t __real_write(int fd, const void* data, size_t size);
+int __real_fsync(int fd);
+int __real_rename(const char* from, const char* to);
+int __real_unlink(const char* path);
+int __real_system(const char* command);
+int __real_vxbackup_SetBackupBitmap(uint32_t fileIndex);
+
+ssize_t __wrap_write(int fd, const void* data, size_t size) {
+    record("write " + nameOf(fd));
+    if (isLast()) {
+        if (systemCalls.cutHalf) {
+            (void)!__real_write(fd, data, size / 2);
+        }
+        ::_exit(0);
+    }
+    return __real_write(fd, data, size);
+}
+
+int __wrap_fsync(int fd) {
+    record("sync " + nameOf(fd));
+    return __real_fsync(fd);
+}
+
+int __wrap_rename(const char* from, const char* to) {
+    if (isLast()) {
+        ::_exit(0);
+    }
+    return __real_rename(from, to);
+}
+
+int __wrap_unlink(const char* path) {
+    if (isLast()) {
+        ::_exit(0);
+    }
+    return __real_unlink(path);
+}
+
+int __wrap_system(const char* command) {
+    if (isLast()) {
+        ::_exit(0);
+    }
+    return __real_system(command);
+}
+
+unsigned __wrap_sleep(unsigned seconds) {
+    systemCalls.sleeps += static_cast<int>(seconds);
+    return 0;
+}
+
+int __wrap_vxbackup_SetBackupBitmap(uint32_t fileIndex) {
+    bool const recording = systemCalls.recording;
+    record("mark " + std::to_string(fileIndex));
+    systemCalls.recording = false; // how the stand-in keeps its bitmap is its own affair
+    int const result = __real_vxbackup_SetBackupBitmap(fileIndex);
+    systemCalls.recording = recording;
+    return result;
+}
+}

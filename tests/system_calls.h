@@ -1,0 +1,15 @@
+// The store's system calls, seen and cut by tests.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+struct SystemCalls {
+    bool recording = false;
+    std::vector<std::string> log; // "write brapp_config.bin", "mark 1" …
+    int cutAt = 0;                // the power goes at the n-th call that changes something
+    bool cutHalf = false;         // … after half of a write's bytes
+    int sleeps = 0;               // seconds that were asked for and not slept
+};
+extern SystemCalls systemCalls;

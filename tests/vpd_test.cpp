@@ -1,0 +1,101 @@
+#include "tests/blade_files.h"
+
+#include <vxblade/platform.h>
+#include <vxblade/pmgr.h>
+
+#include <cstring>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int vpd = 6;
+constexpr int backup = 7;
+
+struct Vpd : BladeTest {
+    void SetUp() override {
+        BladeTest::SetUp();
+        vxpmgr_create_mirror_paths(0, 0, 0, 0);
+        ReadSequenceNumber();
+        ASSERT_EQ(vxpmgr_create_vpd_psst(), 0);
+        VpdRecord record;
+        std::memset(&record, 0x5A, sizeof record);
+        ASSERT_EQ(vxpmgr_UpdateVpdInfo(&record), 0);
+        good = readBytes(primary(vpd));
+        goodBackup = readBytes(primary(backup));
+        InitDatabaseLite();
+    }
+
+    Bytes good;
+    Bytes goodBackup;
+};
+
+Bytes changed(Bytes bytes, std::size_t offset) {
+    bytes[offset] ^= 1;
+    return bytes;
+}
+
+TEST_F(Vpd, FilesCarryTheCrcOfTheirData) {
+    uint32_t const crc = crc32(0, good.data() + 64, 2224);
+    uint32_t stored = 0;
+    std::memcpy(&stored, good.data() + 8, sizeof stored);
+    EXPECT_EQ(stored, crc);
+    EXPECT_EQ(good.size(), 2288U);
+    EXPECT_EQ(good[16], 9);
+    EXPECT_EQ(goodBackup[16], 10);
+    EXPECT_TRUE(std::equal(good.begin() + 64, good.end(), goodBackup.begin() + 64));
+}
+
+TEST_F(Vpd, BadFilesAreRepairedFromTheirTwin) {
+    Bytes const shortFile(good.begin(), good.begin() + 100);
+    struct {
+        Bytes vpdBytes, backupBytes;
+        int result;
+    } const cases[] = {
+        {good, goodBackup, 0},
+        {changed(good, 100), goodBackup, 0}, // data
+        {changed(good, 8), goodBackup, 0},   // CRC
+        {changed(good, 5), goodBackup, 0},   // magic
+        {shortFile, goodBackup, 0},
+        {{}, goodBackup, 0},
+        {good, changed(goodBackup, 100), 0},
+        {good, {}, 0},
+        {changed(good, 100), changed(goodBackup, 16), -1},
+    };
+    for (auto const& c : cases) {
+        writeBytes(primary(vpd), c.vpdBytes);
+        writeBytes(primary(backup), c.backupBytes);
+        InitDatabaseLite();
+        EXPECT_EQ(vxpmgr_readVpdFile(), c.result);
+        EXPECT_EQ(readBytes(primary(vpd)), c.result == 0 ? good : c.vpdBytes);
+        EXPECT_EQ(readBytes(primary(backup)), c.result == 0 ? goodBackup : c.backupBytes);
+        VpdRecord record;
+        vxpmgr_GetVpdInfo(&record);
+        EXPECT_EQ(record.bytes[0], c.result == 0 ? 0x5A : 0);
+    }
+}
+
+TEST_F(Vpd, CopiesCheckTheirSource) {
+    struct {
+        int (*copy)(int);
+        int source, target;
+        Bytes const& content;
+    } const cases[] = {{copy_vpd_psst, vpd, backup, goodBackup},
+                       {copy_backup_vpd_psst, backup, vpd, good}};
+    for (auto const& c : cases) {
+        fs::remove(primary(c.target));
+        EXPECT_EQ(c.copy(0), -1) << "asked not to create";
+        EXPECT_FALSE(fs::exists(primary(c.target)));
+        EXPECT_EQ(c.copy(1), 0);
+        EXPECT_EQ(readBytes(primary(c.target)), c.content);
+        Bytes const source = readBytes(primary(c.source));
+        writeBytes(primary(c.source), changed(source, 2000));
+        EXPECT_EQ(c.copy(1), -1);
+        EXPECT_EQ(readBytes(primary(c.target)), c.content) << "a bad source overwrites nothing";
+        writeBytes(primary(c.source), source);
+        InitDatabaseLite();
+    }
+}
+
+} // namespace
