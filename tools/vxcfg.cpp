@@ -22,9 +22,7 @@ int checkPersonality(const std::string& file) {
     return report.problems.empty() ? 0 : 1;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app{"Personality files and stores of a storage bridge blade.", "vxcfg"};
     app.require_subcommand(1);
     int status = 0;
@@ -63,10 +61,18 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
+    }
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::fflush(stdout);
         std::fprintf(stderr, "vxcfg: %s\n", error.what());
         return 1;
     }
-    return status;
 }

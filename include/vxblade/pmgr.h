@@ -125,6 +125,7 @@ typedef struct PsstEntryPrefix {
 } PsstEntryPrefix;
 static_assert(sizeof(PsstEntryPrefix) == 16, "entry prefix");
 
+/* NOLINTBEGIN(bugprone-macro-parentheses): the arguments name types */
 #define PSST_ENTRY(Name, Record)                                                                   \
     typedef struct Name {                                                                          \
         PsstEntryPrefix prefix;                                                                    \
@@ -136,6 +137,7 @@ static_assert(sizeof(PsstEntryPrefix) == 16, "entry prefix");
         uint8_t bytes[size];                                                                       \
     } Record;                                                                                      \
     PSST_ENTRY(Name, Record)
+/* NOLINTEND(bugprone-macro-parentheses) */
 
 PSST_ENTRY(BridgeConfigEntry, BridgeConfig);
 PSST_ENTRY(MgmtPortEntry, MgmtPortSlot);
