@@ -64,6 +64,14 @@ bool keepsBoardWordsOffFile(uint32_t type) {
 
 constexpr uint32_t lastHostGroupIndex = 8;
 
+// What a management record and its slot share: all up to the padding, and the two words behind it.
+void copyMgmtConfig(void* to, const void* from) {
+    constexpr std::size_t words = offsetof(MgmtPortConfig, words76);
+    std::memcpy(to, from, offsetof(MgmtPortConfig, padding74));
+    std::memcpy(static_cast<unsigned char*>(to) + words,
+                static_cast<const unsigned char*>(from) + words, sizeof(MgmtPortConfig::words76));
+}
+
 } // namespace
 } // namespace vx
 
@@ -94,12 +102,12 @@ int vxpmgr_UpdateCliConfigInfo(const CliConfig* record) {
 
 int vxpmgr_GetMgmtInfo(MgmtPortConfig* record) {
     *record = {};
-    std::memcpy(record, mgmt_port.record.config, sizeof mgmt_port.record.config);
+    copyMgmtConfig(record, mgmt_port.record.config);
     return 0;
 }
 
 int vxpmgr_UpdateMgmtPortInfo(const MgmtPortConfig* record, uint32_t flags) {
-    std::memcpy(mgmt_port.record.config, record, sizeof mgmt_port.record.config);
+    copyMgmtConfig(mgmt_port.record.config, record);
     return writesThrough(flags) ? WriteBridgeConfigFile(&mgmt_port, PSST_MGMT_PORT) : 0;
 }
 

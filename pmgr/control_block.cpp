@@ -96,7 +96,7 @@ void keepDescriptor(int fileIndex, int fd) {
 }
 
 int openIntoSlot(int fileIndex, int flags) {
-    int const fd = openPsstFile(fileIndex, flags);
+    int const fd = descriptorOf(fileIndex) < 0 ? -1 : openPsstFile(fileIndex, flags);
     if (fd < 0) {
         return -1;
     }
@@ -108,8 +108,8 @@ void closeDescriptor(int fileIndex) {
     int32_t& slot = pmgr_cb->descriptors[fileIndex];
     if (slot > 0) {
         ::close(slot);
+        slot = 0;
     }
-    slot = 0;
 }
 
 void failDescriptor(int fileIndex) {
@@ -128,6 +128,7 @@ void copyChanged(void* to, const void* from, std::size_t size) {
 void close_all_files(void) {
     for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
         vx::closeDescriptor(index);
+        pmgr_cb->descriptors[index] = 0;
     }
 }
 

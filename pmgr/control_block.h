@@ -13,13 +13,14 @@ namespace vx {
 // Opens the file of an index (O_SYNC added to `flags`); -1 on failure.
 [[nodiscard]] int openPsstFile(int fileIndex, int flags);
 
-// Puts a descriptor into the slot of its file and closes the one that was there.
+// Puts a descriptor into the slot of its file, a failed one too, and closes what was there. For
+// initialisation and the repairs that are part of it.
 void keepDescriptor(int fileIndex, int fd);
 
-// Opens the file of an index into its slot; 0 or -1.
+// Opens the file of an index into its slot; 0 or -1. A slot that failed stays failed.
 [[nodiscard]] int openIntoSlot(int fileIndex, int flags);
 
-// Closes the file of an index and marks the slot as not open.
+// Closes the file of an index and marks the slot as not open, unless it failed.
 void closeDescriptor(int fileIndex);
 
 // Closes the file of an index after a failed transfer. The slot becomes -1, so that nobody takes

@@ -60,17 +60,18 @@ bool isUnfinished(const char* path) {
 }
 
 int makePsstFile(int fileIndex, int (*writeRecords)()) {
-    if (openIntoSlot(fileIndex, O_RDWR | O_CREAT) != 0) {
+    // Truncated: the zeros that fill the file would else complete the remnant of a good header.
+    if (openIntoSlot(fileIndex, O_RDWR | O_CREAT | O_TRUNC) != 0) {
         return -1;
     }
     const char* const path = psstFilePrimaryPaths[fileIndex];
-    if (!fillPsstFile(fileIndex, writeRecords)) {
+    bool const filled = fillPsstFile(fileIndex, writeRecords);
+    if (!filled) {
         closeDescriptor(fileIndex);
         ::unlink(path);
-        return -1;
     }
     (void)syncFolderOf(path);
-    return 0;
+    return filled ? 0 : -1;
 }
 
 } // namespace vx
@@ -78,7 +79,9 @@ int makePsstFile(int fileIndex, int (*writeRecords)()) {
 using namespace vx;
 
 int CreatePsstFile(int fileIndex) {
-    if (!placeOf(fileTypeOf(fileIndex)) || fileIndex < PSST_FIRST_INDEX) {
+    uint32_t const type = fileTypeOf(fileIndex);
+    if (fileIndex < PSST_FIRST_INDEX || !placeOf(type) || type == PSST_VPD ||
+        type == PSST_VPD_BACKUP) {
         return -1;
     }
     return isUnfinished(psstFilePrimaryPaths[fileIndex]) ? makePsstFile(fileIndex, nullptr)

@@ -108,7 +108,7 @@ int openNeededFiles() {
         opened[i] = Descriptor(openPsstFile(fileIndexOf(file.type), file.flags));
         allOpen = allOpen && opened[i].ok();
     }
-    if (!allOpen) {
+    if (!allOpen) { // what did open closes itself
         closeType(PSST_BRIDGE_CONFIG);
         return -1;
     }

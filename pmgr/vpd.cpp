@@ -13,16 +13,26 @@
 namespace vx {
 namespace {
 
-// Opens the file of a type unless it is open.
+// Opens the file of a type unless it is open, also after a read of it failed: a short file is
+// repaired.
 int makeOpen(uint32_t type) {
     int const index = fileIndexOf(type);
-    return descriptorOf(index) > 0 ? 0 : openIntoSlot(index, O_RDWR);
+    if (descriptorOf(index) > 0) {
+        return 0;
+    }
+    int const fd = openPsstFile(index, O_RDWR);
+    if (fd < 0) {
+        return -1;
+    }
+    keepDescriptor(index, fd);
+    return 0;
 }
 
 // Reads a VPD file into `record`; -1 unless its header and its CRC hold.
 int readChecked(uint32_t type, VpdRecord& record) {
     PsstHeader header{};
-    if (makeOpen(type) != 0 || ReadHeader(&header, type) != 0 || !isValidHeader(header, type) ||
+    if (isUnfinished(psstFilePrimaryPaths[fileIndexOf(type)]) || makeOpen(type) != 0 ||
+        ReadHeader(&header, type) != 0 || !isValidHeader(header, type) ||
         ReadPsstFile(&record, sizeof record, type, 0, PSST_MODE_RECORD) != 0) {
         return -1;
     }

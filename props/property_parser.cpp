@@ -184,6 +184,17 @@ int PropertyParser::parseLine(const char* pos, char* keyBuf, int* keyLen, char* 
     return keyResult == 0 ? valueResult : keyResult;
 }
 
+const char* PropertyParser::skipBlank(const char* pos) const {
+    if (text_ == nullptr) {
+        return "";
+    }
+    if (pos == nullptr) {
+        pos = text_;
+    }
+    advance(pos);
+    return pos;
+}
+
 int PropertyParser::getCrc(unsigned long* storedCrc, unsigned long* computedCrc) const {
     if (storedCrc != nullptr) {
         *storedCrc = 0;
@@ -201,7 +212,7 @@ int PropertyParser::getCrc(unsigned long* storedCrc, unsigned long* computedCrc)
         if (std::strcmp(key.data(), "properties.file.crc32") == 0) {
             unsigned long stored = 0;
             if (storedCrc != nullptr && std::sscanf(value.data(), "%lx", &stored) == 1) {
-                *storedCrc = stored;
+                *storedCrc = static_cast<uint32_t>(stored);
             }
         } else {
             crc = crc32(crc, key.data(), static_cast<int>(std::strlen(key.data())));

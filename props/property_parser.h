@@ -28,6 +28,9 @@ class PropertyParser {
     int parseLine(const char* pos, char* keyBuf, int* keyLen, char* valBuf, int* valLen,
                   const char** next) const;
 
+    // Where the property at or after `pos` (null: the start) begins, past blank lines and comments.
+    [[nodiscard]] const char* skipBlank(const char* pos) const;
+
     // Folds all properties but "properties.file.crc32" into `*computedCrc` and stores that one's
     // hexadecimal value in `*storedCrc`; 32-bit values, either pointer may be null. Stops at the
     // first part of 256 bytes or more. Always returns -1, since every text ends.

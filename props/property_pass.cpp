@@ -22,4 +22,9 @@ bool PropertyPass::next() {
     return true;
 }
 
+const char* PropertyPass::rest() const {
+    bool const hasText = handle_ != nullptr && handle_->parser != nullptr;
+    return hasText ? handle_->parser->skipBlank(position_) : "";
+}
+
 } // namespace vx

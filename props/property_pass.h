@@ -27,8 +27,8 @@ class PropertyPass {
     [[nodiscard]] const char* key() const { return key_.data(); }
     [[nodiscard]] const char* value() const { return value_.data(); }
     // What the pass did not read once it has ended: empty at the end of the text, else the
-    // malformed line or the long key that stopped it. Empty where it read no property at all.
-    [[nodiscard]] const char* rest() const { return position_ != nullptr ? position_ : ""; }
+    // malformed line or the long key that stopped it.
+    [[nodiscard]] const char* rest() const;
 
   private:
     PropertiesHandle handle_;

@@ -42,7 +42,7 @@ VXBLADE_API int XBMGT_CloseGeneralPurposeDev(int fd);
 /* Descriptor of the NOR flash, /dev/mtd0; -1 until it is open. */
 VXBLADE_API extern int32_t vhnor_drv;
 /* Maps and opens the NOR flash once per process. 0, or -1 when the node cannot be opened; reports
- * on standard error and the system log. */
+ * on standard error and the system log, and map_driver's words on standard output. */
 VXBLADE_API int vhnor_init(void);
 
 VXBLADE_END

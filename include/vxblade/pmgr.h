@@ -112,7 +112,8 @@ VXBLADE_API void CreateHeader(PsstHeader* header, uint32_t type);
 VXBLADE_API int WriteHeader(const PsstHeader* header);
 /* Reads the header of the file of that type; it is not checked. */
 VXBLADE_API int ReadHeader(PsstHeader* header, uint32_t type);
-/* Writes `length` zeros behind the header of an open file; neither mirrored nor counted. */
+/* Writes `length` zeros behind the header of an open file; neither mirrored nor counted. A failure
+ * leaves the file open and as far as it got. */
 VXBLADE_API int WriteZeroFile(int fileIndex, uint32_t length);
 
 /* ---- Tables in memory -------------------------------------------------------------------- */
@@ -226,6 +227,7 @@ VXBLADE_API extern uint8_t* zero_scrath_pad;
 /*
  * The board's hardware version, 0 until a program sets it: the upgrade tool never does, so that
  * the exception that vxpmgr_UpdatePortParams makes for versions 256 to 511 never applies in it.
+ * Initialisation resets it: set it afterwards.
  */
 VXBLADE_API extern uint16_t HwVer;
 
@@ -238,7 +240,7 @@ enum { PSST_MODE_RECORD = 0, PSST_MODE_HEADER = 1 };
  * the record number (which types with a single record ignore). Then, in this order: syncs, writes
  * the mirror, advances the sequence number, marks the backup bitmap; what fails of these does not
  * fail the write. -1 for a type without records, a file that is not open, and a seek or write
- * that fails or comes up short; the descriptor is then closed for good.
+ * that fails or comes up short; the descriptor is then closed until the store is initialised again.
  */
 VXBLADE_API int WritePsstFile(const void* buffer, int32_t length, uint32_t type,
                               uint32_t recordNumber, int mode);
@@ -296,7 +298,7 @@ VXBLADE_API int vxpmgr_init_lite(void);
 /* Makes missing record files without loading a configuration; for runs where no default
  * changed. */
 VXBLADE_API void vxpmgr_create_files_on_upgrade(void);
-/* Closes what is open and resets the control block and every table. */
+/* Closes what is open and resets the control block, every table and HwVer. */
 VXBLADE_API void InitDatabaseLite(void);
 /* Closes every open descriptor of the control block. */
 VXBLADE_API void close_all_files(void);
@@ -307,7 +309,8 @@ VXBLADE_API void vxpmgr_deleteSelectiveCfgPsstFiles(void);
  * Opens the file of an index into the control block; where it is missing or was never finished
  * (absent, shorter than a header, or magic and size 0) makes it first: an invalid header, zeros
  * to the full size, a valid header. A finished file is never overwritten. An unfinished file
- * that cannot be made is removed. -1 for an index without records.
+ * that cannot be made is removed. -1 for an index without records, for a file whose descriptor
+ * failed, and for the VPD pair, which vxpmgr_create_vpd_psst makes.
  */
 VXBLADE_API int CreatePsstFile(int fileIndex);
 

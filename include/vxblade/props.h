@@ -10,7 +10,8 @@
 
 VXBLADE_BEGIN
 
-/* An open personality file or buffer. Every operation accepts a null handle and returns 0. */
+/* An open personality file or buffer. Every prop operation accepts a null handle and returns 0; to
+ * the readers a null handle is an empty file. */
 typedef struct PropertiesHandleRecord* PropertiesHandle;
 
 /* The version of a personality file, compared byte for byte; clear it before reading. */
@@ -64,15 +65,17 @@ VXBLADE_API int propGetCrc(PropertiesHandle handle, unsigned long* storedCrc,
 VXBLADE_API int readDefaultConfigurationVersion(PropertiesHandle handle, VersionBlock* result);
 
 /*
- * Readers of the sections "config.bridge." and "config.cli.": each fills a record from the keys
- * of its section and stores it with write-through. Absent and malformed keys leave their field as
- * it was. The result is the store's (0 or -1).
+ * Readers of the sections "config.bridge." and "config.cli.": each fills a zeroed record from the
+ * keys of its section and stores it with write-through, so that what the file does not name, or
+ * names with a value that does not convert, becomes 0; the bridge reader's record includes the CLI
+ * settings. The result is the store's (0 or -1).
  */
 VXBLADE_API int readDefaultBridgeConfigInfo(PropertiesHandle handle);
 VXBLADE_API int readDefaultCliConfigInfo(PropertiesHandle handle);
-/* The same into the caller's record: mode and SMI-S settings only. */
+/* The same over the caller's record, whose other fields are stored as they are: mode and SMI-S
+ * settings only. */
 VXBLADE_API int readDefaultBridgeIPv6ConfigInfo(PropertiesHandle handle, BridgeConfig* record);
-/* The same into the caller's record: the data-migration mode only. */
+/* The same over the caller's record: the data-migration mode only. */
 VXBLADE_API int readDefaultBridgeDataMigrationInfo(PropertiesHandle handle, BridgeConfig* record);
 /* Writes the data-migration mode to `result` when the file has it; stores nothing. Returns -1. */
 VXBLADE_API int readBridgeDataMigrationModeValue(PropertiesHandle handle, uint32_t* result);
