@@ -57,14 +57,15 @@ int vxpmgr_SetDMGlobals(const DmGlobals* record) {
 }
 
 int vxpmgr_setCacheParams(const CacheParams* record) {
-    return vxplatform::replaceFile(cacheParamsPath, record, sizeof *record);
+    return vxplatform::overwriteStart(cacheParamsPath, record, sizeof *record);
 }
 
 int vxpmgr_updateDefaultStoragePoolConfig(const StoragePoolConfig* record) {
-    if (CreateStoragePoolInfoPsstFile() != 0) {
+    StoragePoolRecord& slot = StoragePoolInfo[0].record;
+    if (CreateStoragePoolInfoPsstFile() != 0 ||
+        ReadPsstFile(&slot, sizeof slot, PSST_STORAGE_POOL, 0, PSST_MODE_RECORD) != 0) {
         return -1;
     }
-    StoragePoolRecord& slot = StoragePoolInfo[0].record;
     std::memcpy(slot.bytes, record, sizeof *record);
     return WritePsstFile(&slot, sizeof slot, PSST_STORAGE_POOL, 0, PSST_MODE_RECORD);
 }
