@@ -38,9 +38,14 @@ void writeSynced(std::string_view text, const std::filesystem::path& path) {
 void installText(std::string_view text, const std::filesystem::path& to) {
     std::filesystem::path temporary = to;
     temporary += ".new";
-    writeSynced(text, temporary);
-    if (::rename(temporary.c_str(), to.c_str()) != 0) {
-        fail(to);
+    try {
+        writeSynced(text, temporary);
+        if (::rename(temporary.c_str(), to.c_str()) != 0) {
+            fail(to);
+        }
+    } catch (...) {
+        ::unlink(temporary.c_str());
+        throw;
     }
     (void)vx::syncFolderOf(to.c_str());
 }

@@ -35,6 +35,12 @@ std::size_t lineNumber(const std::string& text, std::size_t position) {
     return static_cast<std::size_t>(std::count(text.begin(), end, '\n')) + 1;
 }
 
+bool isCrcLine(const std::string& text, std::size_t begin) {
+    std::size_t const length = std::strlen(crcKey);
+    return text.compare(begin, length, crcKey) == 0 && begin + length < text.size() &&
+           std::strchr(" \t\r=", text[begin + length]) != nullptr;
+}
+
 } // namespace
 
 std::string readText(const std::filesystem::path& path) {
@@ -61,6 +67,10 @@ PersonalityReport examinePersonality(const std::string& text) {
             report.problems.push_back(std::string("value of ") + pass.key() +
                                       " has 255 characters or more and is cut");
         }
+    }
+    if (auto const nul = text.find('\0'); nul != std::string::npos) {
+        report.problems.push_back("line " + std::to_string(lineNumber(text, nul)) +
+                                  ": a NUL byte; nothing from here on is read");
     }
     if (std::size_t const unread = std::strlen(pass.rest()); unread > 0) {
         std::size_t const line = lineNumber(text, std::strlen(text.c_str()) - unread);
@@ -91,7 +101,7 @@ void sealPersonality(const std::filesystem::path& path) {
     std::string sealed;
     for (std::size_t begin = 0; begin < text.size();) {
         std::size_t const end = std::min(text.find('\n', begin), text.size() - 1) + 1;
-        if (text.compare(begin, std::strlen(crcKey), crcKey) != 0) {
+        if (!isCrcLine(text, begin)) {
             sealed.append(text, begin, end - begin);
         }
         begin = end;

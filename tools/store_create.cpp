@@ -72,27 +72,72 @@ bool isValidFile(int index) {
                                         : vx::isValidHeader(header, vx::fileTypeOf(index));
 }
 
-std::vector<int> storeIndices(bool full) {
-    std::vector<int> indices;
+// What a call makes besides the configuration file: record files through the store's own makers,
+// the VPD pair and the sequence number through theirs, files without records as a bare header.
+struct Plan {
+    std::vector<int> recordFiles;
+    std::vector<int> bareFiles;
+};
+
+// A file whose content, past a header that may not be there, is another program's.
+bool isBare(int index) {
+    return vx::psstFile(index).layout == vx::Layout::headerOnly && index != PSST_SEQUENCE_INDEX;
+}
+
+Plan planOf(bool full) {
+    Plan plan;
     for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
         uint32_t const type = vx::fileTypeOf(index);
         bool const wanted =
             full || std::ranges::find(initialisedTypes, type) != std::end(initialisedTypes);
-        bool const hasOwnMaker =
-            index == configIndex || type == PSST_VPD || type == PSST_VPD_BACKUP;
-        if (wanted && !hasOwnMaker && vx::placeOf(type)) {
-            indices.push_back(index);
+        if (!wanted || index == configIndex || index == PSST_SEQUENCE_INDEX || type == PSST_VPD ||
+            type == PSST_VPD_BACKUP || vx::psstFile(index).layout == vx::Layout::reserved) {
+            continue;
         }
+        (isBare(index) ? plan.bareFiles : plan.recordFiles).push_back(index);
     }
+    return plan;
+}
+
+// Every index of a plan, the configuration file first: a store without it counts as no store, so
+// it goes first when files are removed.
+std::vector<int> indicesOf(const Plan& plan) {
+    std::vector<int> indices = {configIndex, PSST_SEQUENCE_INDEX, vx::fileIndexOf(PSST_VPD),
+                                vx::fileIndexOf(PSST_VPD_BACKUP)};
+    indices.insert(indices.end(), plan.recordFiles.begin(), plan.recordFiles.end());
+    indices.insert(indices.end(), plan.bareFiles.begin(), plan.bareFiles.end());
     return indices;
 }
 
-// Clears the way: files that are not valid go, and with --force all of them do. The configuration
-// file goes first, since a store without it counts as no store.
-void removeOldFiles(bool force) {
-    for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
-        if (vx::psstFile(index).layout != vx::Layout::reserved && (force || !isValidFile(index))) {
+// Clears the way for what will be made, mirrors included: files that are not valid, and with
+// --force all. Other files of the store are left alone.
+void removeOldFiles(const std::vector<int>& indices, bool force) {
+    for (int const index : indices) {
+        if (force || (!isBare(index) && !isValidFile(index))) {
             fs::remove(psstFilePrimaryPaths[index]);
+            fs::remove(psstFileMirrorPaths[index]);
+        }
+    }
+}
+
+void makeFiles(const Plan& plan) {
+    if (ReadSequenceNumber() != 0) {
+        failOn(psstFilePrimaryPaths[PSST_SEQUENCE_INDEX]);
+    }
+    if (vxpmgr_create_vpd_psst() != 0) {
+        failOn(psstFilePrimaryPaths[vx::fileIndexOf(PSST_VPD)]);
+    }
+    for (int const index : plan.recordFiles) {
+        if (CreatePsstFile(index) != 0) {
+            failOn(psstFilePrimaryPaths[index]);
+        }
+    }
+    for (int const index : plan.bareFiles) {
+        if (!fs::exists(psstFilePrimaryPaths[index])) {
+            PsstHeader header;
+            CreateHeader(&header, vx::fileTypeOf(index));
+            installText({reinterpret_cast<const char*>(&header), sizeof header},
+                        psstFilePrimaryPaths[index]);
         }
     }
 }
@@ -103,8 +148,11 @@ PropertiesHandle defaultsToLoad = nullptr;
 
 int loadDefaults() {
     int const bridge = readDefaultBridgeConfigInfo(defaultsToLoad);
+    BridgeConfig record;
+    (void)vxpmgr_GetBridgeConfigInfo(&record);
+    int const migration = readDefaultBridgeDataMigrationInfo(defaultsToLoad, &record);
     int const cli = readDefaultCliConfigInfo(defaultsToLoad);
-    return bridge == 0 ? cli : bridge;
+    return bridge == 0 && migration == 0 ? cli : -1;
 }
 
 void makeConfiguration(const fs::path& defaults) {
@@ -121,6 +169,19 @@ void mirrorFile(int index) {
     installText(readText(psstFilePrimaryPaths[index]), psstFileMirrorPaths[index]);
 }
 
+// Makes the configuration file, which makes the store valid, and its mirror. The sequence number
+// is mirrored last: a mirror that claims a state must hold it.
+void makeValid(const fs::path& defaults) {
+    makeConfiguration(defaults);
+    try {
+        mirrorFile(configIndex);
+        mirrorFile(PSST_SEQUENCE_INDEX);
+    } catch (...) {
+        fs::remove(psstFilePrimaryPaths[configIndex]); // the next try is not to be refused
+        throw;
+    }
+}
+
 } // namespace
 
 void createStore(const CreateOptions& options) {
@@ -132,19 +193,15 @@ void createStore(const CreateOptions& options) {
         throw std::runtime_error("/mnt/nand1 holds a store with a valid configuration; "
                                  "--force replaces it, settings included");
     }
-    removeOldFiles(options.force);
     InitDatabaseLite();
     vxpmgr_create_mirror_paths(0, 0, 0, 0);
-    if (ReadSequenceNumber() != 0) {
-        failOn(psstFilePrimaryPaths[PSST_SEQUENCE_INDEX]);
-    }
-    if (vxpmgr_create_vpd_psst() != 0) {
-        failOn(psstFilePrimaryPaths[vx::fileIndexOf(PSST_VPD)]);
-    }
-    std::vector<int> const indices = storeIndices(options.full);
+    Plan const plan = planOf(options.full);
+    std::vector<int> const indices = indicesOf(plan);
+    removeOldFiles(indices, options.force);
+    makeFiles(plan);
     for (int const index : indices) {
-        if (CreatePsstFile(index) != 0) {
-            failOn(psstFilePrimaryPaths[index]);
+        if (index != configIndex && index != PSST_SEQUENCE_INDEX) {
+            mirrorFile(index);
         }
     }
     std::string const defaults = readText(options.defaults);
@@ -152,18 +209,10 @@ void createStore(const CreateOptions& options) {
          {"/mnt/nand0/default_bridge_config.cfg.0", "/mnt/nand0/default_bridge_config.cfg.1"}) {
         installText(defaults, copy);
     }
-    makeConfiguration(options.defaults);
-    for (int const index : indices) {
-        mirrorFile(index);
-    }
-    // The sequence number goes last: a mirror that claims a state must hold it.
-    for (uint32_t const type :
-         {PSST_BRIDGE_CONFIG, PSST_VPD, PSST_VPD_BACKUP, PSST_SEQUENCE_NUMBER}) {
-        mirrorFile(vx::fileIndexOf(type));
-    }
+    makeValid(options.defaults);
     close_all_files();
     std::printf("Store of %zu files made with the defaults of version %s (%zu properties).\n",
-                indices.size() + 4, personality.version.c_str(), personality.properties);
+                indices.size(), personality.version.c_str(), personality.properties);
 }
 
 } // namespace tools

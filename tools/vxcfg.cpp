@@ -22,47 +22,62 @@ int checkPersonality(const std::string& file) {
     return report.problems.empty() ? 0 : 1;
 }
 
-int run(int argc, char** argv) {
-    CLI::App app{"Personality files and stores of a storage bridge blade.", "vxcfg"};
-    app.require_subcommand(1);
+// Each command runs while the command line is parsed; options live as long as the parser.
+struct Arguments {
+    tools::CreateOptions create;
+    std::string prefix = "config.";
+    std::string key;
+    std::string value;
+    std::string file;
     int status = 0;
+};
 
+void addStoreCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* const store = app.add_subcommand("store", "Stores on the mounted volumes");
     store->require_subcommand(1);
     CLI::App* const create = store->add_subcommand("create", "Make a factory store");
-    tools::CreateOptions options;
-    create->add_option("--defaults", options.defaults, "Personality file with the defaults")
+    create
+        ->add_option("--defaults", arguments.create.defaults, "Personality file with the defaults")
         ->required();
-    create->add_flag("--full", options.full, "Every record file, not only what start-up needs");
-    create->add_flag("--force", options.force, "Replace a store that is valid");
-    create->callback([&] { tools::createStore(options); });
+    create->add_flag("--full", arguments.create.full,
+                     "Every file of the store, not only what start-up needs");
+    create->add_flag("--force", arguments.create.force,
+                     "Make these files anew in a store that is valid");
+    create->callback([&arguments] { tools::createStore(arguments.create); });
+}
 
-    std::string prefix = "config.";
+void addSettingCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* const show = app.add_subcommand("show", "Print live settings");
-    show->add_option("PREFIX", prefix, "Only keys that begin so");
-    show->callback([&] { tools::showConfiguration(prefix); });
-
-    std::string key;
-    std::string value;
+    show->add_option("PREFIX", arguments.prefix, "Only keys that begin so");
+    show->callback([&arguments] { tools::showConfiguration(arguments.prefix); });
     CLI::App* const set = app.add_subcommand("set", "Change one live setting");
-    set->add_option("KEY", key)->required();
-    set->add_option("VALUE", value)->required();
-    set->callback([&] { tools::setConfiguration(key, value); });
+    set->add_option("KEY", arguments.key)->required();
+    set->add_option("VALUE", arguments.value)->required();
+    set->callback([&arguments] { tools::setConfiguration(arguments.key, arguments.value); });
+}
 
-    std::string file;
+void addPersonalityCommands(CLI::App& app, Arguments& arguments) {
     CLI::App* const check = app.add_subcommand("check", "Examine a personality file");
-    check->add_option("FILE", file)->required();
-    check->callback([&] { status = checkPersonality(file); });
+    check->add_option("FILE", arguments.file)->required();
+    check->callback([&arguments] { arguments.status = checkPersonality(arguments.file); });
     CLI::App* const seal = app.add_subcommand("seal", "Write a personality file's CRC line");
-    seal->add_option("FILE", file)->required();
-    seal->callback([&] { tools::sealPersonality(file); });
+    seal->add_option("FILE", arguments.file)->required();
+    seal->callback([&arguments] { tools::sealPersonality(arguments.file); });
+}
 
+int run(int argc, char** argv) {
+    Arguments arguments;
+    CLI::App app{"Personality files and stores of a storage bridge blade.", "vxcfg"};
+    app.require_subcommand(1);
+    addStoreCommands(app, arguments);
+    addSettingCommands(app, arguments);
+    addPersonalityCommands(app, arguments);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
     }
-    return status;
+    return arguments.status;
 }
 
 } // namespace
