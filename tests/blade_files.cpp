@@ -54,7 +54,8 @@ void BladeTest::makeFiles(const std::vector<int>& indices) {
     vxpmgr_create_mirror_paths(0, 0, 0, 0);
     ASSERT_EQ(ReadSequenceNumber(), 0);
     for (int const index : indices) {
-        ASSERT_EQ(CreatePsstFile(index), 0);
+        bool const vpd = index == 6 || index == 7;
+        ASSERT_EQ(vpd ? vxpmgr_create_vpd_psst() : CreatePsstFile(index), 0) << index;
         fs::copy_file(primary(index), mirror(index));
     }
     fs::copy_file(primary(PSST_SEQUENCE_INDEX), mirror(PSST_SEQUENCE_INDEX));

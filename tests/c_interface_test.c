@@ -48,7 +48,11 @@ static const Function functions[] = {
     F(vhnor_init), F(XBMGT_GetInterfaceLinkStatus),
     F(vxpmgr_create_mirror_paths), F(vxbackup_SetBackupBitmap), F(VX_systemWrapper),
     F(VX_PosixFileLockUnLock), F(vornhal_init_env), F(vornhal_getenv), F(vornhal_setenv),
-    F(vornhal_saveenv),
+    F(vornhal_saveenv), F(InitializeTelnetConfigFile), F(InitializeSshConfigFile),
+    F(InitializeftpConfigFile), F(CreateLogicalLunPsst), F(CreateMigrationPsst),
+    F(CreateStoragePoolInfoPsstFile), F(CreateWriteCacheInfoPsstFile), F(updateLogicalLunWwuln),
+    F(vxpmgr_GetDMGlobals), F(vxpmgr_SetDMGlobals), F(vxpmgr_setCacheParams),
+    F(vxpmgr_updateDefaultStoragePoolConfig), F(WriteClusterMemberInfo),
 };
 
 static const void* const data[] = {

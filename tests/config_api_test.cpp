@@ -76,11 +76,13 @@ TEST_F(ConfigApi, ManagementPortKeepsItsOpaqueBytes) {
     EXPECT_EQ(vxpmgr_UpdateMgmtPortInfo(&record, 1), 0);
     auto slot = filled<MgmtPortSlot>(0xC3);
     std::memset(slot.config, 0x11, sizeof slot.config);
+    slot.config[74] = slot.config[75] = 0xC3; // padding
     EXPECT_TRUE(equal(onFile<MgmtPortSlot>(1, 2768), slot));
     auto live = filled<MgmtPortConfig>(0x77);
     EXPECT_EQ(vxpmgr_GetMgmtInfo(&live), 0);
     auto expected = record;
     std::memset(expected.reserved84, 0, sizeof expected.reserved84);
+    std::memset(expected.padding74, 0, sizeof expected.padding74);
     EXPECT_TRUE(equal(live, expected));
     EXPECT_EQ(vxpmgr_GetActualMgmtInfo(&live), 0);
     EXPECT_TRUE(equal(live, expected));
@@ -233,18 +235,28 @@ TEST_F(ConfigApi, DefaultReadersStoreTheirSections) {
 }
 
 TEST_F(ConfigApi, PlatformRecordsSurviveTheProcess) {
+    std::string const cachePath = "/mnt/nand1/brapp_psst_data.cfg";
     DmGlobals globals = filled<DmGlobals>(0x21);
     EXPECT_EQ(vxpmgr_SetDMGlobals(&globals), 0);
     StoragePoolConfig const pool{20, 3};
     EXPECT_EQ(vxpmgr_updateDefaultStoragePoolConfig(&pool), 0);
     CacheParams const cache{1, 2, 3, 4, 5, 6, {}};
     EXPECT_EQ(vxpmgr_setCacheParams(&cache), 0);
+    Bytes pools = readBytes(primary(31));
+    pools[64 + 100] = 0x5A; // bytes of another program's
+    writeBytes(primary(31), pools);
+    Bytes data = readBytes(cachePath);
+    data.resize(500, 0x5A);
+    writeBytes(cachePath, data);
     InitDatabaseLite();
+    EXPECT_EQ(vxpmgr_updateDefaultStoragePoolConfig(&pool), 0);
+    EXPECT_EQ(readBytes(primary(31)), pools);
+    EXPECT_EQ(vxpmgr_setCacheParams(&cache), 0);
+    EXPECT_EQ(readBytes(cachePath), data);
     DmGlobals read{};
     EXPECT_EQ(vxpmgr_GetDMGlobals(&read), 0);
     EXPECT_TRUE(equal(read, globals));
     EXPECT_TRUE(equal(onFile<StoragePoolConfig>(31, 64), pool));
-    EXPECT_EQ(readBytes("/mnt/nand1/brapp_psst_data.cfg").size(), sizeof cache);
 
     EXPECT_EQ(vornhal_init_env(0), -1) << "nothing saved yet";
     EXPECT_EQ(vornhal_setenv("ChassisName", "one"), 0);

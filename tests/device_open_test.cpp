@@ -33,7 +33,8 @@ class Devices : public testing::Test {
                                    "Block devices:\n"
                                    "  7 loop\n";
         if (::mount(listing_.c_str(), "/proc/devices", nullptr, MS_BIND, nullptr) != 0) {
-            GTEST_SKIP() << "SKIPPED: cannot mount over /proc/devices: " << std::strerror(errno);
+            GTEST_SKIP() << "SKIPPED: Devices: cannot mount over /proc/devices: "
+                         << std::strerror(errno);
         }
         mounted_ = true;
         gpDevHandle = -1;
@@ -72,7 +73,8 @@ TEST_F(Devices, NodesAreMadeAndReplaced) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "map_driver Failed to find driver absent \n");
     EXPECT_EQ(missing, -1);
     if (::mknod("/dev/vx-probe", S_IFCHR | 0600, makedev(1, 3)) != 0) {
-        GTEST_SKIP() << "SKIPPED: cannot make device nodes: " << std::strerror(errno);
+        GTEST_SKIP() << "SKIPPED: Devices.NodesAreMadeAndReplaced: cannot make device nodes: "
+                     << std::strerror(errno);
     }
     ::unlink("/dev/vx-probe");
     // A missing node, the right one, one of a wrong number.

@@ -22,6 +22,10 @@ TEST(Personality, ProblemsAreNamed) {
         {version + "a = \"" + std::string(255, 'x') + "\"\n",
          {"value of a has 255 characters or more and is cut"}},
         {"a = \"1\"\n", {"no properties.file.version"}},
+        {"# c\nbad\n" + version,
+         {"line 2: not a property; nothing from here on is read", "no properties.file.version"}},
+        {version + std::string("a = \"1\"\n\0b = \"2\"", 17),
+         {"line 3: a NUL byte; nothing from here on is read"}},
         {version + "properties.file.crc32 = \"1\"\n",
          {"the file's CRC does not match its content"}},
     };
@@ -33,8 +37,8 @@ TEST(Personality, ProblemsAreNamed) {
 TEST(Personality, SealingReplacesTheLine) {
     std::filesystem::path const path =
         std::filesystem::temp_directory_path() / ("seal" + std::to_string(::getpid()));
-    std::ofstream(path)
-        << "properties.file.crc32 = \"bad\"\nproperties.file.version = \"1\"\na=\"b\"";
+    std::ofstream(path) << "properties.file.crc32 = \"bad\"\nproperties.file.version = \"1\"\n"
+                           "properties.file.crc32_tool=\"b\"";
     tools::sealPersonality(path);
     std::string const once = tools::readText(path);
     tools::sealPersonality(path);

@@ -152,4 +152,31 @@ TEST_F(PowerCut, EveryPointOfAnUpgrade) {
     }
 }
 
+// What the tool leaves as the next upgrade's reference is on the medium when it ends.
+TEST_F(PowerCut, SavedCopiesAreSynced) {
+    int pipe[2];
+    ASSERT_EQ(::pipe(pipe), 0);
+    if (pid_t const child = ::fork(); child == 0) {
+        ::dup2(::open("/dev/null", O_WRONLY), 1);
+        ::dup2(1, 2);
+        systemCalls.recording = true;
+        vx::runUpgrade();
+        systemCalls.recording = false;
+        std::string last;
+        for (std::size_t i = systemCalls.log.size() - 3; i < systemCalls.log.size(); ++i) {
+            last += systemCalls.log[i] + "\n";
+        }
+        (void)!::write(pipe[1], last.data(), last.size());
+        ::_exit(0);
+    }
+    ::close(pipe[1]);
+    char last[256] = "";
+    ASSERT_GT(::read(pipe[0], last, sizeof last - 1), 0);
+    ::close(pipe[0]);
+    ::wait(nullptr);
+    EXPECT_STREQ(last, "sync nand0/default_bridge_config.cfg.0\n"
+                       "sync nand0/default_bridge_config.cfg.1\n"
+                       "sync nand0\n");
+}
+
 } // namespace

@@ -110,6 +110,15 @@ TEST(PropertyParser, Truncates) {
             }
         }
     }
+    char key[3];
+    char value[2];
+    int keyLength = sizeof key;
+    int valueLength = sizeof value;
+    EXPECT_EQ(parser.parseLine(nullptr, key, &keyLength, value, &valueLength, nullptr), -2);
+    EXPECT_EQ(std::string(key) + value, "kev") << "both cut at once";
+    keyLength = 2;
+    EXPECT_EQ(parser.parseLine(nullptr, nullptr, &keyLength, nullptr, nullptr, nullptr), -2);
+    EXPECT_EQ(keyLength, 4) << "a length without a buffer";
     char untouched[4] = "###";
     const char* next = nullptr;
     EXPECT_EQ(parser.parseLine(nullptr, untouched, nullptr, untouched, nullptr, &next), 0);

@@ -1,4 +1,5 @@
 #include "tests/blade_files.h"
+#include "tests/system_calls.h"
 
 #include "pmgr/control_block.h"
 #include "pmgr/psst_table.h"
@@ -6,6 +7,7 @@
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -101,7 +103,8 @@ TEST_F(StoreInit, DamagedFiles) {
         {1, -1, -1, false},  {4, -1, -1, false}, {8, -1, -1, false}, {20, -1, -1, false},
         {16, -1, -1, false}, {6, 0, 0, true},    {7, 0, 0, true},    {32, 0, -1, true},
         {36, 0, -1, true},   {18, 0, 0, true},   {33, 0, 0, true},   {35, 0, 0, true},
-        {39, 0, 0, true},    {42, 0, 0, true},   {43, 0, 0, true},
+        {39, 0, 0, true},    {40, 0, 0, true},   {41, 0, 0, true},   {42, 0, 0, true},
+        {43, 0, 0, true},    {27, 0, 0, true},
     };
     makeStore();
     for (Case const& c : cases) {
@@ -207,9 +210,38 @@ TEST_F(StoreInit, CreatorsRemoveWhatTheyCannotFinish) {
     EXPECT_EQ(vx::descriptorOf(33), 0);
     EXPECT_EQ(CreateClusterMetaDataPsstFile(0), -1);
     EXPECT_FALSE(fs::exists(primary(42)));
-    EXPECT_EQ(CreatePsstFile(21), -1);
-    EXPECT_EQ(CreatePsstFile(25), -1);
-    EXPECT_EQ(CreatePsstFile(-5), -1);
+    for (int const notMadeSo : {6, 7, 21, 25, -5}) {
+        EXPECT_EQ(CreatePsstFile(notMadeSo), -1) << notMadeSo;
+    }
+}
+
+// The header that vouches for a file comes last, and its name is made durable too.
+TEST_F(StoreInit, FilesAreMadeInDurableOrder) {
+    Bytes remnant(63, 0); // of a good header: nothing of it may come to life again
+    PsstHeader header;
+    CreateHeader(&header, PSST_CLUSTER_METADATA);
+    std::memcpy(remnant.data(), &header, remnant.size());
+    writeBytes(primary(42), remnant);
+    Bytes firstBytes;
+    systemCalls.recording = true;
+    systemCalls.log.clear();
+    systemCalls.afterWrite = [&] { firstBytes.push_back(readBytes(primary(42)).at(4)); };
+    EXPECT_EQ(CreatePsstFile(42), 0);
+    systemCalls.afterWrite = nullptr;
+    systemCalls.recording = false;
+    EXPECT_EQ(systemCalls.log, (std::vector<std::string>{
+                                   "write nand1/brapp_cluster_metadata.bin",
+                                   "sync nand1/brapp_cluster_metadata.bin",
+                                   "write nand1/brapp_cluster_metadata.bin",
+                                   "sync nand1/brapp_cluster_metadata.bin",
+                                   "mark 42",
+                                   "write nand1/brapp_cluster_metadata.bin",
+                                   "sync nand1/brapp_cluster_metadata.bin",
+                                   "mark 42",
+                                   "sync nand1",
+                               }));
+    EXPECT_EQ(firstBytes, (Bytes{0, 0, 0x55})) << "the magic's first byte after each write";
+    EXPECT_TRUE(isGood(42));
 }
 
 TEST_F(StoreInit, EventNotificationFailureIsReported) {

@@ -53,7 +53,11 @@ ssize_t __wrap_write(int fd, const void* data, size_t size) {
         }
         ::_exit(0);
     }
-    return __real_write(fd, data, size);
+    ssize_t const written = __real_write(fd, data, size);
+    if (systemCalls.recording && systemCalls.afterWrite) {
+        systemCalls.afterWrite();
+    }
+    return written;
 }
 
 int __wrap_fsync(int fd) {

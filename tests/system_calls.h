@@ -7,9 +7,10 @@
 
 struct SystemCalls {
     bool recording = false;
-    std::vector<std::string> log; // "write brapp_config.bin", "mark 1" …
-    int cutAt = 0;                // the power goes at the n-th call that changes something
-    bool cutHalf = false;         // … after half of a write's bytes
-    int sleeps = 0;               // seconds that were asked for and not slept
+    std::vector<std::string> log;     // "write brapp_config.bin", "mark 1" …
+    std::function<void()> afterWrite; // called behind each recorded write
+    int cutAt = 0;                    // the power goes at the n-th call that changes something
+    bool cutHalf = false;             // … after half of a write's bytes
+    int sleeps = 0;                   // seconds that were asked for and not slept
 };
 extern SystemCalls systemCalls;

@@ -1,10 +1,14 @@
 #include "tests/blade_files.h"
+#include "tests/system_calls.h"
 
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
 #include <cstring>
 #include <filesystem>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -73,6 +77,35 @@ TEST_F(Vpd, BadFilesAreRepairedFromTheirTwin) {
         VpdRecord record;
         vxpmgr_GetVpdInfo(&record);
         EXPECT_EQ(record.bytes[0], c.result == 0 ? 0x5A : 0);
+    }
+}
+
+// Data before header, the first file before the second: a cut at any write leaves one good file.
+TEST_F(Vpd, UpdateLeavesOneGoodFileAtEveryCut) {
+    VpdRecord next;
+    std::memset(&next, 0x77, sizeof next);
+    bool finished = false;
+    for (int cut = 1; !finished; ++cut) {
+        writeBytes(primary(vpd), good);
+        writeBytes(primary(backup), goodBackup);
+        InitDatabaseLite();
+        ASSERT_EQ(vxpmgr_readVpdFile(), 0);
+        if (pid_t const child = ::fork(); child == 0) {
+            systemCalls.cutAt = cut;
+            systemCalls.cutHalf = cut % 2 == 0;
+            ::_exit(vxpmgr_UpdateVpdInfo(&next) == 0 ? 42 : 1);
+        } else {
+            int status = 0;
+            ::waitpid(child, &status, 0);
+            finished = WEXITSTATUS(status) == 42;
+        }
+        InitDatabaseLite();
+        ASSERT_EQ(vxpmgr_readVpdFile(), 0) << cut;
+        VpdRecord record;
+        vxpmgr_GetVpdInfo(&record);
+        EXPECT_TRUE(record.bytes[2223] == 0x5A || record.bytes[2223] == 0x77);
+        EXPECT_EQ(record.bytes[0], record.bytes[2223]) << "half of each, at cut " << cut;
+        ASSERT_LT(cut, 100);
     }
 }
 
