@@ -90,6 +90,10 @@ void copyField(const Field& field, void* to, const void* from) {
     std::memcpy(fieldOf(field, to), fieldOf(field, from), field.size);
 }
 
+NumberedPrefix::NumberedPrefix(const char* section, int number) {
+    std::snprintf(text_.data(), text_.size(), "%s%d.", section, number);
+}
+
 void loadFields(PropertiesHandle handle, const char* prefix, FieldGroups groups, void* record) {
     std::bitset<128> met; // by position in the selection; the largest section has some 70 fields
     std::size_t const prefixLength = std::strlen(prefix);

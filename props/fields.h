@@ -4,6 +4,7 @@
 
 #include <vxblade/props.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -76,6 +77,17 @@ void convertText(const Field& field, const char* value, void* record);
 
 // Copies the whole field.
 void copyField(const Field& field, void* to, const void* from);
+
+// The prefix of one of several sections: "config.passwd." and 2 give "config.passwd.2.". The final
+// point keeps port 1 apart from port 10.
+class NumberedPrefix {
+  public:
+    NumberedPrefix(const char* section, int number);
+    [[nodiscard]] const char* text() const { return text_.data(); }
+
+  private:
+    std::array<char, 64> text_{};
+};
 
 // Fills `record` from the properties whose key is `prefix` followed by the key of a field. The
 // first occurrence of a key counts, even where its value does not convert.

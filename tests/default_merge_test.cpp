@@ -1,5 +1,6 @@
-#include "upgrade/default_merge.h"
+#include "upgrade/sections.h"
 
+#include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
 #include <gtest/gtest.h>
@@ -41,32 +42,126 @@ std::string line(const std::string& prefix, const std::string& key, const std::s
     return prefix + key + " = \"" + value + "\"\n";
 }
 
+using Operation = int (*)(PropertiesHandle, PropertiesHandle);
+
+template <int (*operation)(PropertiesHandle, PropertiesHandle, uint32_t), uint32_t port>
+int onPort(PropertiesHandle oldFile, PropertiesHandle newFile) {
+    return operation(oldFile, newFile, port);
+}
+
+int onGroup3(PropertiesHandle oldFile, PropertiesHandle newFile) {
+    return vx::compareDefaultHostGroupInfo(oldFile, newFile, 3);
+}
+
+// The keys of each section in the order in which they are compared, as engineers know them.
+struct SectionCase {
+    Operation operation;
+    const char* prefix;
+    const char* update;
+    std::size_t count;
+    std::vector<std::string> keys;
+};
+std::vector<std::string> const ipPortKeys = {"FwOptions",
+                                             "MaxEthernetFrameSize",
+                                             "AddlFwOptions",
+                                             "HeartbeatInterval",
+                                             "InstanceNo",
+                                             "iScsiOptions",
+                                             "TcpOptions",
+                                             "IpOptions",
+                                             "MaxRcvDataSegLen",
+                                             "iScsiRcvMarkerInterval",
+                                             "iScsiSendMarkerInterval",
+                                             "iScsiDefT2W",
+                                             "iScsiDefT2R",
+                                             "iScsiMaxOutStandingR2T",
+                                             "ConnKeepAliveTo",
+                                             "PortNumber",
+                                             "TypeOfService",
+                                             "TimeToLive",
+                                             "VlanPriority",
+                                             "TcpMaxWinSize",
+                                             "iScsiMaxBurstSize",
+                                             "iScsiFirstBurstSize",
+                                             "iSnsClientPortNo",
+                                             "iSnsServerPortNo",
+                                             "iSnsScnPortNo",
+                                             "iSnsEsiPortNo",
+                                             "LinkCfg",
+                                             "TcpWindowScaleFactor"};
+std::vector<std::string> const iscsiOnlyKeys = {"PortState",
+                                                "Ipv6Enabled",
+                                                "Ipv6TrafficClass",
+                                                "Ipv6HopLimit",
+                                                "Ipv6TcpWindowScaleFactor",
+                                                "Ipv6DupDetectionCnt",
+                                                "Ipv6Options",
+                                                "Ipv6AdditionalOptions",
+                                                "Ipv6TcpOptions",
+                                                "Ipv6PortNumber",
+                                                "Ipv6FlowLabel",
+                                                "Ipv6TagControlInfo",
+                                                "Ipv6NDReachableTime",
+                                                "Ipv6NDRexmitTime",
+                                                "Ipv6StaleTimeout"};
+
+std::vector<std::string> joined(std::vector<std::string> first,
+                                const std::vector<std::string>& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+std::vector<SectionCase> const sectionCases = {
+    {vx::compareDefaultBridgeConfigInfo,
+     "config.bridge.",
+     "vxpvh:compareDefaultBridgeConfigInfo!244 Updating Bridge Info\n",
+     12,
+     {"BridgeMode", "BridgeLogSize", "BridgeLogLevel", "BridgeRemoteCommandTimeout",
+      "BridgeSmisFlags", "BridgeUserDaemonFeatures", "BridgeSmisListenerPersistenceType",
+      "BridgeDataMigrationMode", "BridgeIqnGenFlags", "BridgeTargetMode", "BridgeLunMapping",
+      "BridgeIscsiBaseName"}},
+    {vx::compareDefaultCliConfigInfo,
+     "config.cli.",
+     "vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info\n",
+     2,
+     {"BridgeCliTimeout", "BridgeCliPrompt"}},
+    {onPort<vx::compareDefaultIsConfigInfo, 1>, "config.port.is.1.",
+     "vxpvh:compareDefaultIsConfigInfo!537 Updating iSCSI Port 1\n", 43,
+     joined(ipPortKeys, iscsiOnlyKeys)},
+    {onPort<vx::compareDefaultFcConfigInfo, 5>,
+     "config.port.fc.5.",
+     "vxpvh:compareDefaultFcConfigInfo!1051 Updating FC Port 5\n",
+     23,
+     {"HostOption",         "ResetDelay",
+      "PortDownRetryCount", "MaxLunsPerTarget",
+      "RiscVersion",        "RiscOption",
+      "MaxIocbAllocation",  "RetryCount",
+      "RetryDelay",         "AdapterHardLoopId",
+      "TargetDiscovery",    "LoginTimeout",
+      "ExtRiscOption1",     "RespAccumulationTimer",
+      "IntrDelayTimer",     "ExtRiscOption2",
+      "LinkDownTimeout",    "MaxFrameLength",
+      "ExecutionThrottle",  "TxParam8G",
+      "TxParam4G",          "RxParam8G",
+      "RxParam4G"}},
+    {onPort<vx::compareDefaultGigeConfigInfo, 0>, "config.port.gi.0.",
+     "vxpvh:compareDefaultGigeConfigInfo!696 Updating GE Port 0\n", 28, ipPortKeys},
+    {onGroup3,
+     "config.hostgroup.3.",
+     "vxpvh:compareDefaultHostGroupInfo!1280 Updating HostGroup Index 3\n",
+     2,
+     {"Flags", "HostGroupName"}},
+};
+
 // Every key's default changed alone: its own line and no other, the update named once.
-TEST_F(MergeTest, EveryKeyOfBothSections) {
-    struct Case {
-        int (*operation)(PropertiesHandle, PropertiesHandle);
-        const char* prefix;
-        std::vector<const char*> keys; // in the order in which they are compared
-        const char* update;
-    } const cases[] = {
-        {vx::compareDefaultBridgeConfigInfo,
-         "config.bridge.",
-         {"BridgeMode", "BridgeLogSize", "BridgeLogLevel", "BridgeRemoteCommandTimeout",
-          "BridgeSmisFlags", "BridgeUserDaemonFeatures", "BridgeSmisListenerPersistenceType",
-          "BridgeDataMigrationMode", "BridgeIqnGenFlags", "BridgeTargetMode", "BridgeLunMapping",
-          "BridgeIscsiBaseName"},
-         "vxpvh:compareDefaultBridgeConfigInfo!244 Updating Bridge Info\n"},
-        {vx::compareDefaultCliConfigInfo,
-         "config.cli.",
-         {"BridgeCliTimeout", "BridgeCliPrompt"},
-         "vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info\n"},
-    };
-    for (Case const& c : cases) {
+TEST_F(MergeTest, EveryKeyOfEverySection) {
+    for (SectionCase const& c : sectionCases) {
+        EXPECT_EQ(c.keys.size(), c.count) << c.prefix;
         std::string allNew;
         std::string allLines;
-        for (const char* const key : c.keys) {
+        for (std::string const& key : c.keys) {
             SetUp();
-            std::string const expected = "Compare Diff: field=" + std::string(key) + ", update=1\n";
+            std::string const expected = "Compare Diff: field=" + key + ", update=1\n";
             EXPECT_EQ(merge(c.operation, "", line(c.prefix, key, "17")), expected);
             EXPECT_EQ(errors, c.update);
             EXPECT_EQ(result, noFile);
@@ -78,6 +173,161 @@ TEST_F(MergeTest, EveryKeyOfBothSections) {
         EXPECT_EQ(merge(c.operation, allNew, allNew), "");
         EXPECT_EQ(errors, "");
         EXPECT_EQ(result, 0);
+    }
+}
+
+// Names, addresses and keys of other ports never move.
+TEST_F(MergeTest, WhatIsNobodysToMerge) {
+    std::string other;
+    for (const char* const key :
+         {"config.port.is.10.PortNumber", "config.port.is.1.IpAddr", "config.port.is.1.MacAddr",
+          "config.port.is.1.IpAddr_ipv60", "config.port.is.1.iScsiNameString",
+          "config.port.fc.5.NodeName", "config.port.fc.5.PortName", "config.port.fc.50.RetryCount",
+          "config.port.gi.0.Ipv6Enabled", "config.port.gi.0.PortState", "config.hostgroup.3.index",
+          "config.bridge.BridgeProductName"}) {
+        other += line(key, "", "17");
+    }
+    for (SectionCase const& c : sectionCases) {
+        EXPECT_EQ(merge(c.operation, "", other), "") << c.prefix;
+    }
+}
+
+// Both work on one record: the GigE merge sees what the iSCSI merge just wrote.
+TEST_F(MergeTest, GigeFollowsIscsi) {
+    struct {
+        const char* gigeOld;
+        const char* gigeNew;
+        uint16_t after;
+        const char* printed;
+    } const cases[] = {
+        {"10", "30", 20, ""},                                           // no longer the old default
+        {"20", "30", 30, "Compare Diff: field=TcpOptions, update=1\n"}, // equals what iSCSI wrote
+    };
+    for (auto const& c : cases) {
+        SetUp();
+        port_configuration[8].record.params.TcpOptions = 10;
+        merge(onPort<vx::compareDefaultIsConfigInfo, 0>,
+              line("config.port.is.0.", "TcpOptions", "10"),
+              line("config.port.is.0.", "TcpOptions", "20"));
+        EXPECT_EQ(merge(onPort<vx::compareDefaultGigeConfigInfo, 0>,
+                        line("config.port.gi.0.", "TcpOptions", c.gigeOld),
+                        line("config.port.gi.0.", "TcpOptions", c.gigeNew)),
+                  c.printed);
+        EXPECT_EQ(port_configuration[8].record.params.TcpOptions, c.after);
+    }
+}
+
+TEST_F(MergeTest, ManagementPort) {
+    std::string const match =
+        "vxpvh:compareDefaultMgmtInfo!1366 Updating MGMT DHCP and IpAddr Match\n";
+    std::string const updating = "vxpvh:compareDefaultMgmtInfo!1372 Updating MGMT\n";
+    std::string const moved = "Compare Diff: field=iDhcpEnabled, update=1\n";
+    struct {
+        const char* newDhcp;
+        uint32_t liveDhcp;
+        uint8_t liveOctet;
+        std::string printed, errors;
+        uint32_t after;
+    } const cases[] = {
+        {"1", 0, 1, moved, match + updating, 1},
+        {"0", 0, 1, "", match, 0},
+        {"1", 0, 9, "", "", 0},
+        {"1", 1, 1, "", "", 1},
+        {"2", 1, 9, "", "", 1},
+    };
+    for (auto const& c : cases) {
+        SetUp();
+        MgmtPortConfig live{};
+        live.iDhcpEnabled = c.liveDhcp;
+        live.IpAddr = {{10, 0, 0, c.liveOctet}};
+        vxpmgr_UpdateMgmtPortInfo(&live, 0);
+        std::string const oldFile =
+            line("config.mgmt.", "iDhcpEnabled", "0") + line("config.mgmt.", "IpAddr", "10.0.0.1");
+        std::string const newFile = line("config.mgmt.", "iDhcpEnabled", c.newDhcp) +
+                                    line("config.mgmt.", "IpAddr", "10.0.0.77") +
+                                    line("config.mgmt.", "IpAddrType", "5");
+        EXPECT_EQ(merge(vx::compareDefaultMgmtInfo, oldFile, newFile), c.printed);
+        EXPECT_EQ(errors, c.errors);
+        live.iDhcpEnabled = c.after;
+        MgmtPortConfig after{};
+        vxpmgr_GetMgmtInfo(&after);
+        EXPECT_EQ(std::memcmp(&after, &live, sizeof live), 0) << "only DHCP moves";
+    }
+    SetUp();
+    EXPECT_EQ(merge(vx::compareDefaultMgmtInfo, "", ""), "");
+    EXPECT_EQ(errors, match) << "an all-zero record equals absent defaults";
+}
+
+TEST_F(MergeTest, SnmpTraps) {
+    SnmpConfig& live = snmp_info.record;
+    live.traps[0].TrapPort = 5; // not enabled: forced
+    live.traps[3].enabled = 2;
+    live.traps[3].TrapPort = 1620;
+    std::strcpy(live.ReadCommunity, "mine");
+    std::string oldFile =
+        line("config.snmp.", "ReadCommunity", "public") + line("config.snmp.", "TrapCommunity", "");
+    std::string newFile = line("config.snmp.", "ReadCommunity", "private") +
+                          line("config.snmp.", "TrapCommunity", "traps") +
+                          line("config.snmp.Traps.8.", "TrapPort", "1");
+    for (const char* const trap : {"0", "3", "7"}) {
+        std::string const prefix = std::string("config.snmp.Traps.") + trap + ".";
+        newFile += line(prefix, "TrapVersion", "2") + line(prefix, "TrapPort", "162");
+    }
+    EXPECT_EQ(merge(vx::compareDefaultSnmpConfigInfo, oldFile, newFile),
+              "Compare Diff: field=TrapCommunity, update=1\n"
+              "Compare Diff: field=TrapPort, update=1\n"
+              "Compare Diff: field=TrapVersion, update=1\n"
+              "Compare Diff: field=TrapPort, update=1\n"
+              "Compare Diff: field=TrapVersion, update=1\n");
+    EXPECT_EQ(errors,
+              "vxpvh:compareDefaultSnmpConfigInfo!1190 3: Already configured. TrapPort 1620. "
+              "Enabled: 2. Not Updating with default \n"
+              "vxpvh:compareDefaultSnmpConfigInfo!1200 Updating SNMP\n");
+    EXPECT_EQ(result, noFile);
+    EXPECT_STREQ(live.ReadCommunity, "mine");
+    EXPECT_EQ(live.traps[0].TrapPort, 162U);
+    EXPECT_EQ(live.traps[3].TrapPort, 1620U);
+    EXPECT_EQ(live.traps[7].TrapVersion, 2U);
+    EXPECT_EQ(vx::loadDefaultSnmpTrapsInfo(nullptr, nullptr, 0), -1);
+}
+
+TEST_F(MergeTest, ChassisName) {
+    std::string const updating =
+        "vxpvh:compareDefaultChassisName!1472 compareDefaultChassisName: update chassis name \n";
+    auto const current = [](const std::string& name) {
+        return "vxpvh:compareDefaultChassisName!1464 compareDefaultChassisName: CurrChassisName is " +
+               name + " \n";
+    };
+    std::string const key = "config.chassis.";
+    std::string const longText(70, 'n');
+    std::string const cut(63, 'n');
+    struct {
+        std::string live, oldFile, newFile, errors, after;
+    } const cases[] = {
+        {"", "", "", updating, ""},
+        {"a", line(key, "ChassisName", "a"), line(key, "ChassisName", "b"), current("a") + updating,
+         "b"},
+        {"mine", line(key, "ChassisName", "a"), line(key, "ChassisName", "b"), current("mine"),
+         "mine"},
+        {cut, line(key, "x", longText), line(key, "x", longText), current(cut) + updating, cut},
+        // The last key counts, and of a repeated one the first value; nothing of a long earlier
+        // value shines through.
+        {"", "",
+         line("other", "", std::string(200, 'z')) + line(key, "A", longText) + line(key, "B", "b") +
+             line(key, "B", "c"),
+         updating, "b"},
+    };
+    for (auto const& c : cases) {
+        vornhal_init_env(0);
+        if (!c.live.empty()) {
+            vornhal_setenv("ChassisName", c.live.c_str());
+        }
+        EXPECT_EQ(merge(vx::compareDefaultChassisName, c.oldFile, c.newFile), "");
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(errors, c.errors);
+        char name[100] = "?";
+        vornhal_getenv("ChassisName", name, sizeof name);
+        EXPECT_EQ(name, c.after);
     }
 }
 
@@ -103,7 +353,6 @@ TEST_F(MergeTest, TruthTableOfTheTwoRules) {
         std::snprintf(live.cli.BridgeCliPrompt, sizeof live.cli.BridgeCliPrompt, "%d", c.live);
         auto const file = [](int value) {
             std::string const text = std::to_string(value);
-            // A text's default is absent where the number's is zero and live holds "0".
             return line("config.bridge.", "BridgeMode", text) +
                    line("config.bridge.", "BridgeLogSize", text) +
                    line("config.bridge.", "BridgeTargetMode", text) +

@@ -13,7 +13,11 @@ namespace {
 union alignas(std::max_align_t) SectionRecord {
     BridgeConfig bridge;
     CliConfig cli;
+    PortParams port;
+    HostGroupConfig hostGroup;
 };
+
+} // namespace
 
 bool mergeField(const Field& field, const void* oldDefault, const void* newDefault, void* live) {
     if (fieldsEqual(field, newDefault, oldDefault)) {
@@ -27,28 +31,36 @@ bool mergeField(const Field& field, const void* oldDefault, const void* newDefau
     return true;
 }
 
-} // namespace
+bool mergeFields(FieldGroups groups, const void* oldDefaults, const void* newDefaults, void* live) {
+    bool changed = false;
+    for (FieldGroup const group : groups) {
+        for (const Field& field : group) {
+            changed = mergeField(field, oldDefaults, newDefaults, live) || changed;
+        }
+    }
+    return changed;
+}
 
-int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile) {
+int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
+                 uint32_t number) {
     SectionRecord newDefaults{};
     SectionRecord oldDefaults{};
     SectionRecord live{};
-    loadFields(newFile, section.prefix, section.groups, &newDefaults);
-    loadFields(oldFile, section.prefix, section.groups, &oldDefaults);
-    if (int const result = section.get(&live); result != 0) {
+    NumberedPrefix const numbered(section.prefix, static_cast<int>(number));
+    const char* const prefix = section.isNumbered ? numbered.text() : section.prefix;
+    loadFields(newFile, prefix, section.groups, &newDefaults);
+    loadFields(oldFile, prefix, section.groups, &oldDefaults);
+    if (int const result = section.record.get(&live, number); result != 0) {
         return result;
     }
-    bool changed = false;
-    for (FieldGroup const group : section.groups) {
-        for (const Field& field : group) {
-            changed = mergeField(field, &oldDefaults, &newDefaults, &live) || changed;
-        }
-    }
-    if (!changed) {
+    if (!mergeFields(section.groups, &oldDefaults, &newDefaults, &live)) {
         return 0;
     }
-    report(section.operation, section.line, "%s", section.update);
-    return section.put(&live);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    report(section.operation, section.line, section.update, number);
+#pragma GCC diagnostic pop
+    return section.record.put(&live, number);
 }
 
 } // namespace vx

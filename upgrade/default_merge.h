@@ -1,19 +1,20 @@
 // The three-way merge: carries changed factory defaults into a live record.
 #pragma once
 
+#include "pmgr/record_access.h"
 #include "props/fields.h"
 
 namespace vx {
 
-// One section of the live configuration.
+// One section of the live configuration, or one kind of numbered sections.
 struct Section {
     const char* operation; // as reports name it
     int line;              // as reports name it
-    const char* update;    // what a report says when something changed
+    const char* update;    // what a report says when something changed; %d is the number
     const char* prefix;    // of the section's keys
+    bool isNumbered;       // the prefix is followed by the number and a point
     FieldGroups groups;    // in the order in which they are compared
-    int (*get)(void* record);
-    int (*put)(const void* record); // writes through to the file
+    const RecordAccess& record;
 };
 
 // Reads the section's fields from both personality files (old first) and the live record, and
@@ -22,9 +23,13 @@ struct Section {
 //
 // Each move prints a "Compare Diff" line; the record is written once, if anything moved. Returns
 // the Get's failure, with nothing compared, else the result of the write, or 0 without one.
-int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile);
+int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
+                 uint32_t number = 0);
 
-int compareDefaultBridgeConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile);
-int compareDefaultCliConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile);
+// The rule for one field; true when it moved, which prints its line.
+bool mergeField(const Field& field, const void* oldDefault, const void* newDefault, void* live);
+
+// The rule for the fields of several groups; true when any moved.
+bool mergeFields(FieldGroups groups, const void* oldDefaults, const void* newDefaults, void* live);
 
 } // namespace vx

@@ -2,8 +2,8 @@
 
 #include "common/files.h"
 #include "common/shell.h"
-#include "upgrade/default_merge.h"
 #include "upgrade/report.h"
+#include "upgrade/sections.h"
 
 #include <vxblade/hw.h>
 #include <vxblade/platform.h>
@@ -22,6 +22,12 @@ constexpr const char* savedPersonalityFiles[] = {
     "/mnt/nand0/default_bridge_config.cfg.0", // the reference of the next upgrade
     "/mnt/nand0/default_bridge_config.cfg.1",
 };
+
+// How many of each an upgrade merges.
+constexpr uint32_t iscsiPorts = 4;
+constexpr uint32_t fcPorts = 6;
+constexpr uint32_t gigePorts = 2;
+constexpr int32_t hostGroups = 4;
 
 // Both personality files, open. Not closed by a destructor: the early ends of an upgrade leave
 // them to the process's own end.
@@ -74,6 +80,20 @@ bool openStore() {
 void mergeSections(PropertiesHandle oldFile, PropertiesHandle newFile) {
     (void)compareDefaultBridgeConfigInfo(oldFile, newFile);
     (void)compareDefaultCliConfigInfo(oldFile, newFile);
+    for (uint32_t port = 0; port < iscsiPorts; ++port) {
+        (void)compareDefaultIsConfigInfo(oldFile, newFile, port);
+    }
+    for (uint32_t port = 0; port < fcPorts; ++port) {
+        (void)compareDefaultFcConfigInfo(oldFile, newFile, port);
+    }
+    for (uint32_t port = 0; port < gigePorts; ++port) {
+        (void)compareDefaultGigeConfigInfo(oldFile, newFile, port);
+    }
+    for (int32_t group = 0; group < hostGroups; ++group) {
+        (void)compareDefaultHostGroupInfo(oldFile, newFile, group);
+    }
+    (void)VerifyTelnetandSshConfigFiles();
+    (void)compareDefaultMgmtInfo(oldFile, newFile);
 }
 
 void savePersonalityFile() {

@@ -271,6 +271,22 @@ typedef struct ClusterMetaDataSlot {
 } ClusterMetaDataSlot;
 static_assert(sizeof(ClusterMetaDataSlot) == 128, "cluster metadata slot");
 
+/* What the firmware can do, from a personality file; not stored. */
+typedef struct SystemCapabilities {
+    uint8_t SystemCapabilities0;
+    uint8_t SystemCapabilities1;
+    uint8_t ISCSIServerConnectivityCapabilities;
+    uint8_t FCIPCapabilities;
+    uint8_t DMCapabilities;
+    uint8_t ELSCapabilities;
+    uint8_t EnableSecureMgmtClients;
+    uint8_t LunReadWriteAccessCtrl;
+    uint8_t ExtendedCapabilities0;
+    uint32_t EnabledFwCapabilities;
+} SystemCapabilities;
+static_assert(sizeof(SystemCapabilities) == 16, "capabilities");
+static_assert(offsetof(SystemCapabilities, EnabledFwCapabilities) == 12, "firmware capabilities");
+
 /* Data-migration globals, the first words of their 512-byte record. */
 typedef struct DmGlobals {
     uint32_t DMDemoMaxLunSize;
