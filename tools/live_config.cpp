@@ -1,16 +1,19 @@
 #include "tools/live_config.h"
 
 #include "pmgr/control_block.h"
+#include "pmgr/psst_table.h"
+#include "pmgr/record_access.h"
 #include "props/config_fields.h"
 #include "props/property_pass.h"
 
 #include <vxblade/pmgr.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -27,30 +30,52 @@ using vx::FieldGroup;
 constexpr FieldGroup bridgeGroups[] = {vx::bridgeIdentity, vx::bridgeSettings,
                                        vx::bridgeDataMigration, vx::bridgeForced};
 constexpr FieldGroup cliGroups[] = {vx::cliFields};
+constexpr FieldGroup mgmtGroups[] = {vx::mgmtFields};
+constexpr FieldGroup iscsiGroups[] = {vx::ipPortIdentity, vx::ipPortNumbers, vx::portState,
+                                      vx::ipv6Addresses, vx::ipv6Numbers};
+constexpr FieldGroup gigeGroups[] = {vx::ipPortIdentity, vx::ipPortNumbers};
+constexpr FieldGroup fcGroups[] = {vx::fcNames, vx::fcNumbers};
+constexpr FieldGroup hostGroupGroups[] = {vx::hostGroupIndex, vx::hostGroupSettings};
 
+// A section of the live configuration; `count` numbered ones, or one without a number.
 struct LiveSection {
     const char* prefix;
+    uint32_t count; // 0: not numbered
     vx::FieldGroups groups;
-    std::size_t recordSize;
-    int (*get)(void* record);
-    int (*put)(const void* record);
-};
+    const vx::RecordAccess& record;
 
-constexpr uint32_t writeThrough = 1;
+    [[nodiscard]] std::string keyOf(const Field& field, uint32_t number) const {
+        std::string const point = count > 0 ? std::to_string(number) + '.' : "";
+        return prefix + point + field.key;
+    }
+};
 
 const LiveSection sections[] = {
-    {vx::bridgePrefix, bridgeGroups, sizeof(BridgeConfig),
-     [](void* record) { return vxpmgr_GetBridgeConfigInfo(static_cast<BridgeConfig*>(record)); },
-     [](const void* record) {
-         return vxpmgr_UpdateBridgeConfigInfo(static_cast<const BridgeConfig*>(record),
-                                              writeThrough);
-     }},
-    {vx::cliPrefix, cliGroups, sizeof(CliConfig),
-     [](void* record) { return vxpmgr_GetCliConfigInfo(static_cast<CliConfig*>(record)); },
-     [](const void* record) {
-         return vxpmgr_UpdateCliConfigInfo(static_cast<const CliConfig*>(record));
-     }},
+    {vx::bridgePrefix, 0, bridgeGroups, vx::bridgeRecord},
+    {vx::cliPrefix, 0, cliGroups, vx::cliRecord},
+    {vx::mgmtPrefix, 0, mgmtGroups, vx::mgmtRecord},
+    {vx::iscsiPortPrefix, 4, iscsiGroups, vx::portRecord<PORT_TYPE_ISCSI>},
+    {vx::fcPortPrefix, 6, fcGroups, vx::portRecord<PORT_TYPE_FC>},
+    {vx::gigePortPrefix, 4, gigeGroups, vx::portRecord<PORT_TYPE_GIGE>},
+    {vx::hostGroupPrefix, 4, hostGroupGroups, vx::hostGroupRecord},
 };
+
+// Calls `visit(section, number, field)` for every setting, until it returns true.
+template <class Visit>
+bool forEachSetting(Visit visit) {
+    for (const LiveSection& section : sections) {
+        for (uint32_t number = 0; number < std::max(section.count, 1U); ++number) {
+            for (FieldGroup const group : section.groups) {
+                for (const Field& field : group) {
+                    if (visit(section, number, field)) {
+                        return true;
+                    }
+                }
+            }
+        }
+    }
+    return false;
+}
 
 template <class Number>
 std::string numberText(const unsigned char* bytes) {
@@ -87,24 +112,23 @@ std::string fieldText(const Field& field, const void* record) {
     return text;
 }
 
-void openForReading() {
-    InitDatabaseLite();
-    int const index = 1;
+void openForReading(uint32_t type, int (*read)()) {
+    int const index = vx::fileIndexOf(type);
     int const fd = vx::openPsstFile(index, O_RDONLY);
     if (fd < 0) {
         throw std::runtime_error(std::string("cannot open ") + psstFilePrimaryPaths[index] + ": " +
                                  std::strerror(errno));
     }
     vx::keepDescriptor(index, fd);
-    if (ReadBridgeConfigFile() != 0) {
-        throw std::runtime_error(std::string(psstFilePrimaryPaths[index]) +
-                                 " is not a valid configuration file");
+    if (read() != 0) {
+        throw std::runtime_error(std::string(psstFilePrimaryPaths[index]) + " is not valid");
     }
 }
 
-void setField(const LiveSection& section, const Field& field, const std::string& value) {
-    std::vector<std::byte> record(section.recordSize);
-    if (vxpmgr_init_lite() != 0 || section.get(record.data()) != 0) {
+void setField(const LiveSection& section, uint32_t number, const Field& field,
+              const std::string& value) {
+    std::vector<std::byte> record(section.record.size);
+    if (vxpmgr_init_lite() != 0 || section.record.get(record.data(), number) != 0) {
         throw std::runtime_error("the store under /mnt/nand1 cannot be used");
     }
     std::array<char, vx::propertyBufferSize> text{};
@@ -116,7 +140,7 @@ void setField(const LiveSection& section, const Field& field, const std::string&
     if (fieldText(field, record.data()) != value) {
         throw std::runtime_error("the setting cannot hold \"" + value + "\"");
     }
-    if (section.put(record.data()) != 0) {
+    if (section.record.put(record.data(), number) != 0) {
         throw std::runtime_error("the setting could not be written");
     }
 }
@@ -124,34 +148,30 @@ void setField(const LiveSection& section, const Field& field, const std::string&
 } // namespace
 
 void showConfiguration(const std::string& prefix) {
-    openForReading();
-    for (const LiveSection& section : sections) {
-        std::vector<std::byte> record(section.recordSize);
-        (void)section.get(record.data());
-        for (FieldGroup const group : section.groups) {
-            for (const Field& field : group) {
-                std::string const key = std::string(section.prefix) + field.key;
-                if (key.starts_with(prefix)) {
-                    std::printf("%s = \"%s\"\n", key.c_str(),
-                                fieldText(field, record.data()).c_str());
-                }
-            }
+    InitDatabaseLite();
+    openForReading(PSST_BRIDGE_CONFIG, ReadBridgeConfigFile);
+    openForReading(PSST_HOST_GROUP, ReadHostGroupFile);
+    forEachSetting([&](const LiveSection& section, uint32_t number, const Field& field) {
+        std::string const key = section.keyOf(field, number);
+        if (key.starts_with(prefix)) {
+            std::vector<std::byte> record(section.record.size);
+            (void)section.record.get(record.data(), number);
+            std::printf("%s = \"%s\"\n", key.c_str(), fieldText(field, record.data()).c_str());
         }
-    }
+        return false;
+    });
 }
 
 void setConfiguration(const std::string& key, const std::string& value) {
-    for (const LiveSection& section : sections) {
-        for (FieldGroup const group : section.groups) {
-            for (const Field& field : group) {
-                if (key == std::string(section.prefix) + field.key) {
-                    setField(section, field, value);
-                    return;
-                }
+    if (!forEachSetting([&](const LiveSection& section, uint32_t number, const Field& field) {
+            bool const found = key == section.keyOf(field, number);
+            if (found) {
+                setField(section, number, field, value);
             }
-        }
+            return found;
+        })) {
+        throw std::runtime_error("no such setting: " + key + " (\"vxcfg show\" lists them)");
     }
-    throw std::runtime_error("no such setting: " + key + " (\"vxcfg show\" lists them)");
 }
 
 } // namespace tools

@@ -1,11 +1,13 @@
 #include "tools/store_create.h"
 
+#include "pmgr/control_block.h"
 #include "pmgr/creators.h"
 #include "pmgr/psst_header.h"
 #include "pmgr/psst_table.h"
 #include "tools/files.h"
 #include "tools/personality.h"
 
+#include <vxblade/hw.h>
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>
@@ -25,16 +27,20 @@ namespace tools {
 
 namespace {
 
-// The files that initialisation opens or makes, besides the configuration file, the VPD pair and
-// the sequence-number file.
+// The files that initialisation opens or makes and those that the defaults go to, besides the
+// configuration file, the VPD pair and the sequence-number file.
 constexpr uint32_t initialisedTypes[] = {
     PSST_PASSWD,          PSST_HOST_GROUP,         PSST_DEVICE,         PSST_FCIP,
     PSST_MIGRATION_PARAM, PSST_EVENT_NOTIFY,       PSST_MIGRATION,      PSST_LOGICAL_LUN,
     PSST_EXT_MIGRATION,   PSST_REGISTERED_CLIENTS, PSST_CLUSTER_MEMBER, PSST_CACHE_STORE_DRIVES,
-    PSST_STRIPE_TABLE,    PSST_CLUSTER_METADATA,   PSST_CACHED_LUN,
+    PSST_STRIPE_TABLE,    PSST_CLUSTER_METADATA,   PSST_CACHED_LUN,     PSST_SNMP,
+    PSST_DM_GLOBALS,      PSST_STORAGE_POOL,
 };
 
 constexpr int configIndex = 1;
+
+constexpr const char* savedCopies[] = {"/mnt/nand0/default_bridge_config.cfg.0",
+                                       "/mnt/nand0/default_bridge_config.cfg.1"};
 
 [[noreturn]] void failOn(const char* path) {
     throw std::runtime_error(std::string("cannot make ") + path + ": " + std::strerror(errno));
@@ -142,25 +148,29 @@ void makeFiles(const Plan& plan) {
     }
 }
 
-// The configuration file's initial records are the personality file's defaults: the file becomes
-// valid only when it holds them.
-PropertiesHandle defaultsToLoad = nullptr;
-
+// The configuration file's initial records are the saved personality file's defaults, so that the
+// file becomes valid only when it holds them. What the full load leaves out has readers of its own.
 int loadDefaults() {
-    int const bridge = readDefaultBridgeConfigInfo(defaultsToLoad);
-    BridgeConfig record;
-    (void)vxpmgr_GetBridgeConfigInfo(&record);
-    int const migration = readDefaultBridgeDataMigrationInfo(defaultsToLoad, &record);
-    int const cli = readDefaultCliConfigInfo(defaultsToLoad);
-    return bridge == 0 && migration == 0 ? cli : -1;
+    (void)readDefaultConfiguration();
+    PropertiesHandle const handle = propOpenPropertiesFile(savedCopies[0]);
+    BridgeConfig bridge;
+    (void)vxpmgr_GetBridgeConfigInfo(&bridge);
+    (void)readDefaultBridgeDataMigrationInfo(handle, &bridge);
+    (void)readDefaultSnmpConfigInfo(handle);
+    (void)vornhal_init_env(vhnor_init());
+    int const chassis = readDefaultChassisName(handle);
+    propClosePropertiesFile(handle);
+    // The full load ignores its readers' results; a write that failed marks its file.
+    for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
+        if (vx::descriptorOf(index) < 0) {
+            return -1;
+        }
+    }
+    return chassis;
 }
 
-void makeConfiguration(const fs::path& defaults) {
-    defaultsToLoad = propOpenPropertiesFile(defaults.c_str());
-    int const result = vx::makePsstFile(configIndex, loadDefaults);
-    propClosePropertiesFile(defaultsToLoad);
-    defaultsToLoad = nullptr;
-    if (result != 0) {
+void makeConfiguration() {
+    if (vx::makePsstFile(configIndex, loadDefaults) != 0) {
         failOn(psstFilePrimaryPaths[configIndex]);
     }
 }
@@ -171,8 +181,8 @@ void mirrorFile(int index) {
 
 // Makes the configuration file, which makes the store valid, and its mirror. The sequence number
 // is mirrored last: a mirror that claims a state must hold it.
-void makeValid(const fs::path& defaults) {
-    makeConfiguration(defaults);
+void makeValid() {
+    makeConfiguration();
     try {
         mirrorFile(configIndex);
         mirrorFile(PSST_SEQUENCE_INDEX);
@@ -205,11 +215,10 @@ void createStore(const CreateOptions& options) {
         }
     }
     std::string const defaults = readText(options.defaults);
-    for (const char* const copy :
-         {"/mnt/nand0/default_bridge_config.cfg.0", "/mnt/nand0/default_bridge_config.cfg.1"}) {
+    for (const char* const copy : savedCopies) {
         installText(defaults, copy);
     }
-    makeValid(options.defaults);
+    makeValid();
     close_all_files();
     std::printf("Store of %zu files made with the defaults of version %s (%zu properties).\n",
                 indices.size(), personality.version.c_str(), personality.properties);
