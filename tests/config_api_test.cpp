@@ -1,10 +1,13 @@
 #include "tests/blade_files.h"
 
+#include "props/config_fields.h"
+
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>
 
 #include <cstring>
+#include <filesystem>
 
 namespace {
 
@@ -231,6 +234,203 @@ TEST_F(ConfigApi, DefaultReadersStoreTheirSections) {
     EXPECT_EQ(mode, 3U);
     EXPECT_EQ(readBridgeDataMigrationModeValue(nullptr, &mode), -1);
     EXPECT_EQ(mode, 3U);
+    propClosePropertiesFile(handle);
+}
+
+// Every field of a port's sections survives an update and the read behind it.
+TEST_F(ConfigApi, PortFieldsAreKept) {
+    vx::FieldGroup const ip[] = {vx::ipPortIdentity, vx::ipPortNumbers, vx::portState,
+                                 vx::ipv6Addresses, vx::ipv6Numbers};
+    vx::FieldGroup const fc[] = {vx::fcNames, vx::fcNumbers};
+    struct {
+        uint16_t type;
+        vx::FieldGroups groups;
+    } const cases[] = {{0, fc}, {1, ip}, {2, ip}};
+    HwVer = 256; // the board that keeps some words off the file
+    for (auto const& c : cases) {
+        auto port = filled<PortParams>(0x35);
+        port.type = c.type;
+        port.number = 3;
+        ASSERT_EQ(vxpmgr_UpdatePortParams(&port, 1), 0);
+        auto const stored = onFile<PortSlot>(1, 3100 + 1296U * (8U * c.type + 3));
+        for (vx::FieldGroup const group : c.groups) {
+            for (vx::Field const& field : group) {
+                EXPECT_TRUE(vx::fieldsEqual(field, &stored.params, &port)) << field.key;
+            }
+        }
+    }
+}
+
+PortParams expectedIscsiPort2() {
+    PortParams port{};
+    port.type = PORT_TYPE_ISCSI;
+    port.number = 2;
+    std::strcpy(port.SerialNumber, "IS00000002");
+    std::strcpy(port.iScsiNameString, "iqn.2004-08.example.vxblade:vx2410.is2");
+    std::strcpy(reinterpret_cast<char*>(port.iScsiAlias), "vx2410");
+    port.MacAddr[0] = 2;
+    port.MacAddr[4] = 0;
+    port.MacAddr[3] = 1;
+    port.MacAddr[5] = 2;
+    port.IpAddr = {{192, 168, 3, 10}};
+    port.SubnetMask = {{255, 255, 255, 0}};
+    port.GatewayIpAddr = {{192, 168, 3, 1}};
+    port.FwOptions = 1026;
+    port.IpOptions = 32784;
+    port.TcpOptions = port.Ipv6TcpOptions = 6;
+    port.iScsiOptions = 4100;
+    port.PortNumber = port.Ipv6PortNumber = 3260;
+    port.MaxEthernetFrameSize = 1500;
+    port.MaxRcvDataSegLen = port.iScsiFirstBurstSize = 128;
+    port.ConnKeepAliveTo = 30;
+    port.iScsiDefT2R = 20;
+    port.iScsiDefT2W = 2;
+    port.iScsiMaxBurstSize = 512;
+    port.iScsiMaxOutStandingR2T = port.HeartbeatInterval = port.Ipv6DupDetectionCnt = 1;
+    port.iSnsServerPortNo = 3205;
+    port.InstanceNo = port.TcpWindowScaleFactor = port.Ipv6TcpWindowScaleFactor = 2;
+    port.TimeToLive = port.Ipv6HopLimit = 64;
+    port.TcpMaxWinSize = 32768;
+    port.IpAddr_ipv60[0] = 0xFD;
+    port.IpAddr_ipv60[15] = port.Ipv6LinkLocalAddr[15] = 3;
+    port.Ipv6LinkLocalAddr[0] = 0xFE;
+    port.Ipv6LinkLocalAddr[1] = 0x80;
+    port.Ipv6Options = 16;
+    port.Ipv6NDReachableTime = port.Ipv6StaleTimeout = 30000;
+    port.Ipv6NDRexmitTime = 1000;
+    return port; // PortState is never loaded
+}
+
+PortParams expectedFcPort5() {
+    PortParams port{};
+    port.number = port.AdapterHardLoopId = 5;
+    port.PortName[0] = 0x21;
+    port.NodeName[0] = 0x20;
+    port.PortName[2] = port.NodeName[2] = 2;
+    port.PortName[7] = port.NodeName[7] = 5;
+    port.HostOption = 16;
+    port.RiscOption = port.RespAccumulationTimer = 2;
+    port.ExtRiscOption2 = 32;
+    port.MaxFrameLength = 2048;
+    port.ExecutionThrottle = 128;
+    port.MaxIocbAllocation = 512;
+    port.MaxLunsPerTarget = 256;
+    port.RiscVersion = port.TargetDiscovery = 1;
+    port.RetryCount = 8;
+    port.RetryDelay = port.ResetDelay = 5;
+    port.LoginTimeout = 4;
+    port.LinkDownTimeout = port.PortDownRetryCount = 30;
+    port.IntrDelayTimer = 10;
+    port.TxParam4G = 1053185;
+    port.RxParam4G = 65793;
+    port.TxParam8G = 2105873;
+    port.RxParam8G = 131586;
+    return port;
+}
+
+TEST_F(ConfigApi, WholeFileLoads) {
+    std::filesystem::copy_file(SAMPLES "/personality-5.2.1.cfg",
+                               "/mnt/nand0/default_bridge_config.cfg.0");
+    std::memset(&passwd_data.record.passwords, 'x', sizeof(PasswordConfig));
+    EXPECT_EQ(readDefaultConfiguration(), 0);
+
+    auto const portOnFile = [](uint32_t slot) {
+        return onFile<PortSlot>(1, 3100 + 1296U * std::size_t{slot}).params;
+    };
+    EXPECT_TRUE(equal(portOnFile(10), expectedIscsiPort2()));
+    EXPECT_TRUE(equal(portOnFile(5), expectedFcPort5()));
+    PortParams const gige = portOnFile(16 + 3);
+    EXPECT_EQ(gige.type, PORT_TYPE_GIGE);
+    EXPECT_EQ(gige.IpAddr.octets[2], 14);
+    EXPECT_EQ(gige.Ipv6PortNumber, 0);
+    PortParams pcie{};
+    pcie.flags = 1;
+    pcie.type = PORT_TYPE_PCIE;
+    EXPECT_TRUE(equal(portOnFile(24), pcie));
+
+    MgmtPortConfig mgmt{};
+    mgmt.IpAddrType = 1;
+    mgmt.IpAddr = {{10, 0, 0, 1}};
+    mgmt.SubnetMask = {{255, 255, 255, 0}};
+    mgmt.GatewayIpAddr = {{10, 0, 0, 254}};
+    mgmt.MacAddr[0] = 2;
+    mgmt.MacAddr[5] = 1;
+    auto const slot = onFile<MgmtPortSlot>(1, 2768);
+    EXPECT_EQ(std::memcmp(slot.config, &mgmt, sizeof slot.config), 0);
+
+    PasswordConfig passwords{};
+    std::strcpy(passwords.Passwd[0][0], "config");
+    std::strcpy(passwords.Passwd[0][1], "admin");
+    std::strcpy(passwords.Passwd[0][2], "guest");
+    EXPECT_TRUE(equal(onFile<PasswordConfig>(8, 64), passwords));
+
+    HostGroupConfig group{};
+    group.slot = 3;
+    group.index = 3;
+    std::strcpy(group.HostGroupName, "GROUP_3");
+    EXPECT_TRUE(equal(onFile<HostGroupConfig>(20, 64 + 3 * 940), group));
+
+    DmGlobals dm{100, 300, 600, 120, 1, {}};
+    EXPECT_TRUE(equal(onFile<DmGlobals>(24, 64), dm));
+    StoragePoolConfig const pool{20, 1};
+    EXPECT_TRUE(equal(onFile<StoragePoolConfig>(31, 64), pool));
+    CacheParams const cache{1, 2, 500, 64, 0, 1, {}};
+    EXPECT_EQ(readBytes("/mnt/nand1/brapp_psst_data.cfg"),
+              Bytes(reinterpret_cast<unsigned char const*>(&cache),
+                    reinterpret_cast<unsigned char const*>(&cache + 1)));
+    auto const bridge = onFile<BridgeConfig>(1, 64);
+    EXPECT_STREQ(bridge.BridgeSymbolicName, "vx2410");
+    EXPECT_EQ(bridge.cli.BridgeCliTimeout, 600U);
+}
+
+TEST_F(ConfigApi, ReadersOutsideTheWholeLoad) {
+    PropertiesHandle const handle = propOpenPropertiesFile(SAMPLES "/personality-5.3.0.cfg");
+    SystemCapabilities capabilities;
+    EXPECT_EQ(readDefaultSystemCapabilities(handle, &capabilities), -1);
+    SystemCapabilities const expected{31, 3, 1, 0, 15, 2, 1, 1, 1, 255};
+    EXPECT_EQ(std::memcmp(&capabilities, &expected, 9), 0);
+    EXPECT_EQ(capabilities.EnabledFwCapabilities, 255U);
+
+    EXPECT_EQ(readDefaultSnmpConfigInfo(handle), 0);
+    SnmpConfig snmp{};
+    std::strcpy(snmp.ReadCommunity, "public");
+    std::strcpy(snmp.TrapCommunity, "public");
+    for (SnmpTrap& trap : snmp.traps) {
+        trap.TrapPort = 162;
+        trap.TrapVersion = 2;
+    }
+    EXPECT_TRUE(equal(onFile<SnmpConfig>(9, 64), snmp));
+    EXPECT_EQ(readDefaultSnmpTrapsInfo(handle, nullptr, 0), -1);
+    EXPECT_EQ(readDefaultSnmpTrapsInfo(handle, &snmp, 8), -1);
+
+    EXPECT_EQ(readDefaultChassisName(handle), 0);
+    char name[64];
+    vornhal_getenv("ChassisName", name, sizeof name);
+    EXPECT_STREQ(name, "vx2410-chassis");
+
+    auto port = filled<PortParams>(0x35);
+    port.type = PORT_TYPE_ISCSI;
+    port.number = 1;
+    EXPECT_EQ(readDefaultIsIPv6ConfigInfo(handle, 1, &port), 0);
+    auto const stored = onFile<PortSlot>(1, 3100 + 1296 * 9).params;
+    EXPECT_EQ(stored.Ipv6PortNumber, 3260);
+    EXPECT_EQ(stored.IpAddr_ipv60[15], 2);
+    EXPECT_EQ(stored.PortNumber, 0x3535) << "not an IPv6 setting";
+
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(readDefaultFcConfigInfo(handle, 2), 0);
+    EXPECT_EQ(readDefaultPcieConfigInfo(handle, 0), 0);
+    EXPECT_EQ(readDefaultHostGroupConfigInfo(handle, 9), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "readDefaultFcConfigInfo: config.port.fc.2.\n"
+              "readDefaultPcieConfigInfo: config.port.pcie.0.\n"
+              "readDefaultHostGroupConfigInfo: config.hostgroup.9. and idx = 9 \n");
+    EXPECT_EQ(readDefaultPassword(handle, 8), -1);
+    EXPECT_EQ(validateDefaultConfiguration(), 0);
+    DmGlobals globals = filled<DmGlobals>(7);
+    EXPECT_EQ(vxpmgr_SetDMGlobals(&globals), 0);
+    EXPECT_EQ(readBridgeDMGlobalSettings(nullptr), 0);
+    EXPECT_TRUE(equal(onFile<DmGlobals>(24, 64), globals)) << "absent keys keep what is stored";
     propClosePropertiesFile(handle);
 }
 

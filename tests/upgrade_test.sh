@@ -15,15 +15,20 @@ cp "$new" "$firmware"
 before=$(sequence_number)
 run_upgrade
 check "exit status" 0 "$status"
-check "lines of the merge" \
-  "Compare Diff: field=BridgeLogLevel, update=1
-Compare Diff: field=BridgeRemoteCommandTimeout, update=1
-Compare Diff: field=BridgeUserDaemonFeatures, update=1
-Compare Diff: field=BridgeDataMigrationMode, update=1
-Compare Diff: field=BridgeTargetMode, update=1
-Compare Diff: field=BridgeIscsiBaseName, update=1
-Compare Diff: field=BridgeCliTimeout, update=1
-Compare Diff: field=BridgeCliPrompt, update=1" "$(grep '^Compare' "$work/out")"
+# fields NAME...: the lines that these fields' moves print.
+fields() { printf 'Compare Diff: field=%s, update=1\n' "$@"; }
+expected_merge=$(
+  fields BridgeLogLevel BridgeRemoteCommandTimeout BridgeUserDaemonFeatures \
+    BridgeDataMigrationMode BridgeTargetMode BridgeIscsiBaseName BridgeCliTimeout BridgeCliPrompt
+  for port in 0 1 2 3; do
+    fields AddlFwOptions ConnKeepAliveTo TcpMaxWinSize TcpWindowScaleFactor Ipv6Enabled
+  done
+  for port in 0 1 2 3 4 5; do
+    fields RiscOption LinkDownTimeout ExecutionThrottle
+  done
+  fields Flags iDhcpEnabled
+)
+check "lines of the merge" "$expected_merge" "$(grep '^Compare' "$work/out")"
 check "first lines of standard output, in order" \
   "compareDefaultConfiguration: Verify that /mnt/nand1 is mounted
  on /mnt/nand1 
@@ -32,12 +37,29 @@ status 0x0
 PropertyParser: read $(stat -c %s "$new") bytes from default_bridge_config.cfg
 PropertyParser: read $(stat -c %s "$old") bytes from /mnt/nand0/default_bridge_config.cfg.0" \
   "$(head -6 "$work/out" | sed 's,^.*\( on /mnt/nand1 \).*$,\1,')"
-check "standard error" \
-  "vxpvh:compareDefaultConfiguration!1524 Personality File version difference detected old=5.2.1.40 new=5.3.0.12
-vxpvh:compareDefaultBridgeConfigInfo!244 Updating Bridge Info
-vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info
-vxpvh:main!1634 Copying new personality file into /mnt/nand0" \
-  "$(grep -v '^vhnor_api: vhnor_init [0-9]*: map_driver() Failed mtd /dev/mtd0$' "$work/err")"
+# remote_access_lines MISSING: what the check of the remote-access files reports.
+remote_access_lines() {
+  local prefix=vxpvh:VerifyTelnetandSshConfigFiles name=VerifyTelnetandSshConfigFiles
+  echo "$prefix!1392  $name: Entered "
+  [ "$1" = yes ] && echo "$prefix!1397 $name: TelnetConfig File doesn't exist "
+  echo "$prefix!1401  $name: TelnetFile Exists "
+  [ "$1" = yes ] && echo "$prefix!1405 $name: SshConfig File doesn't exist "
+  echo "$prefix!1408  $name: SshFile Exists"
+  [ "$1" = yes ] && echo "$prefix!1413 $name: ftpConfig File doesn't exist "
+  echo "$prefix!1416  VerifyTelnetSshFtpConfigFiles: ftpFile Exists"
+}
+reported() { grep -v '^vhnor_api: vhnor_init [0-9]*: map_driver() Failed mtd /dev/mtd0$' "$work/err"; }
+check "standard error" "$(
+  echo 'vxpvh:compareDefaultConfiguration!1524 Personality File version difference detected old=5.2.1.40 new=5.3.0.12'
+  echo 'vxpvh:compareDefaultBridgeConfigInfo!244 Updating Bridge Info'
+  echo 'vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info'
+  for port in 0 1 2 3; do echo "vxpvh:compareDefaultIsConfigInfo!537 Updating iSCSI Port $port"; done
+  for port in 0 1 2 3 4 5; do echo "vxpvh:compareDefaultFcConfigInfo!1051 Updating FC Port $port"; done
+  echo 'vxpvh:compareDefaultHostGroupInfo!1280 Updating HostGroup Index 1'
+  remote_access_lines yes
+  echo 'vxpvh:compareDefaultMgmtInfo!1366 Updating MGMT DHCP and IpAddr Match'
+  echo 'vxpvh:compareDefaultMgmtInfo!1372 Updating MGMT'
+  echo 'vxpvh:main!1634 Copying new personality file into /mnt/nand0')" "$(reported)"
 check "live settings" \
   'config.bridge.BridgeMode = "1"
 config.bridge.BridgeLogSize = "9999"
@@ -53,9 +75,9 @@ config.bridge.BridgeLunMapping = "1"
 config.bridge.BridgeIscsiBaseName = "iqn.2026-01.example.vxblade:vx2410."
 config.cli.BridgeCliTimeout = "900"
 config.cli.BridgeCliPrompt = "vx2410 #>"' \
-  "$(show | grep -v -e ProductName -e SerialNumber -e VersionNumber -e SymbolicName)"
-check "one number for each write" $((before + 2)) "$(sequence_number)"
-for file in "$state"/nand1/*; do
+  "$(show | grep -e '^config.bridge' -e '^config.cli' | grep -v -e ProductName -e SerialNumber -e VersionNumber -e SymbolicName)"
+check "one number for each write" $((before + 14)) "$(sequence_number)"
+for file in "$state"/nand1/brapp_*.bin "$state"/nand1/brapp_{vpd,vpd_bak,seqno,migration_param}.cfg; do
   check "mirror of $file" "" "$(cmp "$file" "$state/nand2/$(basename "$file")" 2>&1)"
 done
 for copy in 0 1; do
@@ -109,16 +131,55 @@ rm "$state"/nand0/default_bridge_config.cfg.?
 cp "$new" "$firmware"
 run_upgrade
 check "no saved file: forced fields only" \
-  "BridgeIqnGenFlags
-BridgeTargetMode
-BridgeLunMapping
-BridgeIscsiBaseName" "$(sed -n 's/^Compare Diff: field=\(Bridge[A-Za-z]*\), update=1$/\1/p' "$work/out")"
+  "$(fields BridgeIqnGenFlags BridgeTargetMode BridgeLunMapping BridgeIscsiBaseName)" \
+  "$(grep '^Compare Diff: field=Bridge' "$work/out")"
+
+# --- Three firmwares in a row, with user changes between them.
+new_store "$old"
+set_live() { bladesim --state "$state" vxcfg set "$1" "$2"; }
+set_live config.port.is.2.TcpMaxWinSize 1000
+set_live config.port.fc.4.ExecutionThrottle 77
+cp "$new" "$firmware"
+run_upgrade
+set_live config.port.is.1.ConnKeepAliveTo 5
+set_live config.mgmt.IpAddr 10.1.1.1
+sed -e 's/^\(properties.file.version\).*/\1 = "5.4.0.1"/' -e 's/\(TcpMaxWinSize\).*/\1 = "99999"/' \
+  -e 's/\(ExecutionThrottle\).*/\1 = "300"/' -e 's/\(ConnKeepAliveTo\).*/\1 = "90"/' \
+  -e 's/\(iDhcpEnabled\).*/\1 = "0"/' "$new" >"$work/third.cfg"
+cp "$work/third.cfg" "$firmware"
+run_upgrade
+check "third firmware: lines" "$(
+  fields ConnKeepAliveTo TcpMaxWinSize TcpMaxWinSize ConnKeepAliveTo ConnKeepAliveTo TcpMaxWinSize
+  fields ExecutionThrottle ExecutionThrottle ExecutionThrottle ExecutionThrottle ExecutionThrottle
+)" "$(grep '^Compare' "$work/out")"
+check "third firmware: live values" "99999 99999 1000 99999 / 300 300 300 300 77 300 / 90 5 90 90 / 1" \
+  "$(show | awk -F'"' '/is.*TcpMaxWinSize/ {t = t $2 " "} /ExecutionThrottle/ {e = e $2 " "}
+    /is.*ConnKeepAliveTo/ {c = c $2 " "} /iDhcpEnabled/ {d = $2} END {print t "/ " e "/ " c "/ " d}')"
+check "third firmware: the user's address" "$(remote_access_lines no)" "$(reported | grep -e Verify -e Mgmt)"
+
+# --- Another version with the same defaults changes nothing and writes no record.
+before=$(sequence_number) config=$(sha256sum <"$state/nand1/brapp_config.bin")
+sed 's/^\(properties.file.version\).*/\1 = "5.4.0.2"/' "$work/third.cfg" >"$firmware"
+run_upgrade
+check "same defaults: lines" "" "$(grep '^Compare' "$work/out")"
+check "same defaults: no write" "$before $config" "$(sequence_number) $(sha256sum <"$state/nand1/brapp_config.bin")"
+
+# --- A factory store holds what its file says, but for what is never loaded or not shown.
+new_store "$old"
+check "defaults that are not live" \
+  "config.port.is.0.PortState = \"1\"
+config.port.is.1.PortState = \"1\"
+config.port.is.2.PortState = \"1\"
+config.port.is.3.PortState = \"1\"
+config.port.pcie.0.PortNumber = \"0\"" \
+  "$(sort "$old" | grep -e '^config.bridge.Bridge' -e '^config.cli' -e '^config.mgmt' -e '^config.port' -e '^config.hostgroup' |
+    comm -23 - <(show | sort))"
 
 # --- Stores: refused when valid, made over when not, --force, --full, unmounted volumes.
 check "a valid store is refused" 1 "$(bladesim --state "$state" vxcfg store create --defaults "$old" 2>&1 | grep -c -- '--force replaces it')"
-bladesim --state "$state" vxcfg store create --defaults "$old" --force --full >/dev/null
+bladesim --state "$state" vxcfg store create --defaults "$old" --force --full >/dev/null 2>&1
 check "--force" '2048' "$(show config.bridge.BridgeLogSize | cut -d'"' -f2)"
-check "--full" 39 "$(ls "$state"/nand1 | wc -l)"
+check "--full" 39 "$(ls "$state"/nand1 | grep -vc brapp_psst_data.cfg)"
 check "an unmounted volume" "vxcfg: /mnt/nand2 is not mounted (run this on a blade, or under bladesim)" \
   "$(bladesim --state "$state" --unmounted nand2 vxcfg store create --defaults "$old" 2>&1)"
 check "an unknown setting" "vxcfg: no such setting: config.bridge.Nonsense (\"vxcfg show\" lists them)" \
