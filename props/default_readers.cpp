@@ -124,7 +124,7 @@ int validateDefaultConfiguration(void) {
 int readDefaultConfiguration(void) {
     passwd_data.record.passwords = {};
     (void)validateDefaultConfiguration();
-    PropertiesHandle const handle = propOpenPropertiesFile(savedPersonalityFile);
+    PropertiesHandle handle = propOpenPropertiesFile(savedPersonalityFile);
     (void)readDefaultBridgeConfigInfo(handle);
     (void)readDefaultCacheConfig(handle);
     (void)readDefaultStoragePoolConfig(handle);

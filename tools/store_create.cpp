@@ -152,7 +152,7 @@ void makeFiles(const Plan& plan) {
 // file becomes valid only when it holds them. What the full load leaves out has readers of its own.
 int loadDefaults() {
     (void)readDefaultConfiguration();
-    PropertiesHandle const handle = propOpenPropertiesFile(savedCopies[0]);
+    PropertiesHandle handle = propOpenPropertiesFile(savedCopies[0]);
     BridgeConfig bridge;
     (void)vxpmgr_GetBridgeConfigInfo(&bridge);
     (void)readDefaultBridgeDataMigrationInfo(handle, &bridge);
