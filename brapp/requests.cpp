@@ -12,6 +12,12 @@ constexpr unsigned long request(char group, unsigned number, unsigned size) {
 
 } // namespace
 
+int32_t BrAppHandle = -1;
+
+int XBMGT_SetClusterCachedLun(void* record) {
+    return ::ioctl(BrAppHandle, request('b', 128, 304), record);
+}
+
 int XBMGT_GetInterfaceLinkStatus(uint8_t* status) {
     return ::ioctl(gpDevHandle, request('h', 7, 1), status);
 }

@@ -27,6 +27,11 @@ StoragePoolEntry StoragePoolInfo[32];
 EventNotifyEntry eventnotify_info;
 ClusterMemberEntry ClusterMemberInfo;
 CacheStorePhysDrvEntry CacheStorePhysDrvInfo[36];
+RegisteredClientEntry RegisteredClients[256];
+MigrationParamEntry migration_param;
+PhysLunStripeEntry PhysLunStripeTable[1536];
+ClusterCachedLunEntry ClusterCachedLuns[4096];
+LunInfo LunInfoTable[4096];
 
 PmgrControlBlock pmgr_control_block;
 PmgrControlBlock* pmgr_cb = &pmgr_control_block;
@@ -61,6 +66,8 @@ const Table tables[] = {
     {&ClusterMemberInfo, sizeof ClusterMemberInfo},
     {CacheStorePhysDrvInfo, sizeof CacheStorePhysDrvInfo},
     {&cluster_metadata, sizeof cluster_metadata},
+    {RegisteredClients, sizeof RegisteredClients},
+    {&migration_param, sizeof migration_param},
 };
 
 // Zeroes memory piece by piece, leaving alone what is zero already: reading an untouched page of

@@ -1,57 +1,13 @@
 // Readers and writers of the record files: between the files and the tables in memory.
 #include <vxblade/pmgr.h>
 
-#include "pmgr/control_block.h"
-#include "pmgr/psst_header.h"
+#include "pmgr/loader.h"
 
-#include <cstring>
 #include <iterator>
 #include <span>
 
 namespace vx {
 namespace {
-
-// Loads one record through the staging buffer, so that a failed read leaves the table as it was.
-int loadRecord(uint32_t type, uint32_t number, void* record, std::size_t size) {
-    if (int const result =
-            ReadPsstFile(scratch_pad, static_cast<int32_t>(size), type, number, PSST_MODE_RECORD);
-        result < 0) {
-        return result;
-    }
-    copyChanged(record, scratch_pad, size);
-    return 0;
-}
-
-template <class Entry, std::size_t count>
-int loadEntries(uint32_t type, std::span<Entry, count> entries) {
-    static_assert(sizeof(Entry::record) <= sizeof scratch_pad);
-    uint32_t number = 0;
-    for (Entry& entry : entries) {
-        if (int const result = loadRecord(type, number++, &entry.record, sizeof entry.record);
-            result < 0) {
-            return result;
-        }
-    }
-    return 0;
-}
-
-// Checks the header of a file, then loads its records in order.
-template <class Entry, std::size_t count>
-int loadFile(uint32_t type, std::span<Entry, count> entries) {
-    int const result = checkHeader(type);
-    return result < 0 ? result : loadEntries(type, entries);
-}
-
-template <class Entry>
-std::span<Entry, 1> single(Entry& entry) {
-    return std::span<Entry, 1>(&entry, 1);
-}
-
-template <class Entry>
-int writeEntry(const Entry& entry, uint32_t type) {
-    return WritePsstFile(&entry.record, sizeof entry.record, type, entry.prefix.index,
-                         PSST_MODE_RECORD);
-}
 
 // The host groups' list links stand beside the table, so that walking it touches no record.
 VXLIST hostGroupLinks[8];
@@ -132,10 +88,6 @@ int WriteVpdFile(const VpdEntry* entry, uint32_t type) {
 
 int WriteExtMigrationFile(const ExtMigrationEntry* entry) {
     return writeEntry(*entry, PSST_EXT_MIGRATION);
-}
-
-int ReadEventNotifyFile(void) {
-    return loadFile(PSST_EVENT_NOTIFY, single(eventnotify_info));
 }
 
 int ReadClusterMetaData(void) {

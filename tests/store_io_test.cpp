@@ -14,6 +14,7 @@
 #include <functional>
 
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -81,6 +82,16 @@ TEST_F(StoreIo, EveryRecordAtItsPlace) {
         EXPECT_EQ(readBytes(primary(c.index)), expected) << c.index;
         EXPECT_EQ(readBytes(mirror(c.index)), expected) << c.index;
     }
+    // What was written is what is read, to the last byte.
+    Bytes const portBytes = bytesOf(&port_configuration[5].record, sizeof(PortSlot));
+    std::memset(&mgmt_port.record, 0, sizeof mgmt_port.record);
+    std::memset(&port_configuration[5].record, 0, sizeof(PortSlot));
+    PsstHeader header;
+    CreateHeader(&header, PSST_BRIDGE_CONFIG);
+    EXPECT_EQ(WriteHeader(&header), 0);
+    EXPECT_EQ(ReadBridgeConfigFile(), 0);
+    EXPECT_EQ(bytesOf(&mgmt_port.record, 332), cases[1].written);
+    EXPECT_EQ(bytesOf(&port_configuration[5].record, sizeof(PortSlot)), portBytes);
     EXPECT_EQ(WriteBridgeConfigFile(&mgmt_port, PSST_PASSWD), -1);
     EXPECT_EQ(WriteVpdFile(&vpd_info, PSST_PASSWD), -1);
 }
@@ -107,6 +118,9 @@ TEST_F(StoreIo, OneWriteInDurableOrder) {
     EXPECT_EQ(sequenceNumberOnFile(), before + 1);
     EXPECT_EQ(readBytes(mirror(21)), readBytes(primary(21)));
     EXPECT_EQ(readBytes("/mnt/nand0/backup_bitmap.bin"), (Bytes{0, 0, 0x30, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(vxbackup_SetBackupBitmap(43), 0);
+    EXPECT_EQ(readBytes("/mnt/nand0/backup_bitmap.bin"), (Bytes{0, 0, 0x30, 0, 0, 8, 0, 0}));
+    EXPECT_EQ(vxbackup_SetBackupBitmap(44), -1);
 }
 
 TEST_F(StoreIo, SequenceNumber) {
@@ -184,12 +198,17 @@ TEST_F(StoreIo, FailedTransfersNeverReachAnotherFile) {
 }
 
 TEST_F(StoreIo, RecordsNeverLandOnStandardStreams) {
-    int const standardInput = ::dup(0);
-    ::close(0);
     makeFiles({20});
-    EXPECT_GE(vx::descriptorOf(20), 3);
-    ::dup2(standardInput, 0);
-    ::close(standardInput);
+    for (int const stream : {0, 1, 2}) {
+        int const saved = ::fcntl(stream, F_DUPFD, 10);
+        ::close(stream);
+        int const result = vx::openIntoSlot(20, O_RDWR);
+        int const fd = vx::descriptorOf(20);
+        ::dup2(saved, stream);
+        ::close(saved);
+        EXPECT_EQ(result, 0);
+        EXPECT_GE(fd, 3);
+    }
 }
 
 TEST_F(StoreIo, BadRequests) {
@@ -197,6 +216,7 @@ TEST_F(StoreIo, BadRequests) {
     char byte = 0;
     EXPECT_EQ(WritePsstFile(&byte, -1, PSST_HOST_GROUP, 0, 0), -1);
     EXPECT_EQ(WritePsstFile(&byte, 1, PSST_PASSWD, 0, 0), -1) << "not open";
+    EXPECT_EQ(vx::descriptorOf(8), 0) << "standard input was not tried";
     EXPECT_EQ(ReadPsstFile(&byte, 1, 47, 0, 0), -1);
     EXPECT_EQ(WritePsstFile(&byte, 1, PSST_SEQUENCE_NUMBER, 0, PSST_MODE_HEADER), -1);
 }
@@ -224,7 +244,7 @@ TEST_F(StoreIo, ReadersKeepTheTableOnABadHeader) {
         {8, ReadPasswdFile, reinterpret_cast<unsigned char*>(&passwd_data.record)},
         {9, ReadSnmpFile, reinterpret_cast<unsigned char*>(&snmp_info.record)},
         {20, ReadHostGroupFile, reinterpret_cast<unsigned char*>(&HostGroups[0].record)},
-        {32, ReadEventNotifyFile, eventnotify_info.record.bytes},
+        {32, ReadEventNotifyFile, reinterpret_cast<unsigned char*>(&eventnotify_info.record)},
         {42, ReadClusterMetaData, reinterpret_cast<unsigned char*>(&cluster_metadata.record)},
     };
     makeFiles({1, 4, 8, 9, 20, 32, 42});
@@ -258,6 +278,23 @@ TEST_F(StoreIo, HostGroupsAreListed) {
     EXPECT_EQ(count, 8U);
     EXPECT_EQ(pmgr_cb->counts[PSST_LIST_HOST_GROUPS].inUse, 8U);
     EXPECT_EQ(HostGroups[7].prefix.index, 7U);
+}
+
+TEST_F(StoreIo, LocksHoldBetweenProcesses) {
+    vx::Descriptor const file(vx::openFile("/mnt/nand0/lock", O_RDWR | O_CREAT));
+    for (int const lock : {1, 0}) {
+        EXPECT_GE(VX_PosixFileLockUnLock(file.get(), lock), 0);
+        pid_t const other = ::fork();
+        if (other == 0) {
+            struct flock probe {};
+            probe.l_type = F_WRLCK;
+            ::fcntl(file.get(), F_GETLK, &probe);
+            ::_exit(probe.l_type == F_UNLCK ? 0 : 1);
+        }
+        int status = 0;
+        ::waitpid(other, &status, 0);
+        EXPECT_EQ(WEXITSTATUS(status), lock);
+    }
 }
 
 TEST_F(StoreIo, PeerWithoutALink) {

@@ -1,4 +1,4 @@
-/* Requests to the bridge application's and the general-purpose driver. */
+/* Requests to the drivers of the bridge application and of the general-purpose device. */
 #ifndef VXBLADE_BRAPP_H
 #define VXBLADE_BRAPP_H
 
@@ -12,6 +12,15 @@ VXBLADE_BEGIN
  * device is not open.
  */
 VXBLADE_API int XBMGT_GetInterfaceLinkStatus(uint8_t* status);
+
+/* Descriptor of the bridge application's node, -1 until a program opens it. */
+VXBLADE_API extern int32_t BrAppHandle;
+
+/*
+ * Hands a cached LUN of the cluster, a record of 304 bytes, to the bridge application (group 'b',
+ * number 128). The request's result: 0, or -1 with errno set.
+ */
+VXBLADE_API int XBMGT_SetClusterCachedLun(void* record);
 
 VXBLADE_END
 

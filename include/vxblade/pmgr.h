@@ -149,14 +149,18 @@ PSST_ENTRY(SnmpEntry, SnmpConfig);
 PSST_ENTRY(VpdEntry, VpdRecord);
 PSST_ENTRY(ClusterMetaDataEntry, ClusterMetaDataSlot);
 PSST_ENTRY(DmGlobalsEntry, DmGlobals);
+PSST_ENTRY(EventNotifyEntry, EventNotifyTable);
+PSST_ENTRY(RegisteredClientEntry, RegisteredClientSlot);
+PSST_ENTRY(MigrationParamEntry, MigrationParam);
+PSST_ENTRY(CacheStorePhysDrvEntry, CacheStorePhysDrv);
+PSST_ENTRY(PhysLunStripeEntry, PhysLunStripe);
+PSST_ENTRY(ClusterCachedLunEntry, ClusterCachedLun);
 PSST_OPAQUE_ENTRY(FcipEntry, FcipRecord, 900);
 PSST_OPAQUE_ENTRY(TargetDeviceEntry, TargetDeviceRecord, 2576);
 PSST_OPAQUE_ENTRY(LogicalLunEntry, LogicalLunRecord, 33096);
 PSST_OPAQUE_ENTRY(WriteCacheMarkerEntry, WriteCacheMarkerRecord, 520);
 PSST_OPAQUE_ENTRY(StoragePoolEntry, StoragePoolRecord, 512);
-PSST_OPAQUE_ENTRY(EventNotifyEntry, EventNotifyRecord, 93992);
 PSST_OPAQUE_ENTRY(ClusterMemberEntry, ClusterMemberRecord, 256);
-PSST_OPAQUE_ENTRY(CacheStorePhysDrvEntry, CacheStorePhysDrvRecord, 128);
 PSST_OPAQUE_ENTRY(ExtMigrationEntry, ExtMigrationRecord, 1088);
 
 VXBLADE_API extern BridgeConfigEntry bridge_configuration;
@@ -177,6 +181,12 @@ VXBLADE_API extern StoragePoolEntry StoragePoolInfo[32];
 VXBLADE_API extern EventNotifyEntry eventnotify_info;
 VXBLADE_API extern ClusterMemberEntry ClusterMemberInfo;
 VXBLADE_API extern CacheStorePhysDrvEntry CacheStorePhysDrvInfo[36];
+VXBLADE_API extern RegisteredClientEntry RegisteredClients[256];
+VXBLADE_API extern MigrationParamEntry migration_param;
+VXBLADE_API extern PhysLunStripeEntry PhysLunStripeTable[1536];
+VXBLADE_API extern ClusterCachedLunEntry ClusterCachedLuns[4096];
+/* LUN information by index, filled by the program that knows the LUNs; no file is read into it. */
+VXBLADE_API extern LunInfo LunInfoTable[4096];
 
 /* The lists that chain table entries, each with its counters in the control block. */
 enum PsstList {

@@ -271,6 +271,91 @@ typedef struct ClusterMetaDataSlot {
 } ClusterMetaDataSlot;
 static_assert(sizeof(ClusterMetaDataSlot) == 128, "cluster metadata slot");
 
+/* A slot of the record files that are tables is in use when its valid byte holds this; any other
+ * value marks a free one. */
+#define PSST_SLOT_VALID 195
+
+/* A management client that has registered itself: its identity, and a block of its own. */
+typedef struct RegisteredClient {
+    uint32_t identityLength; /* bytes of `identity`, at most 256 */
+    uint8_t identity[256];
+    uint8_t block[128];
+} RegisteredClient;
+static_assert(sizeof(RegisteredClient) == 388, "registered client");
+
+typedef struct RegisteredClientSlot {
+    RegisteredClient client;
+    uint8_t valid;
+    uint8_t opaque389[199];
+} RegisteredClientSlot;
+static_assert(sizeof(RegisteredClientSlot) == 588, "registered-client slot");
+
+/* A physical drive of the cache store. */
+typedef struct CacheStorePhysDrv {
+    uint64_t LunId;
+    uint64_t ownerAdapterId;
+    uint64_t StartLbaForStripeAlloc; /* first block for stripe allocation */
+    uint32_t driveIndex;
+    uint32_t TargetDeviceIndex;
+    uint32_t LunInfoIndex; /* in LunInfoTable */
+    uint8_t valid;
+    uint8_t opaque37[91];
+} CacheStorePhysDrv;
+static_assert(sizeof(CacheStorePhysDrv) == 128, "cache-store drive");
+static_assert(offsetof(CacheStorePhysDrv, valid) == 36, "cache-store drive's valid byte");
+
+/* What is known of a LUN; its unique name is preceded by its length. */
+typedef struct LunInfo {
+    uint16_t wwulnLength; /* bytes of `wwuln` */
+    uint8_t wwuln[256];
+    uint8_t opaque258[500];
+} LunInfo;
+static_assert(sizeof(LunInfo) == 758, "LUN information");
+
+/* Stripes of a physical LUN. */
+typedef struct PhysLunStripe {
+    uint32_t opaque0;
+    uint8_t valid;
+    uint8_t opaque5[8195];
+} PhysLunStripe;
+static_assert(sizeof(PhysLunStripe) == 8200, "stripe-table slot");
+
+/* A cached LUN of the cluster: the bridge application driver's record, and the slot's own tail. */
+typedef struct ClusterCachedLun {
+    uint8_t driverRecord[304];
+    uint32_t index; /* of the slot */
+    uint8_t valid;
+    uint8_t opaque309[59];
+} ClusterCachedLun;
+static_assert(sizeof(ClusterCachedLun) == 368, "cached-LUN slot");
+static_assert(offsetof(ClusterCachedLun, index) == 304, "cached-LUN slot's tail");
+
+/* Where one client wants its events. */
+typedef struct EventNotifyInfo {
+    uint32_t clientId;
+    uint32_t eventMask;
+    uint32_t addressLength; /* bytes of `address` */
+    uint8_t address[256];
+    uint8_t valid; /* set by the store */
+    uint8_t opaque269[3487];
+} EventNotifyInfo;
+static_assert(sizeof(EventNotifyInfo) == 3756, "event-notification entry");
+
+/* The event-notification file's single record. */
+typedef struct EventNotifyTable {
+    uint32_t entriesInUse;
+    uint32_t opaque4[22];
+    EventNotifyInfo entries[25];
+} EventNotifyTable;
+static_assert(sizeof(EventNotifyTable) == 93992, "event-notification record");
+static_assert(offsetof(EventNotifyTable, entries) == 92, "event-notification entries");
+
+typedef struct MigrationParam {
+    uint32_t JOBUUID; /* the job's identifier */
+    uint8_t opaque4[512];
+} MigrationParam;
+static_assert(sizeof(MigrationParam) == 516, "migration parameters");
+
 /* What the firmware can do, from a personality file; not stored. */
 typedef struct SystemCapabilities {
     uint8_t SystemCapabilities0;
