@@ -1,3 +1,5 @@
+#include "common/shell.h"
+
 #include <vxblade/common.h>
 
 #include <gtest/gtest.h>
@@ -6,6 +8,13 @@
 #include <vector>
 
 namespace {
+
+// Half of a command is another command.
+TEST(Shell, RunsWholeCommandsOnly) {
+    EXPECT_EQ(vx::runShellFormatted(7, "exit %d", 3), 3 << 8);
+    EXPECT_EQ(vx::runShellFormatted(6, "exit %d", 3), -1);
+    EXPECT_EQ(vx::runShellFormatted(1000, "exit %d", 3), -1);
+}
 
 uint32_t bitwiseCrc(const std::vector<unsigned char>& data) {
     uint32_t c = 0xFFFFFFFF;

@@ -1,4 +1,5 @@
 #include "tests/blade_files.h"
+#include "tests/system_calls.h"
 
 #include "props/config_fields.h"
 
@@ -118,6 +119,8 @@ TEST_F(ConfigApi, PortsLandInTheirSlots) {
         bool const ip = c.type == 1 || c.type == 2;
         EXPECT_EQ(slot.params.TcpMaxWinSize, ip ? 0x42424242U : 0U);
         EXPECT_EQ(slot.params.TxParam4G, 0x42424242U);
+        EXPECT_EQ(slot.params.PortName[0], 0x42);
+        EXPECT_EQ(slot.params.flags, 0x4242);
     }
     auto untouched = filled<PortParams>(0x42);
     EXPECT_EQ(vxpmgr_GetPortParams(&untouched, PORT_TYPE_NONE, 0), 0);
@@ -196,6 +199,16 @@ TEST_F(ConfigApi, ClusterMetaDataKeepsThreeFlags) {
     expected.flags = 0x06;
     EXPECT_TRUE(equal(live, expected));
     EXPECT_TRUE(equal(onFile<ClusterMetaData>(42, 64), expected));
+    // The stored record is read first: bytes beside the words are kept, a bad file is refused.
+    Bytes bytes = readBytes(primary(42));
+    bytes[64 + 100] = 0x5A;
+    writeBytes(primary(42), bytes);
+    EXPECT_EQ(vxpmgr_UpdateClusterMetaData(&record), 0);
+    EXPECT_EQ(readBytes(primary(42)), bytes);
+    bytes[4] = 0;
+    writeBytes(primary(42), bytes);
+    EXPECT_EQ(vxpmgr_UpdateClusterMetaData(&record), -1);
+    EXPECT_EQ(readBytes(primary(42)), bytes);
     close_all_files();
     EXPECT_EQ(vxpmgr_UpdateClusterMetaData(&record), -1);
 }
@@ -459,13 +472,20 @@ TEST_F(ConfigApi, PlatformRecordsSurviveTheProcess) {
     EXPECT_TRUE(equal(onFile<StoragePoolConfig>(31, 64), pool));
 
     EXPECT_EQ(vornhal_init_env(0), -1) << "nothing saved yet";
+    char value[4];
     EXPECT_EQ(vornhal_setenv("ChassisName", "one"), 0);
+    EXPECT_EQ(vornhal_getenv("Chassis", value, sizeof value), 0) << "part of another name";
     EXPECT_EQ(vornhal_setenv("Chassis", "other"), 0);
     EXPECT_EQ(vornhal_setenv("ChassisName", "second"), 0);
     EXPECT_EQ(vornhal_setenv("bad=name", "x"), -1);
+    systemCalls.recording = true;
+    systemCalls.log.clear();
     EXPECT_EQ(vornhal_saveenv(), 0);
+    systemCalls.recording = false;
+    EXPECT_EQ(systemCalls.log,
+              (std::vector<std::string>{"write nand0/boot_env.txt.new",
+                                        "sync nand0/boot_env.txt.new", "sync nand0"}));
     EXPECT_EQ(vornhal_init_env(0), 0);
-    char value[4];
     EXPECT_EQ(vornhal_getenv("ChassisName", value, sizeof value), 6);
     EXPECT_STREQ(value, "sec");
     EXPECT_EQ(vornhal_getenv("Name", value, sizeof value), 0);

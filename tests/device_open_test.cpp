@@ -136,6 +136,13 @@ TEST_F(Devices, GivesUpAfterTwoMinutes) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
     EXPECT_EQ(systemCalls.sleeps, 121);
     EXPECT_EQ(gpDevHandle, -1);
+    ::umount("/dev/vxgpdev");
+    ::rename("/dev/vxgpdev", "/dev/vxgpdev.away");
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(initGpDevice(), -1);
+    EXPECT_TRUE(testing::internal::GetCapturedStdout().ends_with(
+        "initGpDevice: Open failed 0 = vxgpdev\n"));
+    ::rename("/dev/vxgpdev.away", "/dev/vxgpdev");
 }
 
 TEST_F(Devices, NorFlashOpensOnce) {
@@ -143,6 +150,8 @@ TEST_F(Devices, NorFlashOpensOnce) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(vhnor_init(), 0);
     int const fd = vhnor_drv;
+    EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(::fcntl(fd, F_GETFL) & O_SYNC, O_SYNC);
     EXPECT_EQ(vhnor_init(), 0);
     EXPECT_EQ(vhnor_drv, fd);
     std::string const errors = testing::internal::GetCapturedStderr();

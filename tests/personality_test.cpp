@@ -26,6 +26,8 @@ TEST(Personality, ProblemsAreNamed) {
          {"line 2: not a property; nothing from here on is read", "no properties.file.version"}},
         {version + std::string("a = \"1\"\n\0b = \"2\"", 17),
          {"line 3: a NUL byte; nothing from here on is read"}},
+        {version + "properties.file.crc32 = \"zz\"\n",
+         {"the file's CRC does not match its content"}},
         {version + "properties.file.crc32 = \"1\"\n",
          {"the file's CRC does not match its content"}},
     };
@@ -47,6 +49,9 @@ TEST(Personality, SealingReplacesTheLine) {
     EXPECT_TRUE(report.sealed);
     EXPECT_EQ(report.properties, 3U);
     EXPECT_TRUE(report.problems.empty());
+    std::ofstream(path) << "no property";
+    EXPECT_THROW(tools::sealPersonality(path), std::runtime_error);
+    EXPECT_EQ(tools::readText(path), "no property");
     std::filesystem::remove(path);
 }
 

@@ -105,6 +105,14 @@ TEST(PropertyPass, EndsOnRepeatedKeysAndSaysWhereItStopped) {
     propClosePropertiesFile(handle);
 }
 
+TEST(PropertyPass, NothingOfALongValueStaysBehindAShortOne) {
+    PropertiesHandle const handle = open("a=\"123456\"\nb=\"1\"\n");
+    vx::PropertyPass pass(handle);
+    ASSERT_TRUE(pass.next() && pass.next());
+    EXPECT_EQ(std::string(pass.value(), 7), std::string("1\0\0\0\0\0\0", 7));
+    propClosePropertiesFile(handle);
+}
+
 TEST(PropertyApi, Values) {
     std::string const text = "a.bc=\"long\"\na.b=\"\"\nx=\"" + std::string(300, 'v') +
                              "\"\na.b=\"second\"\nbad line\nlost=\"1\"";

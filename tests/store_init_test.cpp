@@ -2,19 +2,21 @@
 #include "tests/system_calls.h"
 
 #include "pmgr/control_block.h"
+#include "pmgr/creators.h"
 #include "pmgr/psst_table.h"
 
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
 
-#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -44,7 +46,7 @@ void changeHeader(int index, std::size_t offset, uint32_t value) {
 }
 
 // What is done to one file of a good store, and what initialisation makes of it.
-enum class Damage { remove, empty, cutShort, halfMade, badMagic, badType };
+enum class Damage { remove, empty, cutShort, halfMade, badMagic, badType, zeroMagic, zeroSize };
 
 void damage(int index, Damage how) {
     switch (how) {
@@ -67,6 +69,12 @@ void damage(int index, Damage how) {
     case Damage::badType:
         changeHeader(index, 16, 99);
         break;
+    case Damage::zeroMagic:
+        changeHeader(index, 4, 0);
+        break;
+    case Damage::zeroSize:
+        changeHeader(index, 12, 0);
+        break;
     }
 }
 
@@ -81,12 +89,21 @@ bool isGood(int index) {
 
 TEST_F(StoreInit, OpensAGoodStore) {
     makeStore();
+    for (int const index : {4, 8}) {
+        Bytes bytes = readBytes(primary(index));
+        bytes[64] = 0x5A;
+        writeBytes(primary(index), bytes);
+        fs::permissions(primary(index), fs::perms::owner_read | fs::perms::owner_write);
+    }
     uint64_t const before = sequenceNumberOnFile();
     ASSERT_EQ(vxpmgr_init_lite(), 0);
     EXPECT_EQ(sequenceNumberOnFile(), before) << "nothing was written";
     for (int const index : {1, 4, 6, 7, 8, 16, 20, 21, 32, 36}) {
         EXPECT_GE(vx::descriptorOf(index), 3) << index;
     }
+    EXPECT_EQ(TargetDevices[0].record.bytes[0], 0x5A);
+    EXPECT_EQ(passwd_data.record.passwords.Passwd[0][0][0], 0x5A);
+    EXPECT_EQ(fs::status(primary(8)).permissions(), fs::perms(0755));
     EXPECT_EQ(pmgr_cb->headerVersion, 13U);
     EXPECT_EQ(port_configuration[31].prefix.index, 31U);
     EXPECT_EQ(port_configuration[31].prefix.kind, 4U);
@@ -107,12 +124,17 @@ TEST_F(StoreInit, DamagedFiles) {
         {43, 0, 0, true},    {27, 0, 0, true},
     };
     makeStore();
+    ASSERT_EQ(vxpmgr_init_lite(), 0);
+    VpdRecord vpd;
+    std::memset(&vpd, 0x5A, sizeof vpd);
+    ASSERT_EQ(vxpmgr_UpdateVpdInfo(&vpd), 0);
     for (Case const& c : cases) {
         std::string const keep = "/mnt/nand0/keep";
         fs::copy_file(primary(c.index), keep, fs::copy_options::overwrite_existing);
-        for (Damage const how : {Damage::remove, Damage::empty, Damage::cutShort, Damage::halfMade,
-                                 Damage::badMagic, Damage::badType}) {
-            bool const bad = how == Damage::badMagic || how == Damage::badType;
+        for (Damage const how :
+             {Damage::remove, Damage::empty, Damage::cutShort, Damage::halfMade, Damage::badMagic,
+              Damage::badType, Damage::zeroMagic, Damage::zeroSize}) {
+            bool const bad = how >= Damage::badMagic;
             damage(c.index, how);
             EXPECT_EQ(vxpmgr_init_lite(), bad ? c.bad : c.unfinished)
                 << c.index << " damage " << static_cast<int>(how);
@@ -120,6 +142,11 @@ TEST_F(StoreInit, DamagedFiles) {
                 EXPECT_EQ(fs::exists(primary(c.index)) && isGood(c.index), c.healed)
                     << c.index << " damage " << static_cast<int>(how);
             }
+            if (c.index == 6 || c.index == 7) { // each comes back from its twin, not from nothing
+                EXPECT_EQ(readBytes(primary(c.index)), readBytes(keep)) << c.index;
+                EXPECT_EQ(vpd_info.record.bytes[9], 0x5A);
+            }
+            EXPECT_TRUE(c.index != 16 || vx::descriptorOf(1) == 0) << "all closed";
             if (how == Damage::remove && c.unfinished != 0) {
                 EXPECT_FALSE(fs::exists(primary(c.index))) << "an empty file would be left behind";
             }
@@ -129,18 +156,67 @@ TEST_F(StoreInit, DamagedFiles) {
     }
 }
 
+TEST_F(StoreInit, ResetClearsEverything) {
+    struct {
+        void* memory;
+        std::size_t size;
+    } const tables[] = {
+        {&bridge_configuration, sizeof bridge_configuration},
+        {&dm_globals, sizeof dm_globals},
+        {&mgmt_port, sizeof mgmt_port},
+        {&passwd_data, sizeof passwd_data},
+        {&snmp_info, sizeof snmp_info},
+        {Fcip, sizeof Fcip},
+        {HostGroups, sizeof HostGroups},
+        {TargetDevices, sizeof TargetDevices},
+        {LogicalLuns, sizeof LogicalLuns},
+        {&WriteCacheMarker, sizeof WriteCacheMarker},
+        {StoragePoolInfo, sizeof StoragePoolInfo},
+        {&eventnotify_info, sizeof eventnotify_info},
+        {&ClusterMemberInfo, sizeof ClusterMemberInfo},
+        {CacheStorePhysDrvInfo, sizeof CacheStorePhysDrvInfo},
+        {&port_configuration[31].record, sizeof(PortSlot)},
+    };
+    for (auto const& table : tables) {
+        std::memset(table.memory, 0xEE, table.size);
+    }
+    HwVer = 300;
+    makeFiles({43});
+    InitDatabaseLite();
+    for (auto const& table : tables) {
+        auto const* bytes = static_cast<const unsigned char*>(table.memory);
+        EXPECT_TRUE(std::all_of(bytes, bytes + table.size, [](unsigned char b) { return b == 0; }));
+    }
+    EXPECT_EQ(HwVer, 0);
+    EXPECT_EQ(vx::descriptorOf(43), 0);
+    EXPECT_EQ(VXLIST_list_mt(&pmgr_cb->lists[PSST_LIST_COUNT - 1].free.list), 1);
+    EXPECT_EQ(port_configuration[31].prefix.index, 31U);
+}
+
+TEST_F(StoreInit, WhatIsNotOursIsNotUnfinished) {
+    EXPECT_FALSE(vx::isUnfinished("/mnt/nand1")) << "a folder";
+    EXPECT_FALSE(vx::isUnfinished("/proc/self/mem")) << "a read that fails";
+    if (::mknod("/mnt/nand1/socket", S_IFSOCK | 0644, 0) == 0) {
+        EXPECT_FALSE(vx::isUnfinished("/mnt/nand1/socket")) << "an open that fails";
+    }
+    EXPECT_TRUE(vx::isUnfinished("/mnt/nand1/nothing"));
+}
+
 TEST_F(StoreInit, ShortConfigurationFails) {
     makeStore();
     fs::resize_file(primary(1), 44571);
     EXPECT_EQ(vxpmgr_init_lite(), -1);
 }
 
-TEST_F(StoreInit, OtherVersionMovesThreeFilesAside) {
+class OtherVersion : public BladeTest, public testing::WithParamInterface<uint32_t> {};
+INSTANTIATE_TEST_SUITE_P(OlderAndNewer, OtherVersion, testing::Values(12, 14));
+
+TEST_P(OtherVersion, MovesThreeFilesAside) {
     makeStore();
     writeBytes(primary(31), Bytes(10, 1)); // the write-cache marker stays missing
-    changeHeader(1, 0, 12);
+    changeHeader(1, 0, GetParam());
     EXPECT_EQ(vxpmgr_init_lite(), -1);
-    EXPECT_EQ(pmgr_cb->headerVersion, 12U);
+    EXPECT_EQ(pmgr_cb->headerVersion, GetParam());
     std::set<std::string> moved;
     for (std::string const& name : filesOn("/mnt/nand1")) {
         if (name.find(".cfg.") != std::string::npos) {
@@ -183,6 +259,7 @@ TEST_F(StoreInit, EqualVersionsOnlyMakeMissingFiles) {
     for (int const index : {27, 32, 33, 35, 36, 39, 40, 41, 42, 43}) {
         EXPECT_TRUE(isGood(index)) << index;
     }
+    EXPECT_EQ(vx::descriptorOf(4), 0);
     Bytes events = readBytes(primary(32));
     events[70] = 0x5A;
     writeBytes(primary(32), events);
@@ -242,6 +319,19 @@ TEST_F(StoreInit, FilesAreMadeInDurableOrder) {
                                }));
     EXPECT_EQ(firstBytes, (Bytes{0, 0, 0x55})) << "the magic's first byte after each write";
     EXPECT_TRUE(isGood(42));
+    // Initial records come before the header that vouches for them.
+    fs::remove(primary(42));
+    static int magicAtRecords = -1;
+    EXPECT_EQ(vx::makePsstFile(42,
+                               [] {
+                                   magicAtRecords = readBytes(primary(42)).at(4);
+                                   return 0;
+                               }),
+              0);
+    EXPECT_EQ(magicAtRecords, 0);
+    fs::remove(primary(42));
+    EXPECT_EQ(vx::makePsstFile(42, [] { return -1; }), -1);
+    EXPECT_FALSE(fs::exists(primary(42)));
 }
 
 TEST_F(StoreInit, EventNotificationFailureIsReported) {

@@ -119,11 +119,26 @@ check "nothing but the copies is reported" "vxpvh:main!1634 Copying new personal
   "$(cat "$work/err")"
 # The way back: live values already are what the file brings, so the write changes no byte.
 outcome "differ, mounted" "$old" yes no
+for file in "$new" "$old"; do # versions that differ and, thanks to the copies, versions that are equal
+  for run in 1 2; do
+    cp "$file" "$firmware"
+    check "nothing is made below an unmounted volume" "" "$(cd "$work/firmware" &&
+      bladesim --state "$state" --unmounted nand1 sh -c 'vxpvh >/dev/null 2>&1; ls -A /mnt/nand1')"
+  done
+done
 printf 'x' | dd of="$state/nand1/brapp_config.bin" bs=1 seek=4 conv=notrunc 2>/dev/null
 outcome "differ, store unusable" "$new" yes no
 sed 's/^properties.file.product.*/properties.file.product = "another"/' "$new" >"$work/product.cfg"
 outcome "product differs" "$work/product.cfg" yes no
 check "product differs: equal versions are printed" 1 "$(grep -c 'old=5.3.0.12 new=5.3.0.12' "$work/err")"
+
+# --- A section that cannot be written does not stop the next.
+new_store "$old"
+cp "$new" "$firmware"
+check "no room for any write" 1 "$(cd "$work/firmware" && bladesim --state "$state" \
+  sh -c 'trap "" XFSZ; ulimit -f 0; vxpvh 2>/dev/null' | grep -c field=BridgeCliTimeout)"
+check "devices and environment are reached" 2 \
+  "$(grep -c -e '^initGpDevice:1024' -e '^map_driver Failed to find driver mtd' "$work/out")"
 
 # --- Without a saved file every old default reads as zero: user values and forced fields.
 new_store "$old"
@@ -186,6 +201,25 @@ check "an unknown setting" "vxcfg: no such setting: config.bridge.Nonsense (\"vx
   "$(bladesim --state "$state" vxcfg set config.bridge.Nonsense 1 2>&1)"
 check "a value that does not fit" 'vxcfg: the setting cannot hold "300"' \
   "$(bladesim --state "$state" vxcfg set config.bridge.BridgeMode 300 2>&1)"
+
+sequence=$(sequence_number)
+for file in brapp_config.bin brapp_passwd.bin; do
+  printf 'x' | dd of="$state/nand1/$file" bs=1 seek=4 conv=notrunc 2>/dev/null
+done
+bladesim --state "$state" vxcfg store create --defaults "$old" >/dev/null 2>&1
+check "a damaged store is made over" 0 $?
+set_live config.bridge.BridgeLogLevel 1
+check "a store that was made over works" 0 $?
+check "its sequence number goes on" yes "$([ "$(sequence_number)" -gt "$sequence" ] && echo yes || echo no)"
+for volume in nand0 nand1; do
+  check "unmounted $volume" 1 "$(bladesim --state "$state" --unmounted $volume --unmounted nand2 \
+    vxcfg store create --defaults "$old" 2>&1 | grep -c "/mnt/$volume is not mounted")"
+done
+echo 'bad line' >"$work/bad.cfg"
+vxcfg check "$work/bad.cfg" >/dev/null
+check "check of a bad file" 1 $?
+check "bad defaults are refused" 1 "$(bladesim --state "$state" vxcfg store create --force \
+  --defaults "$work/bad.cfg" 2>&1 | grep -c 'not a property')"
 
 # --- A store that cannot be finished does not count as made.
 rm -rf "$state"

@@ -1,12 +1,16 @@
 #include "tests/blade_files.h"
 #include "tests/system_calls.h"
 
+#include "common/files.h"
+#include "pmgr/control_block.h"
+
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
 #include <cstring>
 #include <filesystem>
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -78,6 +82,24 @@ TEST_F(Vpd, BadFilesAreRepairedFromTheirTwin) {
         vxpmgr_GetVpdInfo(&record);
         EXPECT_EQ(record.bytes[0], c.result == 0 ? 0x5A : 0);
     }
+}
+
+TEST_F(Vpd, TheFirstGoodFileWins) {
+    VpdRecord next;
+    std::memset(&next, 0x77, sizeof next);
+    ASSERT_EQ(vxpmgr_readVpdFile(), 0);
+    ASSERT_EQ(vxpmgr_UpdateVpdInfo(&next), 0);
+    writeBytes(primary(backup), goodBackup); // an update was cut between the two files
+    Bytes const updated = readBytes(primary(vpd));
+    InitDatabaseLite();
+    EXPECT_EQ(vxpmgr_readVpdFile(), 0);
+    EXPECT_EQ(vpd_info.record.bytes[0], 0x77);
+    EXPECT_EQ(readBytes(primary(vpd)), updated);
+    EXPECT_EQ(readBytes(primary(backup)), goodBackup);
+    vx::closeDescriptor(vpd);
+    vx::keepDescriptor(vpd, vx::openFile("/dev/full", O_RDWR));
+    EXPECT_EQ(vxpmgr_UpdateVpdInfo(&next), -1);
+    EXPECT_EQ(readBytes(primary(backup)), goodBackup) << "the good file stays until its twin is";
 }
 
 // Data before header, the first file before the second: a cut at any write leaves one good file.
