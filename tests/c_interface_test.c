@@ -2,9 +2,11 @@
 #include <vxblade/brapp.h>
 #include <vxblade/common.h>
 #include <vxblade/hw.h>
+#include <vxblade/mirror_sync.h>
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>
+#include <vxblade/record_files.h>
 #include <vxblade/records.h>
 
 #include <stdio.h>
@@ -48,6 +50,19 @@ static const Function functions[] = {
     F(vxpmgr_SetHostGroup), F(vxpmgr_GetPasswordInfo), F(vxpmgr_UpdatePasswordInfo),
     F(vxpmgr_GetSnmpConfigInfo), F(vxpmgr_UpdateSnmpInfo), F(vxpmgr_GetVpdInfo),
     F(vxpmgr_UpdateVpdInfo), F(vxpmgr_GetClusterMetaData), F(vxpmgr_UpdateClusterMetaData),
+    F(ReadRegisteredClientInfo), F(WriteRegisteredClientInfo), F(findRegisteredClient),
+    F(vxpmgr_addRegisteredClient), F(vxpmgr_delRegisteredClient),
+    F(vxpmgr_getNextRegisteredClient), F(ReadCacheStorePhysDrvInfo),
+    F(WriteCacheStorePhysDrvInfo), F(findCacheStorePhysDrvInfo),
+    F(findCacheStorePhysDrvInfoByDriveIndex), F(vxpmgr_getNextCacheStorePhysDrvInfo),
+    F(vxpmgr_getCacheStorePhysDrvInfoByWwuln),
+    F(vxpmgr_helperAllocAndUpdateCacheStorePhysLunInfo), F(ReadPhysLunStripeTable),
+    F(WritePhysLunStripeTable), F(WritePhysLunStripeTableEx), F(ReadClusterCachedLunAndPushToBA),
+    F(WriteClusterCachedLunInfo), F(WriteEventNotifyFile), F(vxpmgr_UpdateEventNotifyInfo),
+    F(vxpmgr_GetEventNotifyInfo), F(ReadMigrationParamFile), F(WriteMigrationParamFile),
+    F(vxpmgr_GetMigrationParam), F(vxpmgr_SetMigrationParam), F(vxpmgr_Sync), F(vxpmgr_CopyFiles),
+    F(ComparePsst), F(ComputeFileCrc), F(vxpmgr_GetSequenceNumber), F(CreatePeerPsstFile),
+    F(vxpmgr_validate_headers), F(XBMGT_SetClusterCachedLun),
     F(getMajor), F(readLine), F(trim), F(walkToName), F(nodeExists), F(map_driver),
     F(initGpDevice), F(XBMGT_OpenGeneralPurposeDev), F(XBMGT_CloseGeneralPurposeDev),
     F(vhnor_init), F(XBMGT_GetInterfaceLinkStatus),
@@ -67,6 +82,8 @@ static const void* const data[] = {
     &cluster_metadata, &dm_globals, Fcip, TargetDevices, LogicalLuns, &WriteCacheMarker,
     StoragePoolInfo, &eventnotify_info, &ClusterMemberInfo, CacheStorePhysDrvInfo,
     &pmgr_control_block, &pmgr_cb, scratch_pad, &zero_scrath_pad, &HwVer, &gpDevHandle, &vhnor_drv,
+    &BrAppHandle, RegisteredClients, &migration_param, PhysLunStripeTable, ClusterCachedLuns,
+    LunInfoTable,
 };
 
 static int failures = 0;

@@ -246,6 +246,23 @@ TEST_F(StoreInit, MigrationFileThatCannotBeMade) {
     EXPECT_GE(vx::descriptorOf(1), 3);
 }
 
+TEST_F(StoreInit, MakesWhatNewerFirmwareWants) {
+    makeFiles({1, 4, 8, 16, 20});
+    ASSERT_EQ(vxpmgr_init_lite(), 0);
+    EXPECT_EQ(filesOn("/mnt/nand1"),
+              (std::set<std::string>{
+                  "brapp_config.bin", "brapp_device.bin", "brapp_passwd.bin", "brapp_fcip.bin",
+                  "brapp_hostgroup.bin", "brapp_seqno.cfg", "brapp_vpd.cfg", "brapp_vpd_bak.cfg",
+                  "brapp_migration_param.cfg", "brapp_event_notify.bin", "brapp_migration.bin",
+                  "brapp_logical_lun.bin", "brapp_registered_clients.bin",
+                  "brapp_ext_migration.bin", "brapp_cluster_member_info.bin",
+                  "brapp_cache_store_phys_drive_info.bin", "brapp_phys_lun_stripe_table.bin",
+                  "brapp_cluster_metadata.bin", "brapp_cluster_cached_lun_info.bin"}));
+    for (int const index : {6, 7, 36, 32, 18, 27, 33, 35, 39, 40, 41, 42, 43}) {
+        EXPECT_TRUE(isGood(index)) << index;
+    }
+}
+
 TEST_F(StoreInit, EqualVersionsOnlyMakeMissingFiles) {
     vxpmgr_create_files_on_upgrade();
     EXPECT_EQ(filesOn("/mnt/nand1"),

@@ -43,6 +43,7 @@ int __real_fsync(int fd);
 int __real_rename(const char* from, const char* to);
 int __real_unlink(const char* path);
 int __real_system(const char* command);
+int __real_VX_systemWrapper(const char* command);
 int __real_vxbackup_SetBackupBitmap(uint32_t fileIndex);
 
 ssize_t __wrap_write(int fd, const void* data, size_t size) {
@@ -89,6 +90,10 @@ int __wrap_system(const char* command) {
 unsigned __wrap_sleep(unsigned seconds) {
     systemCalls.sleeps += static_cast<int>(seconds);
     return 0;
+}
+
+int __wrap_VX_systemWrapper(const char* command) {
+    return systemCalls.runner ? systemCalls.runner(command) : __real_VX_systemWrapper(command);
 }
 
 int __wrap_vxbackup_SetBackupBitmap(uint32_t fileIndex) {

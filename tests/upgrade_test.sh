@@ -95,6 +95,18 @@ check "second run makes what is missing" 192 "$(stat -c %s "$state/nand1/brapp_c
 check "second run changes nothing else" "" \
   "$(diff <(echo "$before" | grep -v seqno) <(cd "$state" && sha256sum nand?/* | grep -v seqno))"
 
+# --- A whole upgrade, which makes the largest files too, stays below 4 MiB of resident memory.
+# Sanitized builds need several times that; the release build's run of this test is the check.
+if [ "${SANITIZED:-OFF}" != ON ]; then
+  new_store "$old"
+  rm "$state"/nand1/brapp_{phys_lun_stripe_table,logical_lun,registered_clients}.bin
+  cp "$new" "$firmware"
+  peak=$(cd "$work/firmware" && bladesim --state "$state" peak_memory "$bin/vxpvh" 2>&1 >"$work/out" |
+    sed -n 's/^peak_memory: //p')
+  check "the measured run merged" 49 "$(grep -c '^Compare' "$work/out")"
+  check "peak of resident memory, $peak KiB" yes "$([ "${peak:-9999}" -lt 4096 ] && echo yes || echo no)"
+fi
+
 # --- The rest of the five outcomes: versions, mounted, store usable -> copies made, record changed.
 # outcome WHAT NEWFILE COPIED BRIDGE [BLADESIM OPTION]...
 outcome() {

@@ -1,0 +1,168 @@
+#include "tests/blade_files.h"
+#include "tests/system_calls.h"
+
+#include <vxblade/mirror_sync.h>
+#include <vxblade/platform.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct MirrorSync : BladeTest {
+    void SetUp() override {
+        BladeTest::SetUp();
+        makeFiles({1, 8, 20, 42});
+    }
+    void TearDown() override {
+        systemCalls.runner = nullptr;
+        BladeTest::TearDown();
+    }
+
+    static void spoil(const std::string& path, std::size_t offset) {
+        Bytes bytes = readBytes(path);
+        bytes.at(offset) ^= 1;
+        writeBytes(path, bytes);
+    }
+};
+
+std::string ddOf(int index) {
+    return "dd if=" + primary(index) + " of=" + mirror(index) + " bs=512k";
+}
+
+TEST_F(MirrorSync, Crc) {
+    writeBytes("/mnt/nand0/data", Bytes(3000, 7));
+    Bytes const part(1900, 7);
+    EXPECT_EQ(ComputeFileCrc("/mnt/nand0/data", 100, 2000), crc32(0, part.data(), 1900));
+    EXPECT_EQ(ComputeFileCrc("/mnt/nand0/data", 2000, 9999), crc32(0, part.data(), 1000));
+    EXPECT_EQ(ComputeFileCrc("/mnt/nand0/data", 5, 5), 0U);
+    EXPECT_EQ(ComputeFileCrc("/mnt/nand0/none", 0, 5), 0U);
+}
+
+TEST_F(MirrorSync, Pairs) {
+    EXPECT_EQ(ComparePsst("/mnt/nand0/none", mirror(20).c_str()), 0);
+    EXPECT_EQ(ComparePsst(primary(20).c_str(), "/mnt/nand0/none"), -1);
+    EXPECT_EQ(ComparePsst(primary(20).c_str(), mirror(20).c_str()), 0);
+    fs::resize_file(mirror(20), fs::file_size(mirror(20)) + 1);
+    EXPECT_EQ(ComparePsst(primary(20).c_str(), mirror(20).c_str()), -1);
+}
+
+// A runner that does nothing, then copies: order, repetition, the pause between attempts.
+TEST_F(MirrorSync, OrderAndRepetition) {
+    spoil(mirror(42), 70);
+    fs::remove(mirror(1));
+    spoil(mirror(21), 20);
+    writeBytes(primary(22), Bytes(10, 1)); // no record file, synchronised all the same
+    std::vector<std::string> commands;
+    int refusals = 3;
+    systemCalls.runner = [&](const std::string& command) {
+        commands.push_back(command);
+        return refusals-- > 0 ? 0 : ::system(command.c_str());
+    };
+    systemCalls.sleeps = 0;
+    EXPECT_EQ(vxpmgr_Sync(1, 2, 3, 4), 0);
+    EXPECT_EQ(commands, (std::vector<std::string>{ddOf(1), ddOf(1), ddOf(1), ddOf(1), ddOf(22),
+                                                  ddOf(42), ddOf(21)}));
+    EXPECT_EQ(systemCalls.sleeps, 6) << "two seconds before every attempt but the first";
+    commands.clear();
+    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), 0);
+    EXPECT_EQ(commands, std::vector<std::string>{}) << "nothing differs any more";
+}
+
+TEST_F(MirrorSync, FailedCopyEndsIt) {
+    spoil(mirror(8), 70);
+    spoil(mirror(42), 70);
+    spoil(mirror(21), 20);
+    int runs = 0;
+    systemCalls.runner = [&](const std::string&) { return ++runs; };
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), ddOf(8) + " failed\n");
+    EXPECT_EQ(runs, 1);
+    // Of the sequence number's own copy the result is ignored.
+    fs::copy_file(primary(8), mirror(8), fs::copy_options::overwrite_existing);
+    fs::copy_file(primary(42), mirror(42), fs::copy_options::overwrite_existing);
+    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), 0);
+    EXPECT_EQ(runs, 2);
+}
+
+// For real, with dd: damaged, missing and longer mirrors; a stale mirror without its primary.
+TEST_F(MirrorSync, BringsADamagedSideBackIntoStep) {
+    spoil(mirror(1), 3000);
+    fs::remove(mirror(20));
+    fs::resize_file(mirror(42), 5000);
+    fs::remove(primary(8));
+    Bytes const stale = readBytes(mirror(8));
+    testing::internal::CaptureStderr(); // dd's own report
+    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), 0);
+    for (int const index : {1, 20, 42, 21}) {
+        EXPECT_EQ(readBytes(mirror(index)), readBytes(primary(index))) << index;
+    }
+    EXPECT_EQ(readBytes(mirror(8)), stale);
+
+    Bytes const good = readBytes(mirror(1));
+    spoil(primary(1), 3000);
+    fs::remove(primary(42));
+    EXPECT_EQ(vxpmgr_CopyFiles(2), -1);
+    EXPECT_NE(readBytes(primary(1)), good) << "no such direction: nothing ran";
+    EXPECT_EQ(vxpmgr_CopyFiles(1), 0);
+    EXPECT_EQ(readBytes(primary(1)), good);
+    EXPECT_EQ(readBytes(primary(8)), stale);
+    EXPECT_TRUE(fs::exists(primary(42)));
+    spoil(primary(1), 100);
+    EXPECT_EQ(vxpmgr_CopyFiles(0), 0);
+    EXPECT_EQ(readBytes(mirror(1)), readBytes(primary(1)));
+    EXPECT_NE(readBytes(mirror(1)), good);
+    testing::internal::GetCapturedStderr();
+}
+
+TEST_F(MirrorSync, SequenceNumbersOfBothSides) {
+    uint64_t number = 0;
+    pmgr_cb->sequenceNumber = 0x123456789AULL;
+    EXPECT_EQ(vxpmgr_GetSequenceNumber(0, &number), 0);
+    EXPECT_EQ(number, 0x123456789AULL);
+    Bytes bytes(64, 0); // neither magic nor type
+    bytes[20] = 5;
+    bytes[25] = 1;
+    writeBytes(mirror(21), bytes);
+    EXPECT_EQ(vxpmgr_GetSequenceNumber(1, &number), 0);
+    EXPECT_EQ(number, 0x10000000005ULL);
+    fs::resize_file(mirror(21), 63);
+    EXPECT_EQ(vxpmgr_GetSequenceNumber(1, &number), -1);
+    fs::remove(mirror(21));
+    EXPECT_EQ(vxpmgr_GetSequenceNumber(7, &number), -1);
+}
+
+TEST_F(MirrorSync, PeerFiles) {
+    EXPECT_EQ(CreatePeerPsstFile(20), -1) << "it exists";
+    EXPECT_EQ(CreatePeerPsstFile(25), -1);
+    fs::remove(mirror(20));
+    int const fd = CreatePeerPsstFile(20);
+    EXPECT_GE(fd, 3);
+    ::close(fd);
+    EXPECT_EQ(fs::file_size(mirror(20)), 0U);
+}
+
+TEST_F(MirrorSync, HeadersAreRewritten) {
+    BladeTest::SetUp();
+    makeFiles(
+        {1, 2, 3, 4, 5, 8, 10, 11, 13, 16, 17, 18, 35, 19, 20, 23, 24, 27, 29, 31, 30, 32, 33, 42});
+    uint64_t const before = pmgr_cb->sequenceNumber;
+    for (int const index : {1, 35, 42}) {
+        spoil(primary(index), 5);
+    }
+    EXPECT_EQ(vxpmgr_validate_headers(), 0);
+    EXPECT_EQ(pmgr_cb->sequenceNumber - before, 23U);
+    for (int const index : {1, 35, 42}) {
+        bool const listed = index != 42;
+        EXPECT_EQ(readBytes(primary(index)).at(5), listed ? 0xA5 : 0xA4) << index;
+        EXPECT_EQ(readBytes(mirror(index)).at(5), 0xA5) << index;
+    }
+}
+
+} // namespace

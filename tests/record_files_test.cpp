@@ -1,0 +1,258 @@
+#include "tests/blade_files.h"
+
+#include <vxblade/record_files.h>
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <map>
+#include <random>
+#include <string>
+
+namespace {
+
+struct RecordFiles : BladeTest {
+    void SetUp() override {
+        BladeTest::SetUp();
+        makeFiles({32, 33, 36, 40, 41, 43});
+        testing::internal::CaptureStdout();
+    }
+    void TearDown() override {
+        testing::internal::GetCapturedStdout();
+        BladeTest::TearDown();
+    }
+
+    std::string printed() {
+        std::string const text = testing::internal::GetCapturedStdout();
+        testing::internal::CaptureStdout();
+        return text;
+    }
+};
+
+RegisteredClient clientOf(uint32_t number) {
+    RegisteredClient client{};
+    client.identityLength = 4 + number % 200;
+    std::memcpy(client.identity, &number, sizeof number);
+    client.block[127] = static_cast<uint8_t>(number);
+    return client;
+}
+
+// The table against a map of slots and a queue of free ones, with a reload now and then.
+TEST_F(RecordFiles, ClientTableFollowsAModel) {
+    std::mt19937 random(7);
+    std::map<uint32_t, uint32_t> slotOf; // by client
+    std::deque<uint32_t> freeSlots;
+    auto const reload = [&] {
+        ASSERT_EQ(ReadRegisteredClientInfo(), 0);
+        freeSlots.clear();
+        for (uint32_t slot = 0; slot < 256; ++slot) {
+            bool const used = std::ranges::any_of(
+                slotOf, [slot](auto const& entry) { return entry.second == slot; });
+            if (!used) {
+                freeSlots.push_back(slot);
+            }
+        }
+    };
+    RegisteredClient const first = clientOf(0);
+    EXPECT_EQ(vxpmgr_addRegisteredClient(&first), -2) << "no slot before the file is read";
+    reload();
+    for (int step = 0; step < 6000; ++step) {
+        uint32_t const number = static_cast<uint32_t>(random() % 400);
+        RegisteredClient const client = clientOf(number);
+        auto const known = slotOf.find(number);
+        if (random() % 1000 == 0) {
+            reload();
+        } else if (random() % 3 != 0) {
+            int const expected = known != slotOf.end() ? -1 : freeSlots.empty() ? -2 : 0;
+            ASSERT_EQ(vxpmgr_addRegisteredClient(&client), expected);
+            if (expected == 0) {
+                slotOf[number] = freeSlots.front();
+                freeSlots.pop_front();
+            }
+        } else {
+            ASSERT_EQ(vxpmgr_delRegisteredClient(&client), known != slotOf.end() ? 0 : -1);
+            if (known != slotOf.end()) {
+                freeSlots.push_front(known->second);
+                slotOf.erase(known);
+            }
+        }
+        auto const now = slotOf.find(number);
+        RegisteredClientEntry const* const found = findRegisteredClient(&client);
+        ASSERT_EQ(found != nullptr, now != slotOf.end());
+        if (found != nullptr) {
+            ASSERT_EQ(found - RegisteredClients, now->second);
+            ASSERT_EQ(std::memcmp(&found->record.client, &client, sizeof client), 0);
+        }
+        ASSERT_EQ(pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS].free, freeSlots.size());
+        ASSERT_EQ(pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS].inUse, slotOf.size());
+    }
+    EXPECT_FALSE(slotOf.empty());
+    Bytes const file = readBytes(primary(33));
+    for (uint32_t slot = 0; slot < 256; ++slot) {
+        EXPECT_EQ(std::memcmp(file.data() + 64 + 588 * slot, &RegisteredClients[slot].record, 588),
+                  0);
+    }
+}
+
+TEST_F(RecordFiles, ClientsAreEnumerated) {
+    ASSERT_EQ(ReadRegisteredClientInfo(), 0);
+    for (uint32_t number : {1U, 2U, 3U}) {
+        RegisteredClient const client = clientOf(number);
+        ASSERT_EQ(vxpmgr_addRegisteredClient(&client), 0);
+    }
+    RegisteredClient const second = clientOf(2);
+    ASSERT_EQ(vxpmgr_delRegisteredClient(&second), 0);
+    printed();
+    RegisteredClient out{};
+    EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, -5), 1);
+    EXPECT_EQ(out.block[127], 1);
+    EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, 1), 3);
+    EXPECT_EQ(out.block[127], 3);
+    EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, 3), -1);
+    std::string const text = printed();
+    EXPECT_NE(text.find("Found Valid pRegClient. next index: 1\n"), std::string::npos);
+    EXPECT_NE(text.find("Found Valid pRegClient. next index: 3\n"), std::string::npos);
+    RegisteredClient tooLong = clientOf(4);
+    tooLong.identityLength = 257;
+    EXPECT_EQ(vxpmgr_addRegisteredClient(&tooLong), -1);
+    EXPECT_EQ(vxpmgr_delRegisteredClient(&tooLong), -1);
+    ASSERT_EQ(ReadRegisteredClientInfo(), 0);
+    std::string const valid = printed();
+    EXPECT_EQ(std::ranges::count(valid, '\n'), 2);
+    EXPECT_NE(valid.find("data_cfg -> Valid: c3\n"), std::string::npos);
+}
+
+TEST_F(RecordFiles, CacheStoreDrives) {
+    ASSERT_EQ(ReadCacheStorePhysDrvInfo(), 0);
+    for (uint32_t number = 0; number < 36; ++number) {
+        CacheStorePhysDrv const drive{
+            0x1234567890ULL + number, 0xABCULL, number * 2ULL, 100 + number, 7, number, 0, {}};
+        CacheStorePhysDrvEntry* const entry =
+            vxpmgr_helperAllocAndUpdateCacheStorePhysLunInfo(&drive);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(entry->prefix.index, number);
+        LunInfoTable[number].wwulnLength = 3;
+        LunInfoTable[number].wwuln[2] = static_cast<uint8_t>(number);
+        if (number != 5) {
+            EXPECT_EQ(WriteCacheStorePhysDrvInfo(entry), 0);
+        }
+    }
+    CacheStorePhysDrv one{};
+    EXPECT_EQ(vxpmgr_helperAllocAndUpdateCacheStorePhysLunInfo(&one), nullptr) << "all taken";
+    EXPECT_NE(printed().find("Not updating the file in this function\n"), std::string::npos);
+
+    uint8_t const name[] = {0, 0, 9};
+    EXPECT_EQ(findCacheStorePhysDrvInfo(name, 3), &CacheStorePhysDrvInfo[9]);
+    EXPECT_EQ(findCacheStorePhysDrvInfo(name, 2), nullptr);
+    EXPECT_EQ(findCacheStorePhysDrvInfoByDriveIndex(135), &CacheStorePhysDrvInfo[35]);
+    EXPECT_EQ(findCacheStorePhysDrvInfoByDriveIndex(1), nullptr);
+    EXPECT_EQ(vxpmgr_getCacheStorePhysDrvInfoByWwuln(name, 3, &one), 0);
+    EXPECT_EQ(one.driveIndex, 109U);
+    CacheStorePhysDrvInfo[9].record.LunInfoIndex = 4096; // no such LUN
+    EXPECT_EQ(vxpmgr_getCacheStorePhysDrvInfoByWwuln(name, 3, &one), -1);
+    CacheStorePhysDrvInfo[2].record.valid = 0;
+    printed();
+    EXPECT_EQ(findCacheStorePhysDrvInfo(name, 3), nullptr);
+    EXPECT_EQ(printed(), "findCacheStorePhysDrvInfo: Error !!!!");
+
+    ASSERT_EQ(ReadCacheStorePhysDrvInfo(), 0);
+    std::string const text = printed();
+    EXPECT_EQ(std::ranges::count(text, '\n'), 35 * 7);
+    for (const char* const part :
+         {"data_cfg -> driveIndex: 64\n", "data_cfg -> TargetDeviceIndex: 7\n",
+          "data_cfg -> LunId: 1234567891\n", "data_cfg -> ownerAdapterId: 0xabc\n",
+          "data_cfg -> StartLbaForStripeAlloc: 0x46\n", "data_cfg -> LunInfoIndex: 23\n"}) {
+        EXPECT_NE(text.find(part), std::string::npos) << part;
+    }
+    EXPECT_EQ(vxpmgr_getNextCacheStorePhysDrvInfo(&one, 5), 7) << "drive 5 was never written";
+    EXPECT_EQ(one.driveIndex, 106U);
+    EXPECT_EQ(vxpmgr_getNextCacheStorePhysDrvInfo(&one, 36), -1);
+}
+
+TEST_F(RecordFiles, StripesAndCachedLuns) {
+    Bytes stripes(2 * 8200, 0x31);
+    stripes[4] = stripes[8200 + 4] = PSST_SLOT_VALID;
+    EXPECT_EQ(WritePhysLunStripeTableEx(stripes.data(), 1534, 2), 0);
+    EXPECT_NE(printed().find("WritePhysLunStripeTableEx:"), std::string::npos);
+    EXPECT_EQ(WritePhysLunStripeTableEx(stripes.data(), 0, 0x80000000U), -1);
+    ASSERT_EQ(ReadPhysLunStripeTable(), 0);
+    EXPECT_EQ(pmgr_cb->counts[PSST_LIST_STRIPE_TABLE].inUse, 2U);
+    EXPECT_EQ(std::memcmp(&PhysLunStripeTable[1535].record, stripes.data() + 8200, 8200), 0);
+    PhysLunStripeTable[3].record.opaque5[0] = 0x5A;
+    EXPECT_EQ(WritePhysLunStripeTable(&PhysLunStripeTable[3]), 0);
+    EXPECT_EQ(readBytes(primary(41)).at(64 + 3 * 8200 + 5), 0x5A);
+
+    ClusterCachedLun lun{};
+    std::memset(lun.driverRecord, 0x44, sizeof lun.driverRecord);
+    lun.index = 4095;
+    lun.valid = PSST_SLOT_VALID;
+    EXPECT_EQ(WriteClusterCachedLunInfo(&lun), 0);
+    EXPECT_EQ(ReadClusterCachedLunAndPushToBA(), 0) << "a driver that refuses fails nothing";
+    EXPECT_EQ(pmgr_cb->counts[PSST_LIST_CACHED_LUNS].inUse, 1U);
+    EXPECT_EQ(std::memcmp(&ClusterCachedLuns[4095].record, &lun, sizeof lun), 0);
+}
+
+TEST_F(RecordFiles, EventNotification) {
+    ASSERT_EQ(ReadEventNotifyFile(), 0);
+    EventNotifyInfo entry{};
+    for (uint32_t client = 0; client < 25; ++client) {
+        entry.clientId = client;
+        entry.eventMask = client * 3;
+        EXPECT_EQ(vxpmgr_UpdateEventNotifyInfo(&entry), 0);
+    }
+    entry.clientId = 99;
+    EXPECT_EQ(vxpmgr_UpdateEventNotifyInfo(&entry), -2) << "25 and no more";
+    entry.clientId = 7;
+    entry.eventMask = 1000;
+    EXPECT_EQ(vxpmgr_UpdateEventNotifyInfo(&entry), 0) << "a known client keeps its place";
+    Bytes const file = readBytes(primary(32));
+    EXPECT_EQ(file.at(64), 25);
+    InitDatabaseLite();
+    ASSERT_EQ(CreateEventNotifyPsst(), 0);
+    ASSERT_EQ(ReadEventNotifyFile(), 0);
+    EXPECT_EQ(std::memcmp(&eventnotify_info.record, file.data() + 64, 93992), 0);
+    EXPECT_EQ(vxpmgr_GetEventNotifyInfo(&entry, 7), 0);
+    EXPECT_EQ(entry.eventMask, 1000U);
+    EXPECT_EQ(vxpmgr_GetEventNotifyInfo(&entry, 99), -1);
+}
+
+TEST_F(RecordFiles, MigrationParameters) {
+    MigrationParam param{};
+    param.JOBUUID = 4711;
+    EXPECT_EQ(WriteMigrationParamFile(&param, PSST_PASSWD), -1);
+    EXPECT_EQ(vxpmgr_SetMigrationParam(&param), 0);
+    Bytes bytes = readBytes(primary(36));
+    EXPECT_EQ(bytes.at(64) + bytes.at(65) * 256, 4711);
+    printed();
+    migration_param.record.JOBUUID = 0;
+    std::memset(&param, 0xEE, sizeof param);
+    EXPECT_EQ(vxpmgr_GetMigrationParam(&param), 0);
+    EXPECT_EQ(param.JOBUUID, 4711U);
+    EXPECT_EQ(param.opaque4[511], 0);
+    std::string const text = printed();
+    EXPECT_NE(text.find("error reading file JOBUUID = 4711\n"), std::string::npos);
+    EXPECT_NE(text.find("HERE I am with JOBUUID = 4711\n"), std::string::npos);
+    close_all_files();
+    EXPECT_EQ(vxpmgr_GetMigrationParam(&param), 0) << "whatever the read gave";
+    EXPECT_EQ(printed().find("error reading"), std::string::npos);
+}
+
+TEST_F(RecordFiles, BadHeadersAreRefused) {
+    struct {
+        int index;
+        int (*read)();
+    } const cases[] = {{33, ReadRegisteredClientInfo},
+                       {36, ReadMigrationParamFile},
+                       {40, ReadCacheStorePhysDrvInfo},
+                       {41, ReadPhysLunStripeTable},
+                       {43, ReadClusterCachedLunAndPushToBA}};
+    for (auto const& c : cases) {
+        EXPECT_EQ(c.read(), 0) << c.index;
+        Bytes bytes = readBytes(primary(c.index));
+        bytes[16] = 99;
+        writeBytes(primary(c.index), bytes);
+        EXPECT_EQ(c.read(), -1) << c.index;
+    }
+}
+
+} // namespace
