@@ -213,43 +213,6 @@ TEST_F(ConfigApi, ClusterMetaDataKeepsThreeFlags) {
     EXPECT_EQ(vxpmgr_UpdateClusterMetaData(&record), -1);
 }
 
-TEST_F(ConfigApi, DefaultReadersStoreTheirSections) {
-    std::string const text = "config.bridge.BridgeProductName = \"" + std::string(200, 'n') +
-                             "\"\nconfig.bridge.BridgeSerialNumber = \"" + std::string(40, 's') +
-                             "\"\nconfig.bridge.BridgeMode = \"300\"\n"
-                             "config.bridge.BridgeDataMigrationMode = \"3\"\n"
-                             "config.bridge.BridgeSmisFlags = \"5\"\n"
-                             "config.bridge.BridgeLogSize = \"7\"\n"
-                             "config.cli.BridgeCliTimeout = \"60\"\n"
-                             "config.cli.BridgeCliPrompt = \"vx>\"\n";
-    PropertiesHandle const handle =
-        propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
-    EXPECT_EQ(readDefaultBridgeConfigInfo(handle), 0);
-    EXPECT_EQ(readDefaultCliConfigInfo(handle), 0);
-    auto stored = onFile<BridgeConfig>(1, 64);
-    EXPECT_EQ(std::string(stored.BridgeProductName), std::string(200, 'n'));
-    EXPECT_EQ(std::string(stored.BridgeSerialNumber), std::string(31, 's'));
-    EXPECT_EQ(stored.BridgeMode, 44);
-    EXPECT_EQ(stored.BridgeLogSize, 7U);
-    EXPECT_EQ(stored.BridgeDataMigrationMode, 0U) << "loaded by a reader of its own";
-    EXPECT_EQ(stored.cli.BridgeCliTimeout, 60U);
-    EXPECT_STREQ(stored.cli.BridgeCliPrompt, "vx>");
-
-    stored.BridgeLogSize = 1;
-    stored.BridgeSmisFlags = 0;
-    EXPECT_EQ(readDefaultBridgeIPv6ConfigInfo(handle, &stored), 0);
-    EXPECT_EQ(readDefaultBridgeDataMigrationInfo(handle, &stored), 0);
-    EXPECT_EQ(onFile<BridgeConfig>(1, 64).BridgeLogSize, 1U);
-    EXPECT_EQ(onFile<BridgeConfig>(1, 64).BridgeSmisFlags, 5);
-    EXPECT_EQ(onFile<BridgeConfig>(1, 64).BridgeDataMigrationMode, 3U);
-    uint32_t mode = 9;
-    EXPECT_EQ(readBridgeDataMigrationModeValue(handle, &mode), -1);
-    EXPECT_EQ(mode, 3U);
-    EXPECT_EQ(readBridgeDataMigrationModeValue(nullptr, &mode), -1);
-    EXPECT_EQ(mode, 3U);
-    propClosePropertiesFile(handle);
-}
-
 // Every field of a port's sections survives an update and the read behind it.
 TEST_F(ConfigApi, PortFieldsAreKept) {
     vx::FieldGroup const ip[] = {vx::ipPortIdentity, vx::ipPortNumbers, vx::portState,
@@ -393,6 +356,7 @@ TEST_F(ConfigApi, WholeFileLoads) {
                     reinterpret_cast<unsigned char const*>(&cache + 1)));
     auto const bridge = onFile<BridgeConfig>(1, 64);
     EXPECT_STREQ(bridge.BridgeSymbolicName, "vx2410");
+    EXPECT_EQ(bridge.BridgeDataMigrationMode, 0U) << "has a reader of its own";
     EXPECT_EQ(bridge.cli.BridgeCliTimeout, 600U);
 }
 
@@ -429,6 +393,20 @@ TEST_F(ConfigApi, ReadersOutsideTheWholeLoad) {
     EXPECT_EQ(stored.Ipv6PortNumber, 3260);
     EXPECT_EQ(stored.IpAddr_ipv60[15], 2);
     EXPECT_EQ(stored.PortNumber, 0x3535) << "not an IPv6 setting";
+
+    // Each of the three touches its own fields of the caller's record.
+    auto bridge = filled<BridgeConfig>(0x35);
+    EXPECT_EQ(readDefaultBridgeIPv6ConfigInfo(handle, &bridge), 0);
+    EXPECT_EQ(readDefaultBridgeDataMigrationInfo(handle, &bridge), 0);
+    auto const storedBridge = onFile<BridgeConfig>(1, 64);
+    EXPECT_EQ(storedBridge.BridgeSmisListenerPersistenceType, 2U);
+    EXPECT_EQ(storedBridge.BridgeDataMigrationMode, 2U);
+    EXPECT_EQ(storedBridge.BridgeLogSize, 0x35353535U);
+    uint32_t mode = 9;
+    EXPECT_EQ(readBridgeDataMigrationModeValue(nullptr, &mode), -1);
+    EXPECT_EQ(mode, 9U);
+    EXPECT_EQ(readBridgeDataMigrationModeValue(handle, &mode), -1);
+    EXPECT_EQ(mode, 2U);
 
     testing::internal::CaptureStdout();
     EXPECT_EQ(readDefaultFcConfigInfo(handle, 2), 0);

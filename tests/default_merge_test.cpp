@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,112 +56,58 @@ int onGroup3(PropertiesHandle oldFile, PropertiesHandle newFile) {
 }
 
 // The keys of each section in the order in which they are compared, as engineers know them.
+#define IP_PORT_KEYS                                                                               \
+    "FwOptions MaxEthernetFrameSize AddlFwOptions HeartbeatInterval InstanceNo iScsiOptions "      \
+    "TcpOptions IpOptions MaxRcvDataSegLen iScsiRcvMarkerInterval iScsiSendMarkerInterval "        \
+    "iScsiDefT2W iScsiDefT2R iScsiMaxOutStandingR2T ConnKeepAliveTo PortNumber TypeOfService "     \
+    "TimeToLive VlanPriority TcpMaxWinSize iScsiMaxBurstSize iScsiFirstBurstSize "                 \
+    "iSnsClientPortNo iSnsServerPortNo iSnsScnPortNo iSnsEsiPortNo LinkCfg TcpWindowScaleFactor "
 struct SectionCase {
     Operation operation;
     const char* prefix;
     const char* update;
     std::size_t count;
-    std::vector<std::string> keys;
-};
-std::vector<std::string> const ipPortKeys = {"FwOptions",
-                                             "MaxEthernetFrameSize",
-                                             "AddlFwOptions",
-                                             "HeartbeatInterval",
-                                             "InstanceNo",
-                                             "iScsiOptions",
-                                             "TcpOptions",
-                                             "IpOptions",
-                                             "MaxRcvDataSegLen",
-                                             "iScsiRcvMarkerInterval",
-                                             "iScsiSendMarkerInterval",
-                                             "iScsiDefT2W",
-                                             "iScsiDefT2R",
-                                             "iScsiMaxOutStandingR2T",
-                                             "ConnKeepAliveTo",
-                                             "PortNumber",
-                                             "TypeOfService",
-                                             "TimeToLive",
-                                             "VlanPriority",
-                                             "TcpMaxWinSize",
-                                             "iScsiMaxBurstSize",
-                                             "iScsiFirstBurstSize",
-                                             "iSnsClientPortNo",
-                                             "iSnsServerPortNo",
-                                             "iSnsScnPortNo",
-                                             "iSnsEsiPortNo",
-                                             "LinkCfg",
-                                             "TcpWindowScaleFactor"};
-std::vector<std::string> const iscsiOnlyKeys = {"PortState",
-                                                "Ipv6Enabled",
-                                                "Ipv6TrafficClass",
-                                                "Ipv6HopLimit",
-                                                "Ipv6TcpWindowScaleFactor",
-                                                "Ipv6DupDetectionCnt",
-                                                "Ipv6Options",
-                                                "Ipv6AdditionalOptions",
-                                                "Ipv6TcpOptions",
-                                                "Ipv6PortNumber",
-                                                "Ipv6FlowLabel",
-                                                "Ipv6TagControlInfo",
-                                                "Ipv6NDReachableTime",
-                                                "Ipv6NDRexmitTime",
-                                                "Ipv6StaleTimeout"};
+    const char* keys;
 
-std::vector<std::string> joined(std::vector<std::string> first,
-                                const std::vector<std::string>& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
-std::vector<SectionCase> const sectionCases = {
-    {vx::compareDefaultBridgeConfigInfo,
-     "config.bridge.",
-     "vxpvh:compareDefaultBridgeConfigInfo!244 Updating Bridge Info\n",
-     12,
-     {"BridgeMode", "BridgeLogSize", "BridgeLogLevel", "BridgeRemoteCommandTimeout",
-      "BridgeSmisFlags", "BridgeUserDaemonFeatures", "BridgeSmisListenerPersistenceType",
-      "BridgeDataMigrationMode", "BridgeIqnGenFlags", "BridgeTargetMode", "BridgeLunMapping",
-      "BridgeIscsiBaseName"}},
-    {vx::compareDefaultCliConfigInfo,
-     "config.cli.",
-     "vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info\n",
-     2,
-     {"BridgeCliTimeout", "BridgeCliPrompt"}},
+    std::vector<std::string> keyList() const {
+        std::istringstream words(keys);
+        return {std::istream_iterator<std::string>(words), {}};
+    }
+} const sectionCases[] = {
+    {vx::compareDefaultBridgeConfigInfo, "config.bridge.",
+     "vxpvh:compareDefaultBridgeConfigInfo!244 Updating Bridge Info\n", 12,
+     "BridgeMode BridgeLogSize BridgeLogLevel BridgeRemoteCommandTimeout BridgeSmisFlags "
+     "BridgeUserDaemonFeatures BridgeSmisListenerPersistenceType BridgeDataMigrationMode "
+     "BridgeIqnGenFlags BridgeTargetMode BridgeLunMapping BridgeIscsiBaseName"},
+    {vx::compareDefaultCliConfigInfo, "config.cli.",
+     "vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info\n", 2,
+     "BridgeCliTimeout BridgeCliPrompt"},
     {onPort<vx::compareDefaultIsConfigInfo, 1>, "config.port.is.1.",
      "vxpvh:compareDefaultIsConfigInfo!537 Updating iSCSI Port 1\n", 43,
-     joined(ipPortKeys, iscsiOnlyKeys)},
-    {onPort<vx::compareDefaultFcConfigInfo, 5>,
-     "config.port.fc.5.",
-     "vxpvh:compareDefaultFcConfigInfo!1051 Updating FC Port 5\n",
-     23,
-     {"HostOption",         "ResetDelay",
-      "PortDownRetryCount", "MaxLunsPerTarget",
-      "RiscVersion",        "RiscOption",
-      "MaxIocbAllocation",  "RetryCount",
-      "RetryDelay",         "AdapterHardLoopId",
-      "TargetDiscovery",    "LoginTimeout",
-      "ExtRiscOption1",     "RespAccumulationTimer",
-      "IntrDelayTimer",     "ExtRiscOption2",
-      "LinkDownTimeout",    "MaxFrameLength",
-      "ExecutionThrottle",  "TxParam8G",
-      "TxParam4G",          "RxParam8G",
-      "RxParam4G"}},
+     IP_PORT_KEYS
+     "PortState Ipv6Enabled Ipv6TrafficClass Ipv6HopLimit Ipv6TcpWindowScaleFactor "
+     "Ipv6DupDetectionCnt Ipv6Options Ipv6AdditionalOptions Ipv6TcpOptions Ipv6PortNumber "
+     "Ipv6FlowLabel Ipv6TagControlInfo Ipv6NDReachableTime Ipv6NDRexmitTime Ipv6StaleTimeout"},
+    {onPort<vx::compareDefaultFcConfigInfo, 5>, "config.port.fc.5.",
+     "vxpvh:compareDefaultFcConfigInfo!1051 Updating FC Port 5\n", 23,
+     "HostOption ResetDelay PortDownRetryCount MaxLunsPerTarget RiscVersion RiscOption "
+     "MaxIocbAllocation RetryCount RetryDelay AdapterHardLoopId TargetDiscovery LoginTimeout "
+     "ExtRiscOption1 RespAccumulationTimer IntrDelayTimer ExtRiscOption2 LinkDownTimeout "
+     "MaxFrameLength ExecutionThrottle TxParam8G TxParam4G RxParam8G RxParam4G"},
     {onPort<vx::compareDefaultGigeConfigInfo, 0>, "config.port.gi.0.",
-     "vxpvh:compareDefaultGigeConfigInfo!696 Updating GE Port 0\n", 28, ipPortKeys},
-    {onGroup3,
-     "config.hostgroup.3.",
-     "vxpvh:compareDefaultHostGroupInfo!1280 Updating HostGroup Index 3\n",
-     2,
-     {"Flags", "HostGroupName"}},
+     "vxpvh:compareDefaultGigeConfigInfo!696 Updating GE Port 0\n", 28, IP_PORT_KEYS},
+    {onGroup3, "config.hostgroup.3.",
+     "vxpvh:compareDefaultHostGroupInfo!1280 Updating HostGroup Index 3\n", 2,
+     "Flags HostGroupName"},
 };
 
 // Every key's default changed alone: its own line and no other, the update named once.
 TEST_F(MergeTest, EveryKeyOfEverySection) {
     for (SectionCase const& c : sectionCases) {
-        EXPECT_EQ(c.keys.size(), c.count) << c.prefix;
+        EXPECT_EQ(c.keyList().size(), c.count) << c.prefix;
         std::string allNew;
         std::string allLines;
-        for (std::string const& key : c.keys) {
+        for (std::string const& key : c.keyList()) {
             SetUp();
             std::string const expected = "Compare Diff: field=" + key + ", update=1\n";
             EXPECT_EQ(merge(c.operation, "", line(c.prefix, key, "17")), expected);

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <csignal>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -72,6 +74,23 @@ TEST_F(MirrorSync, OrderAndRepetition) {
     commands.clear();
     EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), 0);
     EXPECT_EQ(commands, std::vector<std::string>{}) << "nothing differs any more";
+}
+
+// A pair that never becomes equal is copied for ever; a signal ends that.
+TEST_F(MirrorSync, SignalEndsTheRepetition) {
+    spoil(mirror(42), 70);
+    pid_t const child = ::fork();
+    if (child == 0) {
+        int runs = 0;
+        systemCalls.runner = [&](const std::string&) {
+            return ++runs == 50 ? ::raise(SIGTERM) : 0;
+        };
+        vxpmgr_Sync(0, 0, 0, 0);
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
 }
 
 TEST_F(MirrorSync, FailedCopyEndsIt) {
