@@ -8,7 +8,8 @@
 
 namespace {
 
-constinit vx::SlotTable table(CacheStorePhysDrvInfo, PSST_LIST_CACHE_STORE_DRIVES, PSST_CACHE_STORE_DRIVES);
+constinit vx::SlotTable table(CacheStorePhysDrvInfo, PSST_LIST_CACHE_STORE_DRIVES,
+                              PSST_CACHE_STORE_DRIVES);
 
 void print(const CacheStorePhysDrvEntry& entry) {
     constexpr const char* reader = "ReadCacheStorePhysDrvInfo";

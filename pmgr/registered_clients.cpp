@@ -7,7 +7,8 @@
 
 namespace {
 
-constinit vx::SlotTable table(RegisteredClients, PSST_LIST_REGISTERED_CLIENTS, PSST_REGISTERED_CLIENTS);
+constinit vx::SlotTable table(RegisteredClients, PSST_LIST_REGISTERED_CLIENTS,
+                              PSST_REGISTERED_CLIENTS);
 
 } // namespace
 
