@@ -42,13 +42,15 @@ std::string besideThisProgram(const std::string& command) {
 }
 
 int run(const sim::BladeOptions& options, char** command) {
+    // Before the namespace is entered: from inside it this program's own path may not be known.
+    std::string const program = besideThisProgram(*command);
     try {
         sim::enterBlade(options);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bladesim: no simulated blade here: %s\n", error.what());
         return cannotSimulate;
     }
-    ::execvp(besideThisProgram(*command).c_str(), command);
+    ::execvp(program.c_str(), command);
     int const error = errno;
     std::fprintf(stderr, "bladesim: cannot run %s: %s\n", *command, std::strerror(error));
     return error == ENOENT ? notFound : cannotExecute;

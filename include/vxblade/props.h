@@ -60,8 +60,8 @@ VXBLADE_API int propGetValue(PropertiesHandle handle, const char* key, char* val
 VXBLADE_API int propGetCrc(PropertiesHandle handle, unsigned long* storedCrc,
                            unsigned long* computedCrc);
 
-/* Fills the parts of `result` whose keys ("properties.file.version", "…product") exist. Always
- * returns -1. */
+/* Fills the parts of `result` whose keys ("properties.file.version" and "properties.file.product")
+ * exist. Always returns -1. */
 VXBLADE_API int readDefaultConfigurationVersion(PropertiesHandle handle, VersionBlock* result);
 
 /*
