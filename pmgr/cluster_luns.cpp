@@ -4,8 +4,8 @@
 
 #include "pmgr/slot_table.h"
 
-#include <climits>
 #include <cstdio>
+#include <iterator>
 
 namespace {
 
@@ -25,7 +25,8 @@ int WritePhysLunStripeTable(const PhysLunStripeEntry* entry) {
 int WritePhysLunStripeTableEx(const void* buffer, uint32_t index, uint32_t stripeCount) {
     std::printf("%s:%d: index: %d, stripes= %d\n", __func__, __LINE__, static_cast<int>(index),
                 static_cast<int>(stripeCount));
-    if (stripeCount > INT_MAX / sizeof(PhysLunStripe)) {
+    constexpr std::size_t slots = std::size(PhysLunStripeTable);
+    if (index > slots || stripeCount > slots - index) {
         return -1;
     }
     return WritePsstFile(buffer, static_cast<int32_t>(stripeCount * sizeof(PhysLunStripe)),
@@ -39,5 +40,8 @@ int ReadClusterCachedLunAndPushToBA(void) {
 }
 
 int WriteClusterCachedLunInfo(const ClusterCachedLun* record) {
+    if (record->index >= std::size(ClusterCachedLuns)) {
+        return -1;
+    }
     return WritePsstFile(record, sizeof *record, PSST_CACHED_LUN, record->index, PSST_MODE_RECORD);
 }

@@ -37,7 +37,7 @@ int vxpmgr_GetMigrationParam(MigrationParam* out) {
 }
 
 int vxpmgr_SetMigrationParam(const MigrationParam* in) {
+    (void)ReadMigrationParamFile(); // bytes beside the identifier are kept
     migration_param.record.JOBUUID = in->JOBUUID;
-    // The record in memory, so that bytes beside the identifier are kept.
     return WriteMigrationParamFile(&migration_param.record, PSST_MIGRATION_PARAM);
 }

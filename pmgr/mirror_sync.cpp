@@ -47,10 +47,8 @@ int copyToMirror(int fileIndex) {
 int syncPair(int fileIndex) {
     constexpr unsigned pauseSeconds = 2;
     for (bool again = false; differ(fileIndex); again = true) {
-        if (again) {
-            ::sleep(pauseSeconds);
-        }
-        if (copyToMirror(fileIndex) != 0) {
+        bool const interrupted = again && ::sleep(pauseSeconds) != 0;
+        if (interrupted || copyToMirror(fileIndex) != 0) {
             return -1;
         }
     }
@@ -167,7 +165,8 @@ int CreatePeerPsstFile(int fileIndex) {
 }
 
 int vxpmgr_validate_headers(void) {
-    // The VPD pair, SNMP and the keys carry headers of their own; later files are made with theirs.
+    // The order is the field's. Left out are files whose headers say more than their type (VPD, the
+    // keys, the sequence number) and those that later firmware made with theirs.
     constexpr uint32_t types[] = {
         PSST_BRIDGE_CONFIG,
         PSST_INITIATOR,

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 namespace vx {
 
@@ -79,7 +80,14 @@ class SlotTable {
         return nullptr;
     }
 
-    [[nodiscard]] int write(const Entry& entry) const { return writeEntry(entry, type_); }
+    // Writes a slot of the table, or a copy of one to the slot that its prefix names. Slots that
+    // were never in use bear no number: numbering a large table would touch all of its pages.
+    [[nodiscard]] int write(const Entry& entry) const {
+        bool const isOwn =
+            !std::less<>()(&entry, entries_) && std::less<>()(&entry, entries_ + count);
+        auto const number = isOwn ? static_cast<uint32_t>(indexOf(entry)) : entry.prefix.index;
+        return WritePsstFile(&entry.record, sizeof entry.record, type_, number, PSST_MODE_RECORD);
+    }
 
     [[nodiscard]] std::size_t indexOf(const Entry& entry) const {
         return static_cast<std::size_t>(&entry - entries_);
@@ -94,7 +102,9 @@ class SlotTable {
         VXLIST_init_listhead(&heads().inUse.list);
         VXLIST_init_listhead(&heads().free.list);
         for (std::size_t i = 0; i < count; ++i) {
-            entries_[i].prefix.index = static_cast<uint32_t>(i);
+            if (entries_[i].record.valid != 0) {
+                entries_[i].record.valid = 0; // a load that fails leaves no slot valid and free
+            }
             VXLIST_insert_on_list_tail(&heads().free.list, &links_[i]);
         }
         counts() = {.inUse = 0, .free = count};
@@ -103,6 +113,7 @@ class SlotTable {
     void use(Entry& entry) {
         VXLIST& link = links_[indexOf(entry)];
         VXLIST_insert_on_list_tail(&heads().inUse.list, VXLIST_remove_from_list(&link));
+        entry.prefix.index = static_cast<uint32_t>(indexOf(entry));
         entry.record.valid = PSST_SLOT_VALID;
         ++counts().inUse;
         --counts().free;

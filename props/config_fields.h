@@ -237,8 +237,12 @@ constexpr bool keepClear(const Field (&fields)[count], std::size_t begin, std::s
 constexpr bool portFieldsAreKept = [] {
     constexpr std::size_t begin = offsetof(PortParams, boardWords);
     constexpr std::size_t size = sizeof(PortParams::boardWords);
+    // The IP settings, which ports of other types do not carry.
+    constexpr std::size_t ipBegin = offsetof(PortParams, MacAddr);
+    constexpr std::size_t ipSize = offsetof(PortParams, PortName) - ipBegin;
     return keepClear(ipPortNumbers, begin, size) && keepClear(portState, begin, size) &&
-           keepClear(ipv6Numbers, begin, size) && keepClear(fcNumbers, begin, size);
+           keepClear(ipv6Numbers, begin, size) && keepClear(fcNumbers, begin, size) &&
+           keepClear(fcNumbers, ipBegin, ipSize) && keepClear(fcNames, ipBegin, ipSize);
 }();
 constexpr bool bridgeFieldsAreKept = [] {
     constexpr std::size_t begin = offsetof(BridgeConfig, volatile744);

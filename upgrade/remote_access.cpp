@@ -39,7 +39,7 @@ int VerifyTelnetandSshConfigFiles() {
             report(operation, file.missingLine, "%s", file.missing);
             (void)file.initialize();
         }
-        report(operation, file.existsLine, "%s", file.exists); // now it does
+        report(operation, file.existsLine, "%s", file.exists);
     }
     return 0;
 }

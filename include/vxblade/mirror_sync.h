@@ -9,8 +9,9 @@ VXBLADE_BEGIN
 /*
  * Makes every mirror equal to its primary, the sequence number last. The arguments go to
  * vxpmgr_create_mirror_paths. A primary that does not exist counts as in step. A pair that was
- * copied and still differs is copied again every two seconds, without end: a signal ends the wait.
- * 0, or -1 (with the command on standard error) as soon as a copy fails.
+ * copied and still differs is copied again every two seconds, without end, until a signal
+ * interrupts the wait. 0; -1 when it was interrupted, and (with the command on standard error) as
+ * soon as a copy fails.
  */
 VXBLADE_API int vxpmgr_Sync(uint32_t a, uint32_t b, uint32_t c, uint32_t d);
 /* Copies every file without comparing: direction 0 to the mirror, 1 from it, else -1. Copies that

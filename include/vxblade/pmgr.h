@@ -308,7 +308,8 @@ VXBLADE_API int vxpmgr_init_lite(void);
 /* Makes missing record files without loading a configuration; for runs where no default
  * changed. */
 VXBLADE_API void vxpmgr_create_files_on_upgrade(void);
-/* Closes what is open and resets the control block, every table and HwVer. */
+/* Closes what is open and resets the control block, HwVer and the tables; the stripe table and the
+ * cached LUNs, which their readers reset, and LunInfoTable stay. */
 VXBLADE_API void InitDatabaseLite(void);
 /* Closes every open descriptor of the control block. */
 VXBLADE_API void close_all_files(void);
@@ -380,7 +381,8 @@ VXBLADE_API int vxpmgr_UpdateSnmpInfo(const SnmpConfig* record);
 /* Update writes the VPD file, data before header, and then its backup. */
 VXBLADE_API int vxpmgr_GetVpdInfo(VpdRecord* record);
 VXBLADE_API int vxpmgr_UpdateVpdInfo(const VpdRecord* record);
-/* Update reads the stored metadata first and returns that read's failure. */
+/* Update reads the stored metadata first and returns that read's failure. Get copies what was read
+ * or updated last: initialisation does not read it, ReadClusterMetaData does. */
 VXBLADE_API int vxpmgr_GetClusterMetaData(ClusterMetaData* record);
 VXBLADE_API int vxpmgr_UpdateClusterMetaData(const ClusterMetaData* record);
 

@@ -54,12 +54,12 @@ vxpmgr_helperAllocAndUpdateCacheStorePhysLunInfo(const CacheStorePhysDrv* drive)
 VXBLADE_API int ReadPhysLunStripeTable(void);
 VXBLADE_API int WritePhysLunStripeTable(const PhysLunStripeEntry* entry);
 /* Writes `stripes` slots of 8200 bytes from `buffer` in one call, from slot `index` on, and prints
- * both numbers on standard output. */
+ * both numbers on standard output. -1 for slots behind the table. */
 VXBLADE_API int WritePhysLunStripeTableEx(const void* buffer, uint32_t index, uint32_t stripes);
 
 /* Hands each cached LUN in use to the bridge application; its results are not looked at. */
 VXBLADE_API int ReadClusterCachedLunAndPushToBA(void);
-/* Writes the record to the slot that it names. */
+/* Writes the record to the slot that it names; -1 for one behind the table. */
 VXBLADE_API int WriteClusterCachedLunInfo(const ClusterCachedLun* record);
 
 /* ---- Event notification: one record of 25 entries --------------------------------------- */
