@@ -224,14 +224,21 @@ TEST_F(ConfigApi, PortFieldsAreKept) {
     } const cases[] = {{0, fc}, {1, ip}, {2, ip}};
     HwVer = 256; // the board that keeps some words off the file
     for (auto const& c : cases) {
-        auto port = filled<PortParams>(0x35);
+        PortParams port;
+        for (std::size_t i = 0; i < sizeof port; ++i) {
+            reinterpret_cast<unsigned char*>(&port)[i] =
+                static_cast<unsigned char>(i * 37 + i / 256);
+        }
         port.type = c.type;
         port.number = 3;
         ASSERT_EQ(vxpmgr_UpdatePortParams(&port, 1), 0);
         auto const stored = onFile<PortSlot>(1, 3100 + 1296U * (8U * c.type + 3));
+        PortParams live;
+        ASSERT_EQ(vxpmgr_GetPortParams(&live, c.type, 3), 0);
         for (vx::FieldGroup const group : c.groups) {
             for (vx::Field const& field : group) {
                 EXPECT_TRUE(vx::fieldsEqual(field, &stored.params, &port)) << field.key;
+                EXPECT_TRUE(vx::fieldsEqual(field, &live, &port)) << field.key;
             }
         }
     }
@@ -372,9 +379,9 @@ TEST_F(ConfigApi, ReadersOutsideTheWholeLoad) {
     SnmpConfig snmp{};
     std::strcpy(snmp.ReadCommunity, "public");
     std::strcpy(snmp.TrapCommunity, "public");
-    for (SnmpTrap& trap : snmp.traps) {
-        trap.TrapPort = 162;
-        trap.TrapVersion = 2;
+    for (uint32_t i = 0; i < 8; ++i) {
+        snmp.traps[i].TrapPort = 162 + i;
+        snmp.traps[i].TrapVersion = 2;
     }
     EXPECT_TRUE(equal(onFile<SnmpConfig>(9, 64), snmp));
     EXPECT_EQ(readDefaultSnmpTrapsInfo(handle, nullptr, 0), -1);

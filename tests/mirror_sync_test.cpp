@@ -5,6 +5,7 @@
 #include <vxblade/platform.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -93,6 +94,38 @@ TEST_F(MirrorSync, SignalEndsTheRepetition) {
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
 }
 
+TEST_F(MirrorSync, InterruptedWaitEndsIt) {
+    spoil(mirror(42), 70);
+    systemCalls.runner = [](const std::string&) { return 0; };
+    systemCalls.slept = 1;
+    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), -1);
+    systemCalls.slept = 0;
+}
+
+// Arguments go on, every file but the reserved ones is copied in its place, without comparing.
+TEST_F(MirrorSync, ArgumentsAndCommands) {
+    auto const callsOf = [](const std::function<void()>& work) {
+        systemCalls.recording = true;
+        systemCalls.log.clear();
+        testing::internal::CaptureStderr();
+        work();
+        testing::internal::GetCapturedStderr();
+        systemCalls.recording = false;
+        return systemCalls.log;
+    };
+    using Calls = std::vector<std::string>;
+    EXPECT_EQ(callsOf([] { vxpmgr_Sync(1, 2, 3, 4); }), (Calls{"paths 1234"}));
+    EXPECT_EQ(callsOf([] { vxpmgr_CopyFiles(2); }), (Calls{"paths 2000"}));
+    Calls expected = {"paths 1000"};
+    for (int index = 1; index <= 43; ++index) {
+        if (index != 25 && index != 26 && index != 37 && index != 38) {
+            expected.push_back("run dd if=" + mirror(index) + " of=" + primary(index) + " bs=512k");
+        }
+    }
+    EXPECT_EQ(callsOf([] { vxpmgr_CopyFiles(1); }), expected);
+    EXPECT_EQ(vxpmgr_mirror_path_init_done, 1U);
+}
+
 TEST_F(MirrorSync, FailedCopyEndsIt) {
     spoil(mirror(8), 70);
     spoil(mirror(42), 70);
@@ -175,8 +208,16 @@ TEST_F(MirrorSync, HeadersAreRewritten) {
     for (int const index : {1, 35, 42}) {
         spoil(primary(index), 5);
     }
+    systemCalls.recording = true;
+    systemCalls.log.clear();
     EXPECT_EQ(vxpmgr_validate_headers(), 0);
+    systemCalls.recording = false;
     EXPECT_EQ(pmgr_cb->sequenceNumber - before, 23U);
+    std::string marks;
+    for (std::string const& call : systemCalls.log) {
+        marks += call.starts_with("mark ") && call != "mark 21" ? call.substr(5) + ' ' : "";
+    }
+    EXPECT_EQ(marks, "1 2 3 4 5 8 10 11 13 16 17 18 35 19 20 23 24 27 29 31 30 32 33 ");
     for (int const index : {1, 35, 42}) {
         bool const listed = index != 42;
         EXPECT_EQ(readBytes(primary(index)).at(5), listed ? 0xA5 : 0xA4) << index;

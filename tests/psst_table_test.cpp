@@ -55,6 +55,7 @@ TEST(PsstTable, NamesAndPaths) {
     EXPECT_STREQ(psstFilePrimaryPaths[41], "/mnt/nand1/brapp_phys_lun_stripe_table.bin");
     EXPECT_STREQ(psstFilePrimaryPaths[43], "/mnt/nand1/brapp_cluster_cached_lun_info.bin");
     EXPECT_STREQ(psstFileMirrorPaths[0], "Uknown");
+    EXPECT_STREQ(psstAdditionalFilePrimaryPaths[2], "/mnt/nand1/brapp_client_storage.bin");
 }
 
 TEST(PsstTable, FruFiles) {

@@ -1,5 +1,7 @@
 #include "tests/blade_files.h"
+#include "tests/system_calls.h"
 
+#include <vxblade/brapp.h>
 #include <vxblade/record_files.h>
 
 #include <algorithm>
@@ -8,6 +10,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -42,9 +45,11 @@ TEST_F(RecordFiles, ClientTableFollowsAModel) {
     std::mt19937 random(7);
     std::map<uint32_t, uint32_t> slotOf; // by client
     std::deque<uint32_t> freeSlots;
+    std::vector<uint32_t> order; // of the in-use list, by slot
     auto const reload = [&] {
         ASSERT_EQ(ReadRegisteredClientInfo(), 0);
         freeSlots.clear();
+        std::ranges::sort(order);
         for (uint32_t slot = 0; slot < 256; ++slot) {
             bool const used = std::ranges::any_of(
                 slotOf, [slot](auto const& entry) { return entry.second == slot; });
@@ -67,12 +72,14 @@ TEST_F(RecordFiles, ClientTableFollowsAModel) {
             ASSERT_EQ(vxpmgr_addRegisteredClient(&client), expected);
             if (expected == 0) {
                 slotOf[number] = freeSlots.front();
+                order.push_back(freeSlots.front());
                 freeSlots.pop_front();
             }
         } else {
             ASSERT_EQ(vxpmgr_delRegisteredClient(&client), known != slotOf.end() ? 0 : -1);
             if (known != slotOf.end()) {
                 freeSlots.push_front(known->second);
+                std::erase(order, known->second);
                 slotOf.erase(known);
             }
         }
@@ -87,6 +94,16 @@ TEST_F(RecordFiles, ClientTableFollowsAModel) {
         ASSERT_EQ(pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS].inUse, slotOf.size());
     }
     EXPECT_FALSE(slotOf.empty());
+    // The list's order shows in what a search meets first: walk it by its links' distances.
+    auto const& head = pmgr_cb->lists[PSST_LIST_REGISTERED_CLIENTS].inUse.list;
+    std::vector<long> links;
+    for (const VXLIST* link = head.next; link != &head; link = link->next) {
+        links.push_back(link - head.next);
+    }
+    ASSERT_EQ(links.size(), order.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        EXPECT_EQ(links[i], static_cast<long>(order[i]) - static_cast<long>(order[0]));
+    }
     Bytes const file = readBytes(primary(33));
     for (uint32_t slot = 0; slot < 256; ++slot) {
         EXPECT_EQ(std::memcmp(file.data() + 64 + 588 * slot, &RegisteredClients[slot].record, 588),
@@ -116,6 +133,7 @@ TEST_F(RecordFiles, ClientsAreEnumerated) {
     tooLong.identityLength = 257;
     EXPECT_EQ(vxpmgr_addRegisteredClient(&tooLong), -1);
     EXPECT_EQ(vxpmgr_delRegisteredClient(&tooLong), -1);
+    ASSERT_EQ(WriteRegisteredClientInfo(findRegisteredClient(&out)), 0);
     ASSERT_EQ(ReadRegisteredClientInfo(), 0);
     std::string const valid = printed();
     EXPECT_EQ(std::ranges::count(valid, '\n'), 2);
@@ -174,7 +192,11 @@ TEST_F(RecordFiles, StripesAndCachedLuns) {
     stripes[4] = stripes[8200 + 4] = PSST_SLOT_VALID;
     EXPECT_EQ(WritePhysLunStripeTableEx(stripes.data(), 1534, 2), 0);
     EXPECT_NE(printed().find("WritePhysLunStripeTableEx:"), std::string::npos);
+    EXPECT_EQ(WritePhysLunStripeTableEx(stripes.data(), 1535, 2), -1);
     EXPECT_EQ(WritePhysLunStripeTableEx(stripes.data(), 0, 0x80000000U), -1);
+    PhysLunStripeTable[7].record.opaque5[0] = 0x77;
+    EXPECT_EQ(WritePhysLunStripeTable(&PhysLunStripeTable[7]), 0) << "before the first read";
+    EXPECT_EQ(readBytes(primary(41)).at(64 + 7 * 8200 + 5), 0x77);
     ASSERT_EQ(ReadPhysLunStripeTable(), 0);
     EXPECT_EQ(pmgr_cb->counts[PSST_LIST_STRIPE_TABLE].inUse, 2U);
     EXPECT_EQ(std::memcmp(&PhysLunStripeTable[1535].record, stripes.data() + 8200, 8200), 0);
@@ -187,7 +209,14 @@ TEST_F(RecordFiles, StripesAndCachedLuns) {
     lun.index = 4095;
     lun.valid = PSST_SLOT_VALID;
     EXPECT_EQ(WriteClusterCachedLunInfo(&lun), 0);
+    systemCalls.pushed.clear();
     EXPECT_EQ(ReadClusterCachedLunAndPushToBA(), 0) << "a driver that refuses fails nothing";
+    EXPECT_EQ(systemCalls.pushed, std::vector<Bytes>{Bytes(304, 0x44)});
+    EXPECT_EQ(XBMGT_SetClusterCachedLun(lun.driverRecord), -1);
+    EXPECT_EQ(BrAppHandle, -1);
+    lun.index = 4096;
+    EXPECT_EQ(WriteClusterCachedLunInfo(&lun), -1);
+    lun.index = 4095;
     EXPECT_EQ(pmgr_cb->counts[PSST_LIST_CACHED_LUNS].inUse, 1U);
     EXPECT_EQ(std::memcmp(&ClusterCachedLuns[4095].record, &lun, sizeof lun), 0);
 }
@@ -214,15 +243,20 @@ TEST_F(RecordFiles, EventNotification) {
     EXPECT_EQ(vxpmgr_GetEventNotifyInfo(&entry, 7), 0);
     EXPECT_EQ(entry.eventMask, 1000U);
     EXPECT_EQ(vxpmgr_GetEventNotifyInfo(&entry, 99), -1);
+    EXPECT_EQ(WriteEventNotifyFile(&eventnotify_info), 0);
+    EXPECT_EQ(readBytes(primary(32)), file);
 }
 
 TEST_F(RecordFiles, MigrationParameters) {
     MigrationParam param{};
     param.JOBUUID = 4711;
     EXPECT_EQ(WriteMigrationParamFile(&param, PSST_PASSWD), -1);
-    EXPECT_EQ(vxpmgr_SetMigrationParam(&param), 0);
     Bytes bytes = readBytes(primary(36));
-    EXPECT_EQ(bytes.at(64) + bytes.at(65) * 256, 4711);
+    std::fill(bytes.begin() + 64, bytes.end(), 0x5A); // of the migration's own
+    writeBytes(primary(36), bytes);
+    EXPECT_EQ(vxpmgr_SetMigrationParam(&param), 0);
+    std::ranges::copy(Bytes{0x67, 0x12, 0, 0}, bytes.begin() + 64);
+    EXPECT_EQ(readBytes(primary(36)), bytes);
     printed();
     migration_param.record.JOBUUID = 0;
     std::memset(&param, 0xEE, sizeof param);

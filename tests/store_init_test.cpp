@@ -351,6 +351,43 @@ TEST_F(StoreInit, FilesAreMadeInDurableOrder) {
     EXPECT_FALSE(fs::exists(primary(42)));
 }
 
+TEST_F(StoreInit, EveryCreatorMakesItsFile) {
+    struct {
+        int (*create)();
+        int index;
+    } const cases[] = {
+        {create_migration_param_file, 36},
+        {CreateRegisteredClientPsstFile, 33},
+        {CreateExtMigrationFile, 35},
+        {[] { return CreateClusterMemberInfoPsstFile(1); }, 39},
+        {[] { return CreateCacheStorePhysLunInfoPsstFile(1); }, 40},
+        {[] { return CreatePhysLunStripeTableFile(1); }, 41},
+        {[] { return CreateClusterCachedLunPsstFile(1); }, 43},
+        {CreateLogicalLunPsst, 27},
+        {CreateMigrationPsst, 18},
+        {CreateStoragePoolInfoPsstFile, 31},
+        {CreateWriteCacheInfoPsstFile, 29},
+    };
+    for (auto const& c : cases) {
+        EXPECT_EQ(c.create(), 0) << c.index;
+        EXPECT_TRUE(isGood(c.index)) << c.index;
+        PsstHeader header{};
+        EXPECT_EQ(ReadHeader(&header, static_cast<uint32_t>(c.index) + 3), 0);
+        EXPECT_EQ(header.magic, PSST_MAGIC);
+    }
+    EXPECT_EQ(updateLogicalLunWwuln(), 0);
+    ClusterMemberInfo.record.bytes[255] = 0x5A;
+    EXPECT_EQ(WriteClusterMemberInfo(), 0);
+    EXPECT_EQ(readBytes(primary(39)).at(64 + 255), 0x5A);
+    EXPECT_EQ(zero_scrath_pad[131071], 0);
+    EXPECT_EQ(sizeof scratch_pad, 94008U);
+    EXPECT_EQ(ReadSequenceNumber(), 0);
+    vxpmgr_deleteSelectiveCfgPsstFiles();
+    for (const char* const* path = psstCfgFilesToDelete; *path != nullptr; ++path) {
+        EXPECT_FALSE(fs::exists(*path)) << *path;
+    }
+}
+
 TEST_F(StoreInit, EventNotificationFailureIsReported) {
     fs::create_directory(primary(32));
     testing::internal::CaptureStdout();

@@ -4,7 +4,7 @@
 #include "common/files.h"
 #include "pmgr/control_block.h"
 
-#include <vxblade/hw.h>
+#include <vxblade/brapp.h>
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
@@ -300,6 +300,9 @@ TEST_F(StoreIo, LocksHoldBetweenProcesses) {
 TEST_F(StoreIo, PeerWithoutALink) {
     EXPECT_EQ(GetPeerStatus(4), 1);
     EXPECT_EQ(VX_isPeerBladeOperational(), 0) << "no driver answers";
+    EXPECT_EQ(GetLinkStatus(), 0);
+    uint8_t status = 9;
+    EXPECT_EQ(XBMGT_GetInterfaceLinkStatus(&status), -1);
 }
 
 } // namespace

@@ -43,6 +43,8 @@ int __real_fsync(int fd);
 int __real_rename(const char* from, const char* to);
 int __real_unlink(const char* path);
 int __real_system(const char* command);
+int __real_vxpmgr_create_mirror_paths(uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+int __real_XBMGT_SetClusterCachedLun(void* lun);
 int __real_VX_systemWrapper(const char* command);
 int __real_vxbackup_SetBackupBitmap(uint32_t fileIndex);
 
@@ -81,6 +83,7 @@ int __wrap_unlink(const char* path) {
 }
 
 int __wrap_system(const char* command) {
+    record(std::string("run ") + command);
     if (isLast()) {
         ::_exit(0);
     }
@@ -89,11 +92,23 @@ int __wrap_system(const char* command) {
 
 unsigned __wrap_sleep(unsigned seconds) {
     systemCalls.sleeps += static_cast<int>(seconds);
-    return 0;
+    return systemCalls.slept;
 }
 
 int __wrap_VX_systemWrapper(const char* command) {
     return systemCalls.runner ? systemCalls.runner(command) : __real_VX_systemWrapper(command);
+}
+
+int __wrap_vxpmgr_create_mirror_paths(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
+    record("paths " + std::to_string(a) + std::to_string(b) + std::to_string(c) +
+           std::to_string(d));
+    return __real_vxpmgr_create_mirror_paths(a, b, c, d);
+}
+
+int __wrap_XBMGT_SetClusterCachedLun(void* lun) {
+    auto const* bytes = static_cast<const unsigned char*>(lun);
+    systemCalls.pushed.emplace_back(bytes, bytes + 304);
+    return __real_XBMGT_SetClusterCachedLun(lun);
 }
 
 int __wrap_vxbackup_SetBackupBitmap(uint32_t fileIndex) {

@@ -11,7 +11,9 @@ struct SystemCalls {
     std::function<void()> afterWrite; // called behind each recorded write
     int cutAt = 0;                    // the power goes at the n-th call that changes something
     bool cutHalf = false;             // … after half of a write's bytes
-    std::function<int(const std::string&)> runner; // instead of VX_systemWrapper, where set
-    int sleeps = 0;                                // seconds that were asked for and not slept
+    std::function<int(const std::string&)> runner;  // instead of VX_systemWrapper, where set
+    std::vector<std::vector<unsigned char>> pushed; // records handed to the bridge application
+    unsigned slept = 0;                             // what an interrupted sleep leaves
+    int sleeps = 0;                                 // seconds that were asked for and not slept
 };
 extern SystemCalls systemCalls;

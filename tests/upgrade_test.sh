@@ -26,7 +26,7 @@ expected_merge=$(
   for port in 0 1 2 3 4 5; do
     fields RiscOption LinkDownTimeout ExecutionThrottle
   done
-  fields Flags iDhcpEnabled
+  fields VlanPriority VlanPriority Flags HostGroupName iDhcpEnabled
 )
 check "lines of the merge" "$expected_merge" "$(grep '^Compare' "$work/out")"
 check "first lines of standard output, in order" \
@@ -55,7 +55,8 @@ check "standard error" "$(
   echo 'vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info'
   for port in 0 1 2 3; do echo "vxpvh:compareDefaultIsConfigInfo!537 Updating iSCSI Port $port"; done
   for port in 0 1 2 3 4 5; do echo "vxpvh:compareDefaultFcConfigInfo!1051 Updating FC Port $port"; done
-  echo 'vxpvh:compareDefaultHostGroupInfo!1280 Updating HostGroup Index 1'
+  for port in 0 1; do echo "vxpvh:compareDefaultGigeConfigInfo!696 Updating GE Port $port"; done
+  for group in 1 3; do echo "vxpvh:compareDefaultHostGroupInfo!1280 Updating HostGroup Index $group"; done
   remote_access_lines yes
   echo 'vxpvh:compareDefaultMgmtInfo!1366 Updating MGMT DHCP and IpAddr Match'
   echo 'vxpvh:compareDefaultMgmtInfo!1372 Updating MGMT'
@@ -76,7 +77,7 @@ config.bridge.BridgeIscsiBaseName = "iqn.2026-01.example.vxblade:vx2410."
 config.cli.BridgeCliTimeout = "900"
 config.cli.BridgeCliPrompt = "vx2410 #>"' \
   "$(show | grep -e '^config.bridge' -e '^config.cli' | grep -v -e ProductName -e SerialNumber -e VersionNumber -e SymbolicName)"
-check "one number for each write" $((before + 14)) "$(sequence_number)"
+check "one number for each write" $((before + 17)) "$(sequence_number)"
 for file in "$state"/nand1/brapp_*.bin "$state"/nand1/brapp_{vpd,vpd_bak,seqno,migration_param}.cfg; do
   check "mirror of $file" "" "$(cmp "$file" "$state/nand2/$(basename "$file")" 2>&1)"
 done
@@ -103,7 +104,7 @@ if [ "${SANITIZED:-OFF}" != ON ]; then
   cp "$new" "$firmware"
   peak=$(cd "$work/firmware" && bladesim --state "$state" peak_memory "$bin/vxpvh" 2>&1 >"$work/out" |
     sed -n 's/^peak_memory: //p')
-  check "the measured run merged" 49 "$(grep -c '^Compare' "$work/out")"
+  check "the measured run merged" 52 "$(grep -c '^Compare' "$work/out")"
   check "peak of resident memory, $peak KiB" yes "$([ "${peak:-9999}" -lt 4096 ] && echo yes || echo no)"
 fi
 

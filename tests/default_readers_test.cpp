@@ -1,0 +1,161 @@
+// Texts to bytes, through the readers and into the store's files.
+#include "tests/blade_files.h"
+
+#include <vxblade/platform.h>
+#include <vxblade/pmgr.h>
+#include <vxblade/props.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+int readMgmt(PropertiesHandle handle, int) {
+    return readDefaultMgmtConfigInfo(handle);
+}
+int readBridge(PropertiesHandle handle, int) {
+    return readDefaultBridgeConfigInfo(handle);
+}
+int readCli(PropertiesHandle handle, int) {
+    return readDefaultCliConfigInfo(handle);
+}
+int readSnmp(PropertiesHandle handle, int) {
+    return readDefaultSnmpConfigInfo(handle);
+}
+int readPool(PropertiesHandle handle, int) {
+    return readDefaultStoragePoolConfig(handle);
+}
+
+constexpr std::size_t portAt(std::size_t slot) {
+    return 3100 + 1296 * slot + offsetof(PortSlot, params);
+}
+
+TEST_F(BladeTest, ConversionsThroughReaders) {
+    constexpr std::size_t bridge = 64;
+    constexpr std::size_t mgmt = 2768;
+    constexpr std::size_t snmp = 64;
+    struct {
+        int (*read)(PropertiesHandle, int);
+        int number;
+        std::string key, value;
+        int index;
+        std::size_t offset;
+        Bytes bytes; // found there
+    } const cases[] = {
+        {readBridge, 0, "config.bridge.BridgeMode", "300", 1, bridge + 776, {44}},
+        {readBridge, 0, "config.bridge.BridgeModeX", "5", 1, bridge + 776, {0}},
+        {readBridge, 0, "config.bridge.BridgeLogSize", "abc", 1, bridge + 640, {0, 0, 0, 0}},
+        {readBridge,
+         0,
+         "config.bridge.BridgeSerialNumber",
+         std::string(40, 's'),
+         1,
+         bridge + 286,
+         {'s', 0}},
+        {readCli,
+         0,
+         "config.cli.BridgeCliPrompt",
+         std::string(70, 'p'),
+         1,
+         bridge + 1036 + 62,
+         {'p', 0}},
+        {readMgmt, 0, "config.mgmt.IpAddr", "192.168.1.1", 1, mgmt + 8, {192, 168, 1, 1}},
+        {readMgmt, 0, "config.mgmt.GatewayIpAddr", "10.0", 1, mgmt + 16, {10, 0, 0, 0}},
+        {readMgmt, 0, "config.mgmt.MacAddr", "AB", 1, mgmt + 20, {0xAB, 0xAB, 0, 0, 0, 0}},
+        {readDefaultIsConfigInfo,
+         1,
+         "config.port.is.1.MacAddr",
+         "001b21aabbcc",
+         1,
+         portAt(9) + 6,
+         {0x00, 0x1B, 0x21, 0xAA, 0xBB, 0xCC}},
+        {readDefaultIsConfigInfo,
+         1,
+         "config.port.is.10.PortNumber",
+         "5",
+         1,
+         portAt(9) + 456,
+         {0, 0}},
+        {readDefaultIsConfigInfo, 1, "config.port.is.1.PortState", "5", 1, portAt(9) + 24, {0}},
+        {readDefaultGigeConfigInfo,
+         3,
+         "config.port.gi.3.Ipv6PortNumber",
+         "5",
+         1,
+         portAt(19) + 494,
+         {0, 0}},
+        {readDefaultGigeConfigInfo,
+         3,
+         "config.port.gi.3.TcpMaxWinSize",
+         "-1",
+         1,
+         portAt(19) + 504,
+         {255, 255, 255, 255}},
+        {readDefaultFcConfigInfo,
+         0,
+         "config.port.fc.0.PortName",
+         "2100001B32A0B1C2",
+         1,
+         portAt(0) + 532,
+         {0x21, 0x00, 0x00, 0x1B, 0x32, 0xA0, 0xB1, 0xC2}},
+        {readDefaultPcieConfigInfo,
+         0,
+         "config.port.pcie.0.PortNumber",
+         "7",
+         1,
+         portAt(24),
+         {1, 0, 4, 0, 0, 0, 0}},
+        {readDefaultHostGroupConfigInfo,
+         2,
+         "config.hostgroup.2.HostGroupName",
+         std::string(100, 'g'),
+         20,
+         64 + 2 * 940 + 6 + 62,
+         {'g', 0}},
+        {readDefaultHostGroupConfigInfo, 3, "nothing", "", 20, 64 + 3 * 940 + 4, {0, 0, 0}},
+        {readDefaultPassword,
+         2,
+         "config.passwd.2.Passwd",
+         std::string(200, 'w'),
+         8,
+         64 + 3 * 128 - 2,
+         {'w', 0}},
+        {readSnmp,
+         0,
+         "config.snmp.Traps.7.TrapPort",
+         "1",
+         9,
+         snmp + 128 + 7 * 36 + 24,
+         {1, 0, 0, 0}},
+        {readSnmp,
+         0,
+         "config.snmp.Traps.8.TrapPort",
+         "1",
+         9,
+         snmp + 128 + 8 * 36 + 24,
+         {0, 0, 0, 0}},
+        {readPool, 0, "config.storagepool.TotalSpareDrives", "3", 31, 64 + 4, {3, 0, 0, 0}},
+    };
+    makeFiles({1, 8, 9, 20, 31});
+    testing::internal::CaptureStdout();
+    for (auto const& c : cases) {
+        std::string const text = c.key + " = \"" + c.value + "\"\n";
+        PropertiesHandle handle =
+            propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
+        EXPECT_EQ(c.read(handle, c.number), 0) << c.key;
+        Bytes const file = readBytes(primary(c.index));
+        auto const at = file.begin() + static_cast<std::ptrdiff_t>(c.offset);
+        EXPECT_EQ(Bytes(at, at + static_cast<std::ptrdiff_t>(c.bytes.size())), c.bytes) << c.key;
+        propClosePropertiesFile(handle);
+    }
+    std::string const cache =
+        "config.cache.FlusIosPerInterval=\"9\"\nconfig.cache.FlushIosPerInterval=\"8\"";
+    PropertiesHandle handle =
+        propReadPropertiesBuffer(cache.data(), static_cast<int>(cache.size()));
+    EXPECT_EQ(readDefaultCacheConfig(handle), 0);
+    EXPECT_EQ(readBytes("/mnt/nand1/brapp_psst_data.cfg").at(12), 9);
+    propClosePropertiesFile(handle);
+    testing::internal::GetCapturedStdout();
+}
+
+} // namespace
