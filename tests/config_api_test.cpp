@@ -9,6 +9,8 @@
 
 #include <cstring>
 #include <filesystem>
+#include <initializer_list>
+#include <utility>
 
 namespace {
 
@@ -244,72 +246,48 @@ TEST_F(ConfigApi, PortFieldsAreKept) {
     }
 }
 
-PortParams expectedIscsiPort2() {
-    PortParams port{};
-    port.type = PORT_TYPE_ISCSI;
-    port.number = 2;
-    std::strcpy(port.SerialNumber, "IS00000002");
-    std::strcpy(port.iScsiNameString, "iqn.2004-08.example.vxblade:vx2410.is2");
-    std::strcpy(reinterpret_cast<char*>(port.iScsiAlias), "vx2410");
-    port.MacAddr[0] = 2;
-    port.MacAddr[4] = 0;
-    port.MacAddr[3] = 1;
-    port.MacAddr[5] = 2;
-    port.IpAddr = {{192, 168, 3, 10}};
-    port.SubnetMask = {{255, 255, 255, 0}};
-    port.GatewayIpAddr = {{192, 168, 3, 1}};
-    port.FwOptions = 1026;
-    port.IpOptions = 32784;
-    port.TcpOptions = port.Ipv6TcpOptions = 6;
-    port.iScsiOptions = 4100;
-    port.PortNumber = port.Ipv6PortNumber = 3260;
-    port.MaxEthernetFrameSize = 1500;
-    port.MaxRcvDataSegLen = port.iScsiFirstBurstSize = 128;
-    port.ConnKeepAliveTo = 30;
-    port.iScsiDefT2R = 20;
-    port.iScsiDefT2W = 2;
-    port.iScsiMaxBurstSize = 512;
-    port.iScsiMaxOutStandingR2T = port.HeartbeatInterval = port.Ipv6DupDetectionCnt = 1;
-    port.iSnsServerPortNo = 3205;
-    port.InstanceNo = port.TcpWindowScaleFactor = port.Ipv6TcpWindowScaleFactor = 2;
-    port.TimeToLive = port.Ipv6HopLimit = 64;
-    port.TcpMaxWinSize = 32768;
-    port.IpAddr_ipv60[0] = 0xFD;
-    port.IpAddr_ipv60[15] = port.Ipv6LinkLocalAddr[15] = 3;
-    port.Ipv6LinkLocalAddr[0] = 0xFE;
-    port.Ipv6LinkLocalAddr[1] = 0x80;
-    port.Ipv6Options = 16;
-    port.Ipv6NDReachableTime = port.Ipv6StaleTimeout = 30000;
-    port.Ipv6NDRexmitTime = 1000;
-    return port; // PortState is never loaded
+// A port record by offsets, as the store's format lays it out, independent of the record's type.
+struct Value {
+    std::size_t offset;
+    int width;
+    uint32_t value;
+};
+Bytes imageOf(std::initializer_list<Value> numbers,
+              std::initializer_list<std::pair<std::size_t, std::string>> texts) {
+    Bytes image(712, 0);
+    for (Value const& v : numbers) {
+        for (int i = 0; i < v.width; ++i) {
+            image.at(v.offset + static_cast<std::size_t>(i)) =
+                static_cast<unsigned char>(v.value >> (8 * i));
+        }
+    }
+    for (auto const& [offset, text] : texts) {
+        std::ranges::copy(text, image.begin() + static_cast<std::ptrdiff_t>(offset));
+    }
+    return image;
 }
 
-PortParams expectedFcPort5() {
-    PortParams port{};
-    port.number = port.AdapterHardLoopId = 5;
-    port.PortName[0] = 0x21;
-    port.NodeName[0] = 0x20;
-    port.PortName[2] = port.NodeName[2] = 2;
-    port.PortName[7] = port.NodeName[7] = 5;
-    port.HostOption = 16;
-    port.RiscOption = port.RespAccumulationTimer = 2;
-    port.ExtRiscOption2 = 32;
-    port.MaxFrameLength = 2048;
-    port.ExecutionThrottle = 128;
-    port.MaxIocbAllocation = 512;
-    port.MaxLunsPerTarget = 256;
-    port.RiscVersion = port.TargetDiscovery = 1;
-    port.RetryCount = 8;
-    port.RetryDelay = port.ResetDelay = 5;
-    port.LoginTimeout = 4;
-    port.LinkDownTimeout = port.PortDownRetryCount = 30;
-    port.IntrDelayTimer = 10;
-    port.TxParam4G = 1053185;
-    port.RxParam4G = 65793;
-    port.TxParam8G = 2105873;
-    port.RxParam8G = 131586;
-    return port;
-}
+Bytes const iscsiPort2 = imageOf(
+    // clang-format off
+    {{2, 2, 1}, {4, 2, 2}, {6, 4, 0x01000002}, {11, 1, 2}, {12, 4, 0x0A03A8C0}, {16, 4, 0x00FFFFFF},
+     {20, 4, 0x0103A8C0}, {25, 1, 2}, {26, 1, 0xFD}, {41, 1, 3}, {58, 2, 0x80FE}, {73, 1, 3},
+     {446, 2, 1026}, {450, 2, 32784}, {452, 2, 6}, {454, 2, 4100}, {456, 2, 3260}, {458, 2, 1500},
+     {460, 2, 128}, {464, 2, 30}, {466, 2, 20}, {468, 2, 2}, {470, 2, 128}, {472, 2, 512}, {474, 2, 1},
+     {486, 2, 3205}, {488, 2, 16}, {492, 2, 6}, {494, 2, 3260}, {504, 4, 32768}, {508, 4, 30000},
+     {512, 4, 1000}, {516, 4, 30000}, {520, 1, 1}, {521, 1, 64}, {523, 1, 2}, {525, 1, 64}, {526, 1, 1},
+     {527, 1, 2}},
+    // clang-format on
+    {{126, "IS00000002"}, {158, "iqn.2004-08.example.vxblade:vx2410.is2"}, {414, "vx2410"}});
+
+Bytes const fcPort5 = imageOf(
+    // clang-format off
+    {{4, 2, 5}, {532, 4, 0x00020021}, {539, 1, 5}, {540, 4, 0x00020020}, {547, 1, 5}, {564, 2, 16},
+     {566, 2, 2}, {570, 2, 32}, {572, 2, 2048}, {574, 2, 128}, {576, 2, 5}, {578, 2, 512}, {580, 2, 256},
+     {582, 1, 1}, {583, 1, 8}, {584, 1, 5}, {585, 1, 4}, {586, 1, 30}, {587, 1, 30}, {588, 1, 5},
+     {589, 1, 10}, {590, 1, 2}, {591, 1, 1}, {604, 4, 1053185}, {608, 4, 65793}, {612, 4, 2105873},
+     {616, 4, 131586}},
+    // clang-format on
+    {});
 
 TEST_F(ConfigApi, WholeFileLoads) {
     std::filesystem::copy_file(SAMPLES "/personality-5.2.1.cfg",
@@ -320,8 +298,11 @@ TEST_F(ConfigApi, WholeFileLoads) {
     auto const portOnFile = [](uint32_t slot) {
         return onFile<PortSlot>(1, 3100 + 1296U * std::size_t{slot}).params;
     };
-    EXPECT_TRUE(equal(portOnFile(10), expectedIscsiPort2()));
-    EXPECT_TRUE(equal(portOnFile(5), expectedFcPort5()));
+    for (auto const& [slot, image] : {std::pair{10U, iscsiPort2}, std::pair{5U, fcPort5}}) {
+        PortParams const port = portOnFile(slot);
+        auto const* bytes = reinterpret_cast<const unsigned char*>(&port);
+        EXPECT_EQ(Bytes(bytes, bytes + sizeof port), image) << "slot " << slot;
+    }
     PortParams const gige = portOnFile(16 + 3);
     EXPECT_EQ(gige.type, PORT_TYPE_GIGE);
     EXPECT_EQ(gige.IpAddr.octets[2], 14);

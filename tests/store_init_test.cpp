@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <span>
 #include <string>
 
 #include <sys/resource.h>
@@ -157,35 +158,23 @@ TEST_F(StoreInit, DamagedFiles) {
 }
 
 TEST_F(StoreInit, ResetClearsEverything) {
-    struct {
-        void* memory;
-        std::size_t size;
-    } const tables[] = {
-        {&bridge_configuration, sizeof bridge_configuration},
-        {&dm_globals, sizeof dm_globals},
-        {&mgmt_port, sizeof mgmt_port},
-        {&passwd_data, sizeof passwd_data},
-        {&snmp_info, sizeof snmp_info},
-        {Fcip, sizeof Fcip},
-        {HostGroups, sizeof HostGroups},
-        {TargetDevices, sizeof TargetDevices},
-        {LogicalLuns, sizeof LogicalLuns},
-        {&WriteCacheMarker, sizeof WriteCacheMarker},
-        {StoragePoolInfo, sizeof StoragePoolInfo},
-        {&eventnotify_info, sizeof eventnotify_info},
-        {&ClusterMemberInfo, sizeof ClusterMemberInfo},
-        {CacheStorePhysDrvInfo, sizeof CacheStorePhysDrvInfo},
-        {&port_configuration[31].record, sizeof(PortSlot)},
+    auto const bytesOf = [](auto& table) { return std::as_writable_bytes(std::span(&table, 1)); };
+    std::span<std::byte> const tables[] = {
+        // clang-format off
+        bytesOf(bridge_configuration), bytesOf(dm_globals), bytesOf(mgmt_port), bytesOf(passwd_data),
+        bytesOf(snmp_info), bytesOf(vpd_info), bytesOf(Fcip), bytesOf(HostGroups), bytesOf(TargetDevices),
+        bytesOf(LogicalLuns), bytesOf(WriteCacheMarker), bytesOf(StoragePoolInfo), bytesOf(eventnotify_info),
+        bytesOf(ClusterMemberInfo), bytesOf(CacheStorePhysDrvInfo), bytesOf(port_configuration[31].record),
+        // clang-format on
     };
     for (auto const& table : tables) {
-        std::memset(table.memory, 0xEE, table.size);
+        std::ranges::fill(table, std::byte{0xEE});
     }
     HwVer = 300;
     makeFiles({43});
     InitDatabaseLite();
     for (auto const& table : tables) {
-        auto const* bytes = static_cast<const unsigned char*>(table.memory);
-        EXPECT_TRUE(std::all_of(bytes, bytes + table.size, [](unsigned char b) { return b == 0; }));
+        EXPECT_TRUE(std::ranges::all_of(table, [](std::byte b) { return b == std::byte{0}; }));
     }
     EXPECT_EQ(HwVer, 0);
     EXPECT_EQ(vx::descriptorOf(43), 0);
