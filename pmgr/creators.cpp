@@ -14,28 +14,24 @@ namespace vx {
 
 namespace {
 
-// A bridge application that finds this header leaves the file alone.
-int writeInvalidHeader(uint32_t type) {
+// Readers reject the header of an unfinished file: magic and size are 0.
+int writeHeader(uint32_t type, bool finished) {
     PsstHeader header;
     CreateHeader(&header, type);
-    header.magic = 0;
-    header.fileSize = 0;
-    return WriteHeader(&header);
-}
-
-int writeValidHeader(uint32_t type) {
-    PsstHeader header;
-    CreateHeader(&header, type);
+    if (!finished) {
+        header.magic = 0;
+        header.fileSize = 0;
+    }
     return WriteHeader(&header);
 }
 
 // The order is what makes every instant safe: until the last write the header is one that every
 // reader rejects, and that write comes after all that it vouches for is durable.
-bool fillPsstFile(int fileIndex, int (*writeRecords)()) {
+bool fillPsstFile(int fileIndex, RecordWriter writeRecords) {
     uint32_t const type = fileTypeOf(fileIndex);
     return WriteZeroFile(fileIndex, dataLengthOf(fileIndex)) == 0 &&
-           writeInvalidHeader(type) == 0 && (writeRecords == nullptr || writeRecords() == 0) &&
-           writeValidHeader(type) == 0;
+           writeHeader(type, false) == 0 && (writeRecords == nullptr || writeRecords(type) == 0) &&
+           writeHeader(type, true) == 0;
 }
 
 int openOrCreate(int fileIndex, int create) {
@@ -59,7 +55,7 @@ bool isUnfinished(const char* path) {
     return got < static_cast<ssize_t>(sizeof header) || (header.magic == 0 && header.fileSize == 0);
 }
 
-int makePsstFile(int fileIndex, int (*writeRecords)()) {
+int makePsstFile(int fileIndex, RecordWriter writeRecords) {
     // Truncated: the zeros that fill the file would else complete the remnant of a good header.
     if (openIntoSlot(fileIndex, O_RDWR | O_CREAT | O_TRUNC) != 0) {
         return -1;

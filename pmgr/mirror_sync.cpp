@@ -156,8 +156,7 @@ int vxpmgr_GetSequenceNumber(int side, uint64_t* number) {
 }
 
 int CreatePeerPsstFile(int fileIndex) {
-    constexpr int mirroredWrites = 4;
-    if (GetPeerStatus(mirroredWrites) == 0 || isReserved(fileIndex)) {
+    if (GetPeerStatus(PSST_PEER_MIRRORS) == 0 || isReserved(fileIndex)) {
         return -1;
     }
     const char* const path = psstFileMirrorPaths[fileIndex];

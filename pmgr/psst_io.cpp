@@ -56,8 +56,7 @@ int WritePsstFile(const void* buffer, int32_t length, uint32_t type, uint32_t re
     // Order matters. The record is durable before its mirror changes, so that one side is whole
     // at any instant; the sequence number claims the change only after both hold it.
     (void)::fsync(target->fd);
-    constexpr int mirroredWrites = 4;
-    if (GetPeerStatus(mirroredWrites) != 0) {
+    if (GetPeerStatus(PSST_PEER_MIRRORS) != 0) {
         (void)MirrorPsstFile(buffer, length, target->fileIndex, target->offset);
     }
     (void)UpdateSequenceNumber(1);

@@ -122,7 +122,6 @@ constexpr bool tableIsConsistent() {
 }
 static_assert(tableIsConsistent());
 
-constexpr int configIndex = 1;
 constexpr uint32_t bridgeOffset = PSST_HEADER_LENGTH;
 constexpr uint32_t mgmtPortOffset = bridgeOffset + sizeof(BridgeConfig);
 constexpr uint32_t portOffset = mgmtPortOffset + sizeof(MgmtPortSlot);
@@ -140,22 +139,22 @@ const PsstFile& psstFile(int fileIndex) {
 }
 
 int fileIndexOf(uint32_t type) {
-    return type <= PSST_PORT_CONFIG ? configIndex : static_cast<int>(type) - 3;
+    return type <= PSST_PORT_CONFIG ? PSST_CONFIG_INDEX : static_cast<int>(type) - 3;
 }
 
 uint32_t fileTypeOf(int fileIndex) {
-    return fileIndex == configIndex ? uint32_t{PSST_BRIDGE_CONFIG}
-                                    : static_cast<uint32_t>(fileIndex) + 3;
+    return fileIndex == PSST_CONFIG_INDEX ? uint32_t{PSST_BRIDGE_CONFIG}
+                                          : static_cast<uint32_t>(fileIndex) + 3;
 }
 
 std::optional<RecordPlace> placeOf(uint32_t type) {
     switch (type) {
     case PSST_BRIDGE_CONFIG:
-        return RecordPlace{configIndex, bridgeOffset, 0};
+        return RecordPlace{PSST_CONFIG_INDEX, bridgeOffset, 0};
     case PSST_MGMT_PORT:
-        return RecordPlace{configIndex, mgmtPortOffset, 0};
+        return RecordPlace{PSST_CONFIG_INDEX, mgmtPortOffset, 0};
     case PSST_PORT_CONFIG:
-        return RecordPlace{configIndex, portOffset, sizeof(PortSlot)};
+        return RecordPlace{PSST_CONFIG_INDEX, portOffset, sizeof(PortSlot)};
     default:
         break;
     }

@@ -15,8 +15,6 @@ struct RecordAccess {
     int (*put)(const void* record, uint32_t number);
 };
 
-inline constexpr uint32_t throughToFile = 1;
-
 inline constexpr RecordAccess bridgeRecord = {
     sizeof(BridgeConfig),
     [](void* record, uint32_t) {
@@ -24,7 +22,7 @@ inline constexpr RecordAccess bridgeRecord = {
     },
     [](const void* record, uint32_t) {
         return vxpmgr_UpdateBridgeConfigInfo(static_cast<const BridgeConfig*>(record),
-                                             throughToFile);
+                                             PSST_WRITE_THROUGH);
     },
 };
 
@@ -40,7 +38,8 @@ inline constexpr RecordAccess mgmtRecord = {
     sizeof(MgmtPortConfig),
     [](void* record, uint32_t) { return vxpmgr_GetMgmtInfo(static_cast<MgmtPortConfig*>(record)); },
     [](const void* record, uint32_t) {
-        return vxpmgr_UpdateMgmtPortInfo(static_cast<const MgmtPortConfig*>(record), throughToFile);
+        return vxpmgr_UpdateMgmtPortInfo(static_cast<const MgmtPortConfig*>(record),
+                                         PSST_WRITE_THROUGH);
     },
 };
 
@@ -62,7 +61,7 @@ inline constexpr RecordAccess portRecord = {
         return vxpmgr_GetPortParams(static_cast<PortParams*>(record), type, number);
     },
     [](const void* record, uint32_t) {
-        return vxpmgr_UpdatePortParams(static_cast<const PortParams*>(record), throughToFile);
+        return vxpmgr_UpdatePortParams(static_cast<const PortParams*>(record), PSST_WRITE_THROUGH);
     },
 };
 

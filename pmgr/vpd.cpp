@@ -13,6 +13,10 @@
 namespace vx {
 namespace {
 
+bool isMissing(uint32_t type) {
+    return isUnfinished(psstFilePrimaryPaths[fileIndexOf(type)]);
+}
+
 // Opens the file of a type unless it is open, also after a read of it failed: a short file is
 // repaired.
 int makeOpen(uint32_t type) {
@@ -31,8 +35,8 @@ int makeOpen(uint32_t type) {
 // Reads a VPD file into `record`; -1 unless its header and its CRC hold.
 int readChecked(uint32_t type, VpdRecord& record) {
     PsstHeader header{};
-    if (isUnfinished(psstFilePrimaryPaths[fileIndexOf(type)]) || makeOpen(type) != 0 ||
-        ReadHeader(&header, type) != 0 || !isValidHeader(header, type) ||
+    if (isMissing(type) || makeOpen(type) != 0 || ReadHeader(&header, type) != 0 ||
+        !isValidHeader(header, type) ||
         ReadPsstFile(&record, sizeof record, type, 0, PSST_MODE_RECORD) != 0) {
         return -1;
     }
@@ -46,38 +50,26 @@ int writeVpd(uint32_t type) {
     return WriteVpdFile(&vpd_info, type) == 0 ? WriteHeader(&header) : -1;
 }
 
-template <uint32_t type>
-int writeVpdData() {
-    return WriteVpdFile(&vpd_info, type);
+int makeVpd(uint32_t type) {
+    return makePsstFile(fileIndexOf(type),
+                        [](uint32_t made) { return WriteVpdFile(&vpd_info, made); });
 }
 
-template <uint32_t type>
-int makeVpd() {
-    return makePsstFile(fileIndexOf(type), writeVpdData<type>);
-}
-
-// Opens the target and writes the loaded record to it; a missing one is made where `create` says.
-template <uint32_t type>
-int rewriteVpd(int create) {
-    if (isUnfinished(psstFilePrimaryPaths[fileIndexOf(type)])) {
-        return create != 0 ? makeVpd<type>() : -1;
+// Writes the loaded record to the file of a type; a missing one is made where `create` says.
+int rewriteVpd(uint32_t type, int create) {
+    if (isMissing(type)) {
+        return create != 0 ? makeVpd(type) : -1;
     }
     return makeOpen(type) == 0 ? writeVpd(type) : -1;
 }
 
-template <uint32_t from, uint32_t to>
-int copyVpd(int create) {
+int copyVpd(uint32_t from, uint32_t to, int create) {
     VpdRecord record;
     if (readChecked(from, record) != 0) {
         return -1;
     }
     vpd_info.record = record;
-    return rewriteVpd<to>(create);
-}
-
-template <uint32_t type>
-int createIfMissing() {
-    return isUnfinished(psstFilePrimaryPaths[fileIndexOf(type)]) ? makeVpd<type>() : 0;
+    return rewriteVpd(to, create);
 }
 
 } // namespace
@@ -86,17 +78,21 @@ int createIfMissing() {
 using namespace vx;
 
 int vxpmgr_create_vpd_psst(void) {
-    int const first = createIfMissing<PSST_VPD>();
-    int const second = createIfMissing<PSST_VPD_BACKUP>();
-    return first == 0 ? second : first;
+    int result = 0;
+    for (uint32_t const type : {PSST_VPD, PSST_VPD_BACKUP}) {
+        if (isMissing(type) && makeVpd(type) != 0) {
+            result = -1;
+        }
+    }
+    return result;
 }
 
 int copy_vpd_psst(int create) {
-    return copyVpd<PSST_VPD, PSST_VPD_BACKUP>(create);
+    return copyVpd(PSST_VPD, PSST_VPD_BACKUP, create);
 }
 
 int copy_backup_vpd_psst(int create) {
-    return copyVpd<PSST_VPD_BACKUP, PSST_VPD>(create);
+    return copyVpd(PSST_VPD_BACKUP, PSST_VPD, create);
 }
 
 int vxpmgr_readVpdFile(void) {
@@ -109,9 +105,9 @@ int vxpmgr_readVpdFile(void) {
     }
     vpd_info.record = primaryGood ? primary : backup;
     if (!primaryGood) {
-        (void)rewriteVpd<PSST_VPD>(1);
+        (void)rewriteVpd(PSST_VPD, 1);
     } else if (!backupGood) {
-        (void)rewriteVpd<PSST_VPD_BACKUP>(1);
+        (void)rewriteVpd(PSST_VPD_BACKUP, 1);
     }
     return 0;
 }

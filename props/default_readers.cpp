@@ -5,6 +5,7 @@
 
 #include "props/chassis_name.h"
 #include "props/config_fields.h"
+#include "props/saved_files.h"
 
 #include <iterator>
 
@@ -23,10 +24,7 @@ constexpr FieldGroup cliGroups[] = {cliFields};
 constexpr FieldGroup mgmtGroups[] = {mgmtFields};
 constexpr FieldGroup passwordGroups[] = {passwordFields};
 
-constexpr uint32_t writeThrough = 1;
 constexpr int storesNothing = -1;
-
-constexpr const char* savedPersonalityFile = "/mnt/nand0/default_bridge_config.cfg.0";
 
 // A fresh record with the section's values.
 template <class Record>
@@ -48,17 +46,17 @@ int readDefaultConfigurationVersion(PropertiesHandle handle, VersionBlock* resul
 
 int readDefaultBridgeConfigInfo(PropertiesHandle handle) {
     auto const record = load<BridgeConfig>(handle, bridgePrefix, bridgeGroups);
-    return vxpmgr_UpdateBridgeConfigInfo(&record, writeThrough);
+    return vxpmgr_UpdateBridgeConfigInfo(&record, PSST_WRITE_THROUGH);
 }
 
 int readDefaultBridgeIPv6ConfigInfo(PropertiesHandle handle, BridgeConfig* record) {
     loadFields(handle, bridgePrefix, bridgeIpv6Groups, record);
-    return vxpmgr_UpdateBridgeConfigInfo(record, writeThrough);
+    return vxpmgr_UpdateBridgeConfigInfo(record, PSST_WRITE_THROUGH);
 }
 
 int readDefaultBridgeDataMigrationInfo(PropertiesHandle handle, BridgeConfig* record) {
     loadFields(handle, bridgePrefix, bridgeDataMigrationGroups, record);
-    return vxpmgr_UpdateBridgeConfigInfo(record, writeThrough);
+    return vxpmgr_UpdateBridgeConfigInfo(record, PSST_WRITE_THROUGH);
 }
 
 int readBridgeDataMigrationModeValue(PropertiesHandle handle, uint32_t* result) {
@@ -98,7 +96,7 @@ int readDefaultCliConfigInfo(PropertiesHandle handle) {
 
 int readDefaultMgmtConfigInfo(PropertiesHandle handle) {
     auto const record = load<MgmtPortConfig>(handle, mgmtPrefix, mgmtGroups);
-    return vxpmgr_UpdateMgmtPortInfo(&record, writeThrough);
+    return vxpmgr_UpdateMgmtPortInfo(&record, PSST_WRITE_THROUGH);
 }
 
 int readDefaultPassword(PropertiesHandle handle, int index) {
@@ -124,7 +122,7 @@ int validateDefaultConfiguration(void) {
 int readDefaultConfiguration(void) {
     passwd_data.record.passwords = {};
     (void)validateDefaultConfiguration();
-    PropertiesHandle handle = propOpenPropertiesFile(savedPersonalityFile);
+    PropertiesHandle handle = propOpenPropertiesFile(savedPersonalityFiles[0]);
     (void)readDefaultBridgeConfigInfo(handle);
     (void)readDefaultCacheConfig(handle);
     (void)readDefaultStoragePoolConfig(handle);

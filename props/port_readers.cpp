@@ -14,7 +14,6 @@ constexpr FieldGroup iscsiIpv6Groups[] = {ipv6Addresses, ipv6Numbers};
 constexpr FieldGroup gigeGroups[] = {ipPortIdentity, ipPortNumbers};
 constexpr FieldGroup fcGroups[] = {fcNames, fcNumbers};
 
-constexpr uint32_t writeThrough = 1;
 constexpr uint16_t validFlag = 1;
 
 // A fresh record of a port with its section's values, stored.
@@ -25,7 +24,7 @@ int readPort(PropertiesHandle handle, const char* prefix, FieldGroups groups, Po
     record.type = static_cast<uint16_t>(type);
     record.number = static_cast<uint16_t>(port);
     loadFields(handle, prefix, groups, &record);
-    return vxpmgr_UpdatePortParams(&record, writeThrough);
+    return vxpmgr_UpdatePortParams(&record, PSST_WRITE_THROUGH);
 }
 
 } // namespace
@@ -40,7 +39,7 @@ int readDefaultIsConfigInfo(PropertiesHandle handle, int port) {
 
 int readDefaultIsIPv6ConfigInfo(PropertiesHandle handle, int port, PortParams* record) {
     loadFields(handle, NumberedPrefix(iscsiPortPrefix, port).text(), iscsiIpv6Groups, record);
-    return vxpmgr_UpdatePortParams(record, writeThrough);
+    return vxpmgr_UpdatePortParams(record, PSST_WRITE_THROUGH);
 }
 
 int readDefaultFcConfigInfo(PropertiesHandle handle, int port) {

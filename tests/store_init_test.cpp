@@ -329,14 +329,14 @@ TEST_F(StoreInit, FilesAreMadeInDurableOrder) {
     fs::remove(primary(42));
     static int magicAtRecords = -1;
     EXPECT_EQ(vx::makePsstFile(42,
-                               [] {
+                               [](uint32_t) {
                                    magicAtRecords = readBytes(primary(42)).at(4);
                                    return 0;
                                }),
               0);
     EXPECT_EQ(magicAtRecords, 0);
     fs::remove(primary(42));
-    EXPECT_EQ(vx::makePsstFile(42, [] { return -1; }), -1);
+    EXPECT_EQ(vx::makePsstFile(42, [](uint32_t) { return -1; }), -1);
     EXPECT_FALSE(fs::exists(primary(42)));
 }
 

@@ -4,6 +4,7 @@
 #include "pmgr/creators.h"
 #include "pmgr/psst_header.h"
 #include "pmgr/psst_table.h"
+#include "props/saved_files.h"
 #include "tools/files.h"
 #include "tools/personality.h"
 
@@ -36,11 +37,6 @@ constexpr uint32_t initialisedTypes[] = {
     PSST_STRIPE_TABLE,    PSST_CLUSTER_METADATA,   PSST_CACHED_LUN,     PSST_SNMP,
     PSST_DM_GLOBALS,      PSST_STORAGE_POOL,
 };
-
-constexpr int configIndex = 1;
-
-constexpr const char* savedCopies[] = {"/mnt/nand0/default_bridge_config.cfg.0",
-                                       "/mnt/nand0/default_bridge_config.cfg.1"};
 
 [[noreturn]] void failOn(const char* path) {
     throw std::runtime_error(std::string("cannot make ") + path + ": " + std::strerror(errno));
@@ -96,8 +92,9 @@ Plan planOf(bool full) {
         uint32_t const type = vx::fileTypeOf(index);
         bool const wanted =
             full || std::ranges::find(initialisedTypes, type) != std::end(initialisedTypes);
-        if (!wanted || index == configIndex || index == PSST_SEQUENCE_INDEX || type == PSST_VPD ||
-            type == PSST_VPD_BACKUP || vx::psstFile(index).layout == vx::Layout::reserved) {
+        if (!wanted || index == PSST_CONFIG_INDEX || index == PSST_SEQUENCE_INDEX ||
+            type == PSST_VPD || type == PSST_VPD_BACKUP ||
+            vx::psstFile(index).layout == vx::Layout::reserved) {
             continue;
         }
         (isBare(index) ? plan.bareFiles : plan.recordFiles).push_back(index);
@@ -108,7 +105,7 @@ Plan planOf(bool full) {
 // Every index of a plan, the configuration file first: a store without it counts as no store, so
 // it goes first when files are removed.
 std::vector<int> indicesOf(const Plan& plan) {
-    std::vector<int> indices = {configIndex, PSST_SEQUENCE_INDEX, vx::fileIndexOf(PSST_VPD),
+    std::vector<int> indices = {PSST_CONFIG_INDEX, PSST_SEQUENCE_INDEX, vx::fileIndexOf(PSST_VPD),
                                 vx::fileIndexOf(PSST_VPD_BACKUP)};
     indices.insert(indices.end(), plan.recordFiles.begin(), plan.recordFiles.end());
     indices.insert(indices.end(), plan.bareFiles.begin(), plan.bareFiles.end());
@@ -150,9 +147,9 @@ void makeFiles(const Plan& plan) {
 
 // The configuration file's initial records are the saved personality file's defaults, so that the
 // file becomes valid only when it holds them. What the full load leaves out has readers of its own.
-int loadDefaults() {
+int loadDefaults(uint32_t /*type*/) {
     (void)readDefaultConfiguration();
-    PropertiesHandle handle = propOpenPropertiesFile(savedCopies[0]);
+    PropertiesHandle handle = propOpenPropertiesFile(vx::savedPersonalityFiles[0]);
     BridgeConfig bridge;
     (void)vxpmgr_GetBridgeConfigInfo(&bridge);
     (void)readDefaultBridgeDataMigrationInfo(handle, &bridge);
@@ -170,8 +167,8 @@ int loadDefaults() {
 }
 
 void makeConfiguration() {
-    if (vx::makePsstFile(configIndex, loadDefaults) != 0) {
-        failOn(psstFilePrimaryPaths[configIndex]);
+    if (vx::makePsstFile(PSST_CONFIG_INDEX, loadDefaults) != 0) {
+        failOn(psstFilePrimaryPaths[PSST_CONFIG_INDEX]);
     }
 }
 
@@ -184,10 +181,10 @@ void mirrorFile(int index) {
 void makeValid() {
     makeConfiguration();
     try {
-        mirrorFile(configIndex);
+        mirrorFile(PSST_CONFIG_INDEX);
         mirrorFile(PSST_SEQUENCE_INDEX);
     } catch (...) {
-        fs::remove(psstFilePrimaryPaths[configIndex]); // the next try is not to be refused
+        fs::remove(psstFilePrimaryPaths[PSST_CONFIG_INDEX]); // the next try is not to be refused
         throw;
     }
 }
@@ -199,7 +196,7 @@ void createStore(const CreateOptions& options) {
         requireMounted(volume);
     }
     PersonalityReport const personality = requireGood(options.defaults);
-    if (isValidFile(configIndex) && !options.force) {
+    if (isValidFile(PSST_CONFIG_INDEX) && !options.force) {
         throw std::runtime_error("/mnt/nand1 holds a store with a valid configuration; "
                                  "--force replaces it, settings included");
     }
@@ -210,12 +207,12 @@ void createStore(const CreateOptions& options) {
     removeOldFiles(indices, options.force);
     makeFiles(plan);
     for (int const index : indices) {
-        if (index != configIndex && index != PSST_SEQUENCE_INDEX) {
+        if (index != PSST_CONFIG_INDEX && index != PSST_SEQUENCE_INDEX) {
             mirrorFile(index);
         }
     }
     std::string const defaults = readText(options.defaults);
-    for (const char* const copy : savedCopies) {
+    for (const char* const copy : vx::savedPersonalityFiles) {
         installText(defaults, copy);
     }
     makeValid();

@@ -2,6 +2,7 @@
 
 #include "common/files.h"
 #include "common/shell.h"
+#include "props/saved_files.h"
 #include "upgrade/report.h"
 #include "upgrade/sections.h"
 
@@ -18,10 +19,6 @@ namespace vx {
 namespace {
 
 constexpr const char* newPersonalityFile = "default_bridge_config.cfg";
-constexpr const char* savedPersonalityFiles[] = {
-    "/mnt/nand0/default_bridge_config.cfg.0", // the reference of the next upgrade
-    "/mnt/nand0/default_bridge_config.cfg.1",
-};
 
 // How many of each an upgrade merges.
 constexpr uint32_t iscsiPorts = 4;

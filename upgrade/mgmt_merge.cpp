@@ -19,7 +19,6 @@ constexpr Field fields[] = {dhcp, address};
 constexpr FieldGroup groups[] = {fields};
 
 constexpr const char* operation = "compareDefaultMgmtInfo";
-constexpr uint32_t writeThrough = 1;
 
 } // namespace
 
@@ -41,7 +40,7 @@ int compareDefaultMgmtInfo(PropertiesHandle oldFile, PropertiesHandle newFile) {
         return 0;
     }
     report(operation, 1372, "Updating MGMT\n");
-    return vxpmgr_UpdateMgmtPortInfo(&live, writeThrough);
+    return vxpmgr_UpdateMgmtPortInfo(&live, PSST_WRITE_THROUGH);
 }
 
 } // namespace vx

@@ -65,6 +65,7 @@ enum PsstFileType {
 
 enum {
     PSST_FIRST_INDEX = 1,
+    PSST_CONFIG_INDEX = 1, /* the configuration file */
     PSST_LAST_INDEX = 43,
     PSST_SEQUENCE_INDEX = 21, /* the sequence-number file */
     PSST_HEADER_LENGTH = 64,
@@ -245,6 +246,9 @@ VXBLADE_API extern uint16_t HwVer;
 
 enum { PSST_MODE_RECORD = 0, PSST_MODE_HEADER = 1 };
 
+/* The kind of peer status that decides whether writes are mirrored. */
+enum { PSST_PEER_MIRRORS = 4 };
+
 /*
  * Writes `length` bytes into the file of a type: in header mode at offset 0, else at the slot of
  * the record number (which types with a single record ignore). Then, in this order: syncs, writes
@@ -355,6 +359,7 @@ VXBLADE_API int vxpmgr_readVpdFile(void);
  * all else writes the record's file too, and the result is then the file writer's. A failed write
  * leaves the table changed.
  */
+enum { PSST_MEMORY_ONLY = 0, PSST_WRITE_THROUGH = 1 };
 VXBLADE_API int vxpmgr_GetBridgeConfigInfo(BridgeConfig* record);
 VXBLADE_API int vxpmgr_UpdateBridgeConfigInfo(const BridgeConfig* record, uint32_t flags);
 VXBLADE_API int vxpmgr_GetCliConfigInfo(CliConfig* record);
