@@ -20,4 +20,4 @@ need_packages() {
   fi
 }
 package_log=$(mktemp)
-build_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev libbenchmark-dev)
+build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest-dev libbenchmark-dev)

@@ -1,17 +1,27 @@
 #include "sim/blade.h"
 
+#include "sim/device_server.h"
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <fstream>
-#include <map>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <sys/mount.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -24,11 +34,11 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-void writeFile(const char* path, const std::string& text) {
+void writeFile(const fs::path& path, const std::string& text) {
     std::ofstream file(path);
     file << text << std::flush;
     if (!file) {
-        fail(std::string("cannot write ") + path);
+        fail("cannot write " + path.string());
     }
 }
 
@@ -55,6 +65,11 @@ void enterNamespace() {
     }
 }
 
+// A folder by its descriptor: reachable whatever covers it.
+fs::path heldFolder(int fd) {
+    return "/proc/self/fd/" + std::to_string(fd);
+}
+
 void bind(const fs::path& from, const fs::path& to) {
     if (::mount(from.c_str(), to.c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0) {
         fail("cannot mount " + from.string() + " on " + to.string());
@@ -69,31 +84,26 @@ void touch(const fs::path& path) {
     ::close(fd);
 }
 
-// Builds, in a new tmpfs, a folder with every entry of `folder`, each mounted from the original;
-// then puts it in the folder's place. What is added to it afterwards shows to nobody else.
-class Overlay {
-  public:
-    explicit Overlay(const fs::path& folder) {
-        // The originals are reached through a descriptor once the folder is covered.
-        int const original = ::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-        if (original < 0) {
-            fail("cannot open " + folder.string());
-        }
-        if (::mount("tmpfs", folder.c_str(), "tmpfs", MS_NOSUID, "mode=0755") != 0) {
-            fail("cannot mount a tmpfs on " + folder.string());
-        }
-        fs::path const originals = "/proc/self/fd/" + std::to_string(original);
-        for (const fs::directory_entry& entry : fs::directory_iterator(originals)) {
-            mirror(entry, folder / entry.path().filename());
-        }
-        ::close(original);
+// Puts a tmpfs over a folder, with every entry of the folder mounted from the original but those
+// in `hidden`. What is added to it afterwards shows to nobody else.
+void overlay(const fs::path& folder, const std::set<std::string>& hidden) {
+    // The originals are reached through a descriptor once the folder is covered.
+    int const original = ::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (original < 0) {
+        fail("cannot open " + folder.string());
     }
-
-  private:
-    static void mirror(const fs::directory_entry& entry, const fs::path& to) {
+    if (::mount("tmpfs", folder.c_str(), "tmpfs", MS_NOSUID, "mode=0755") != 0) {
+        fail("cannot mount a tmpfs on " + folder.string());
+    }
+    fs::path const originals = "/proc/self/fd/" + std::to_string(original);
+    for (const fs::directory_entry& entry : fs::directory_iterator(originals)) {
+        fs::path const to = folder / entry.path().filename();
+        if (hidden.contains(to.filename())) {
+            continue;
+        }
         if (entry.is_symlink()) {
             fs::create_symlink(fs::read_symlink(entry.path()), to);
-            return;
+            continue;
         }
         if (entry.is_directory()) {
             fs::create_directory(to);
@@ -102,7 +112,8 @@ class Overlay {
         }
         bind(entry.path(), to);
     }
-};
+    ::close(original);
+}
 
 // Where a path leads when its last part is a link, even to something that does not exist.
 fs::path followed(fs::path path) {
@@ -112,9 +123,12 @@ fs::path followed(fs::path path) {
     return path.lexically_normal();
 }
 
+constexpr const char* deviceFolder = "devices"; // of the state: where the device files are served
+constexpr const char* environmentConfig = "fw_env.config";
+
 // One thing of the blade: a folder or a file of the state folder that shows at a path.
 struct Mount {
-    fs::path from;
+    fs::path from; // below the state folder
     fs::path at;
     bool isFolder;
     bool isMounted = true;
@@ -123,71 +137,263 @@ struct Mount {
 std::vector<Mount> mountsOf(const BladeOptions& options, const fs::path& state) {
     std::vector<Mount> mounts;
     for (std::string_view const name : volumeNames) {
-        mounts.push_back({state / name, fs::path("/mnt") / name, true,
-                          !options.unmounted.contains(std::string(name))});
+        mounts.push_back(
+            {name, fs::path("/mnt") / name, true, !options.unmounted.contains(std::string(name))});
     }
-    mounts.push_back({state / "lock", followed("/var/lock"), true});
-    for (const char* const name : {"vxgpdev", "mtd0"}) {
-        mounts.push_back({state / "dev" / name, fs::path("/dev") / name, false});
+    mounts.push_back({"lock", followed("/var/lock"), true});
+    mounts.push_back({"sys", "/sys", true});
+    mounts.push_back({"proc-devices", "/proc/devices", false});
+    if (fs::exists(state / environmentConfig)) {
+        mounts.push_back({environmentConfig, fs::path("/etc") / environmentConfig, false});
     }
+    for (std::string_view const name : deviceNames) {
+        mounts.push_back({fs::path(deviceFolder) / name, fs::path("/dev") / name, false});
+    }
+    mounts.push_back({".", "/dev/blade", true});
     return mounts;
 }
 
-void makeSource(const Mount& mount) {
-    if (mount.isFolder) {
-        fs::create_directories(mount.from);
-    } else {
-        fs::create_directories(mount.from.parent_path());
-        touch(mount.from);
+// The temperature sensors, in thousandths of a degree.
+void makeSensors(const fs::path& sys) {
+    static constexpr std::pair<const char*, const char*> sensors[] = {
+        {"class/hwmon/hwmon0/device/temp1_input", "38000\n"},
+        {"class/i2c-dev/i2c-1/device/1-004c/temp1_input", "31500\n"},
+        {"class/i2c-dev/i2c-1/device/1-004c/temp2_input", "35200\n"},
+        {"class/i2c-dev/i2c-0/device/0-001e/temp1_input", "40100\n"},
+    };
+    if (fs::exists(sys / "class")) {
+        return; // kept as they were left
+    }
+    for (auto const& [path, text] : sensors) {
+        fs::create_directories((sys / path).parent_path());
+        writeFile(sys / path, text);
     }
 }
 
-// Makes the place of a mount. Where its folder has no such entry the folder is overlaid, so that
-// the machine's own /mnt and /dev stay as they are.
-void makePlace(const Mount& mount, std::map<fs::path, Overlay>& overlays) {
-    if (fs::exists(mount.at)) {
+void makeSources(const std::vector<Mount>& mounts, const fs::path& state) {
+    for (const Mount& mount : mounts) {
+        if (mount.isFolder) {
+            fs::create_directories(state / mount.from);
+        } else if (mount.from.parent_path() != deviceFolder) {
+            touch(state / mount.from);
+        }
+    }
+    fs::create_directories(state / deviceFolder);
+    makeSensors(state / "sys");
+}
+
+// Makes the places of the mounts. A folder that has no such entry, or one of the machine's own
+// that must not show, is overlaid: the machine's own stays as it is.
+void makePlaces(const std::vector<Mount>& mounts) {
+    std::set<std::string> hidden(std::begin(deviceNames), std::end(deviceNames));
+    hidden.insert({"log", "blade"});
+    overlay("/dev", hidden);
+    std::set<fs::path> ours = {"/dev"};
+    if (fs::exists(fs::path("/etc") / environmentConfig)) {
+        overlay("/etc", {environmentConfig});
+        ours.insert("/etc");
+    }
+    for (const Mount& mount : mounts) {
+        if (fs::exists(mount.at)) {
+            continue;
+        }
+        fs::path const folder = mount.at.parent_path();
+        if (ours.insert(folder).second) {
+            overlay(folder, {});
+        }
+        if (mount.isFolder) {
+            fs::create_directory(mount.at);
+        } else {
+            touch(mount.at);
+        }
+    }
+}
+
+// --- The server of the device files.
+
+constexpr unsigned numberedMajor = 7; // /dev/loop0
+
+// True when the file system that was just mounted is the one behind `fuse`: its first request is
+// there. A mount of a block device that is still mounted elsewhere gives the old file system.
+bool isOurs(int fuse) {
+    pollfd wait = {fuse, POLLIN, 0};
+    return ::poll(&wait, 1, 0) == 1;
+}
+
+// Mounts the device files' file system on a block device, whose number all its files then have.
+// False where that cannot be had.
+bool mountNumbered(int fuse, const std::string& at) {
+    constexpr const char* blockDevice = "/dev/loop0";
+    constexpr int attempts = 100;
+    if (!fs::exists(blockDevice) &&
+        ::mknod(blockDevice, S_IFBLK | 0600, makedev(numberedMajor, 0)) != 0) {
+        return false;
+    }
+    int const turn = ::open("/dev/fuse", O_RDWR | O_CLOEXEC); // held until this process ends
+    if (turn < 0 || ::flock(turn, LOCK_EX) != 0) {
+        return false;
+    }
+    std::string const options = "fd=" + std::to_string(fuse) +
+                                ",rootmode=40000,user_id=0,group_id=0,allow_other,blksize=512";
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        if (::mount(blockDevice, at.c_str(), "fuseblk", MS_NOSUID | MS_NODEV, options.c_str()) !=
+            0) {
+            break;
+        }
+        if (isOurs(fuse)) {
+            return true;
+        }
+        ::umount2(at.c_str(), MNT_DETACH); // the last blade's is not quite gone
+        ::usleep(10000);
+    }
+    ::close(turn);
+    return false;
+}
+
+int openLog() {
+    constexpr const char* path = "/dev/log";
+    int const log = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{AF_UNIX, {}};
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
+    if (log < 0 || ::bind(log, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        ::chmod(path, 0666) != 0) {
+        fail("cannot make /dev/log");
+    }
+    return log;
+}
+
+// The server's life: mounts, says over `ready` whether its files have a number ('1' or '0') or
+// what is missing, and serves until `lifetime` ends.
+void runServer(const fs::path& state, int lifetime, int ready) {
+    char answer = '0';
+    ServerDescriptors descriptors{-1, -1, lifetime};
+    try {
+        descriptors.fuse = ::open("/dev/fuse", O_RDWR | O_CLOEXEC);
+        if (descriptors.fuse < 0) {
+            fail("cannot open /dev/fuse (needs the fuse module, and access to it)");
+        }
+        std::string const at = state / deviceFolder;
+        if (mountNumbered(descriptors.fuse, at)) {
+            answer = '1';
+        } else if (std::string const options = "fd=" + std::to_string(descriptors.fuse) +
+                                               ",rootmode=40000,user_id=0,group_id=0,allow_other";
+                   ::mount("bladesim", at.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) !=
+                   0) {
+            fail("cannot mount a FUSE file system");
+        }
+        descriptors.log = openLog();
+    } catch (const std::exception& error) {
+        (void)!::write(ready, error.what(), std::string_view(error.what()).size());
         return;
     }
-    fs::path const folder = mount.at.parent_path();
-    overlays.try_emplace(folder, folder);
-    if (mount.isFolder) {
-        fs::create_directory(mount.at);
-    } else {
-        touch(mount.at);
+    (void)!::write(ready, &answer, 1);
+    ::close(ready);
+    serveDevices(state, descriptors);
+}
+
+struct Server {
+    pid_t process;
+    int lifetime;
+    bool isNumbered;
+};
+
+Server startServer(const fs::path& state) {
+    int lifetime[2];
+    int ready[2];
+    if (::pipe2(lifetime, O_CLOEXEC) != 0 || ::pipe2(ready, O_CLOEXEC) != 0) {
+        fail("cannot make a pipe");
     }
+    std::fflush(nullptr);
+    pid_t const process = ::fork();
+    if (process < 0) {
+        fail("cannot start a process");
+    }
+    if (process == 0) {
+        ::close(lifetime[1]);
+        ::close(ready[0]);
+        ::setpgid(0, 0); // a terminal's interrupt is for the command
+        try {
+            runServer(state, lifetime[0], ready[1]);
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "bladesim: %s\n", error.what());
+        }
+        ::_exit(0);
+    }
+    ::close(lifetime[0]);
+    ::close(ready[1]);
+    std::array<char, 256> answer{};
+    ssize_t const size = ::read(ready[0], answer.data(), answer.size() - 1);
+    ::close(ready[0]);
+    if (size != 1) {
+        ::waitpid(process, nullptr, 0);
+        throw std::runtime_error(size > 1 ? answer.data() : "the device server ended");
+    }
+    return {process, lifetime[1], answer[0] == '1'};
+}
+
+// A driver whose node cannot have its number is not listed: mapping it would then be reported as
+// a mismatch, and its node be removed.
+std::string driverList(bool isNumbered) {
+    std::string list = "Character devices:\n  1 mem\n";
+    for (const char* const driver : {"mtd", "vxgpdev", "vxbrapp", "vxllednode"}) {
+        list += isNumbered ? "  " + std::to_string(numberedMajor) + " " + driver + "\n" : "";
+    }
+    return list + "\nBlock devices:\n  7 loop\n";
 }
 
 } // namespace
 
-void enterBlade(const BladeOptions& options) {
+Blade::Blade(Blade&& other) noexcept
+    : owner_(other.owner_), server_(std::exchange(other.server_, -1)), lifetime_(other.lifetime_),
+      state_(other.state_) {}
+
+Blade::~Blade() {
+    if (server_ < 0 || ::getpid() != owner_) {
+        return;
+    }
+    // Unmounted while the server still answers, so that the block device is free when the next
+    // blade's turn comes.
+    for (std::string_view const name : deviceNames) {
+        ::umount2((fs::path("/dev") / name).c_str(), MNT_DETACH);
+    }
+    ::umount2("/dev/blade", MNT_DETACH);
+    ::umount2((heldFolder(state_) / deviceFolder).c_str(), MNT_DETACH);
+    ::close(lifetime_);
+    ::waitpid(server_, nullptr, 0);
+    ::close(state_);
+}
+
+Blade enterBlade(const BladeOptions& options) {
     for (const std::string& name : options.unmounted) {
         if (std::ranges::find(volumeNames, std::string_view(name)) == std::end(volumeNames)) {
             throw std::runtime_error("no such volume: " + name + " (nand0, nand1 or nand2)");
         }
     }
+    if (fs::exists("/dev/blade")) {
+        throw std::runtime_error("this is a simulated blade already");
+    }
     fs::create_directories(options.state);
     fs::path const state = fs::canonical(options.state);
     fs::path const workingDirectory = fs::current_path();
     std::vector<Mount> const mounts = mountsOf(options, state);
-    for (const Mount& mount : mounts) {
-        makeSource(mount);
-    }
+    makeSources(mounts, state);
     enterNamespace();
     // The state folder may lie below a folder that is about to be covered: hold on to it.
     int const stateFd = ::open(state.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (stateFd < 0) {
         fail("cannot open " + state.string());
     }
-    fs::path const reachable = "/proc/self/fd/" + std::to_string(stateFd);
-    std::map<fs::path, Overlay> overlays;
+    makePlaces(mounts);
+    Server const server = startServer(heldFolder(stateFd));
+    Blade blade(server.process, server.lifetime, stateFd);
+    writeFile(heldFolder(stateFd) / "proc-devices", driverList(server.isNumbered));
     for (const Mount& mount : mounts) {
-        makePlace(mount, overlays);
         if (mount.isMounted) {
-            bind(reachable / fs::relative(mount.from, state), mount.at);
+            bind(heldFolder(stateFd) / mount.from, mount.at);
         }
     }
-    ::close(stateFd);
     fs::current_path(workingDirectory);
+    return blade;
 }
 
 } // namespace sim

@@ -2,12 +2,14 @@
 #include "sim/blade.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <string>
 
 #include <getopt.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -16,17 +18,30 @@ namespace {
 constexpr int cannotSimulate = 125;
 constexpr int cannotExecute = 126;
 constexpr int notFound = 127;
+constexpr int signalled = 128;
 
 constexpr const char* usage =
     "usage: bladesim --state DIR [--unmounted nandN]... [--] COMMAND [ARG...]\n"
     "\n"
     "Runs COMMAND on a simulated blade and exits with its status.\n"
     "\n"
-    "  --state DIR        keeps the blade's volumes: DIR/nand0, nand1 and nand2 show at\n"
-    "                     /mnt/nand0, nand1 and nand2; made when missing, kept between runs\n"
+    "  --state DIR        keeps the blade between runs; made when missing\n"
     "  --unmounted nandN  leaves that volume unmounted (an empty folder stands in its place)\n"
     "  --help             prints this text\n"
     "\n"
+    "DIR has nand0, nand1, nand2 (the volumes), nor.bin and i2c-*.bin (what the chips hold),\n"
+    "sys (the sensors), syslog, requests (the last record of each) and trace (every operation on\n"
+    "a device). Inside it is /dev/blade; commands for the devices go to /dev/blade/devices/control,\n"
+    "one a line:\n"
+    "\n"
+    "  fail DEVICE OPERATION ERRNO [COUNT [AFTER]]   fail i2c-0 write EIO 15\n"
+    "  short DEVICE OPERATION [COUNT [AFTER]]        short mtd0 program\n"
+    "  stop N, tear N      the power goes at, or in the middle of, the N-th operation\n"
+    "  flash BLOCKxCOUNT...                          flash 65536x62 8192x16\n"
+    "  answer REQUEST HEX, return REQUEST RESULT     answer h27 02\n"
+    "  reset               all faults and answers as they were\n"
+    "\n"
+    "Simulated blades of one machine take turns: one waits for the other to end.\n"
     "A COMMAND without a slash is looked for beside bladesim first, then on the PATH.\n"
     "Status 125: the blade cannot be simulated here; 126, 127: COMMAND cannot be run.\n";
 
@@ -41,19 +56,51 @@ std::string besideThisProgram(const std::string& command) {
     return ::access(beside.c_str(), X_OK) == 0 ? beside : command;
 }
 
+// The command's process, for signals that are meant for it.
+volatile sig_atomic_t commandProcess = 0;
+
+void passOn(int signal) {
+    if (commandProcess > 0) {
+        ::kill(static_cast<pid_t>(commandProcess), signal);
+    }
+}
+
+int statusOf(pid_t process) {
+    int status = 0;
+    while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFSIGNALED(status) ? signalled + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+[[noreturn]] void execute(const std::string& program, char** command) {
+    ::execvp(program.c_str(), command);
+    int const error = errno;
+    std::fprintf(stderr, "bladesim: cannot run %s: %s\n", *command, std::strerror(error));
+    ::_exit(error == ENOENT ? notFound : cannotExecute);
+}
+
 int run(const sim::BladeOptions& options, char** command) {
     // Before the namespace is entered: from inside it this program's own path may not be known.
     std::string const program = besideThisProgram(*command);
     try {
-        sim::enterBlade(options);
+        sim::Blade const blade = sim::enterBlade(options);
+        pid_t const process = ::fork();
+        if (process == 0) {
+            execute(program, command);
+        }
+        commandProcess = process;
+        // The terminal's signals reach the command by themselves.
+        for (int const signal : {SIGINT, SIGQUIT}) {
+            ::signal(signal, SIG_IGN);
+        }
+        for (int const signal : {SIGTERM, SIGHUP}) {
+            ::signal(signal, passOn);
+        }
+        return statusOf(process);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "bladesim: no simulated blade here: %s\n", error.what());
         return cannotSimulate;
     }
-    ::execvp(program.c_str(), command);
-    int const error = errno;
-    std::fprintf(stderr, "bladesim: cannot run %s: %s\n", *command, std::strerror(error));
-    return error == ENOENT ? notFound : cannotExecute;
 }
 
 } // namespace

@@ -6,8 +6,11 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <fstream>
+#include <optional>
 #include <string>
 
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,12 +27,18 @@ std::filesystem::path makeState() {
 }
 
 int runOnBlade(const std::filesystem::path& state) {
+    // The blade has a folder /etc of its own then, in which tests make the file as they like.
+    constexpr const char* config = "/etc/fw_env.config";
+    std::ofstream(state / "fw_env.config").flush();
+    std::optional<sim::Blade> blade;
     try {
-        sim::enterBlade({state, {}});
+        blade.emplace(sim::enterBlade({state, {}}));
     } catch (const std::exception& error) {
         std::printf("SKIPPED: blade_test needs a simulated blade: %s\n", error.what());
         return skipped;
     }
+    ::umount(config);
+    ::unlink(config);
     return RUN_ALL_TESTS();
 }
 
