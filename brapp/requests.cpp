@@ -21,3 +21,7 @@ int XBMGT_SetClusterCachedLun(void* record) {
 int XBMGT_GetInterfaceLinkStatus(uint8_t* status) {
     return ::ioctl(gpDevHandle, request('h', 7, 1), status);
 }
+
+int XBMGT_GetBladeSlotPostition(uint64_t* slot) {
+    return ::ioctl(gpDevHandle, request('h', 27, 8), slot);
+}

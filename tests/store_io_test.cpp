@@ -282,8 +282,9 @@ TEST_F(StoreIo, HostGroupsAreListed) {
 
 TEST_F(StoreIo, LocksHoldBetweenProcesses) {
     vx::Descriptor const file(vx::openFile("/mnt/nand0/lock", O_RDWR | O_CREAT));
+    EXPECT_EQ(VX_PosixFileLockUnLock(file.get(), 0), -1) << "neither lock nor unlock";
     for (int const lock : {1, 0}) {
-        EXPECT_GE(VX_PosixFileLockUnLock(file.get(), lock), 0);
+        EXPECT_GE(VX_PosixFileLockUnLock(file.get(), lock != 0 ? FILE_LOCK : FILE_UNLOCK), 0);
         pid_t const other = ::fork();
         if (other == 0) {
             struct flock probe {};

@@ -8,7 +8,7 @@
 #include "tools/files.h"
 #include "tools/personality.h"
 
-#include <vxblade/hw.h>
+#include <vxblade/nor.h>
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>

@@ -7,6 +7,7 @@
 #include "upgrade/sections.h"
 
 #include <vxblade/hw.h>
+#include <vxblade/nor.h>
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>

@@ -13,6 +13,9 @@ VXBLADE_BEGIN
  */
 VXBLADE_API int XBMGT_GetInterfaceLinkStatus(uint8_t* status);
 
+/* The slot that the blade sits in (group 'h', number 27, eight bytes). The request's result. */
+VXBLADE_API int XBMGT_GetBladeSlotPostition(uint64_t* slot);
+
 /* Descriptor of the bridge application's node, -1 until a program opens it. */
 VXBLADE_API extern int32_t BrAppHandle;
 

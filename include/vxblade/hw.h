@@ -1,4 +1,4 @@
-/* Hardware access: device nodes, the general-purpose device, NOR flash. */
+/* Hardware access: device nodes and the general-purpose device. */
 #ifndef VXBLADE_HW_H
 #define VXBLADE_HW_H
 
@@ -38,12 +38,6 @@ VXBLADE_API int initGpDevice(void);
 VXBLADE_API int XBMGT_OpenGeneralPurposeDev(const char* driverName);
 /* Closes a descriptor; `gpDevHandle` keeps its value. close's result. */
 VXBLADE_API int XBMGT_CloseGeneralPurposeDev(int fd);
-
-/* Descriptor of the NOR flash, /dev/mtd0; -1 until it is open. */
-VXBLADE_API extern int32_t vhnor_drv;
-/* Maps and opens the NOR flash once per process. 0, or -1 when the node cannot be opened; reports
- * on standard error and the system log, and map_driver's words on standard output. */
-VXBLADE_API int vhnor_init(void);
 
 VXBLADE_END
 

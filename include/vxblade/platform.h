@@ -17,9 +17,11 @@ VXBLADE_API int vxpmgr_create_mirror_paths(uint32_t a, uint32_t b, uint32_t c, u
 VXBLADE_API int vxbackup_SetBackupBitmap(uint32_t fileIndex);
 /* Runs a shell command: 0 where it ended with status 0, else non-zero. */
 VXBLADE_API int VX_systemWrapper(const char* command);
-/* Takes (`lock` not 0) or gives back a lock on the whole file, shared among processes; waits for
- * it. 0 or more on success, negative with errno set on failure. */
-VXBLADE_API int VX_PosixFileLockUnLock(int fd, int lock);
+/* Operations of VX_PosixFileLockUnLock. */
+enum { FILE_LOCK = 1, FILE_UNLOCK = 2 };
+/* Takes or gives back a lock on the whole file, shared among processes; taking waits until it is
+ * granted. 0 or more on success, negative with errno set on failure. */
+VXBLADE_API int VX_PosixFileLockUnLock(int fd, int operation);
 
 /* Make /mnt/nand1/telnet.cfg, ssh.cfg and ftp.cfg with their default contents. 0 or -1. */
 VXBLADE_API int InitializeTelnetConfigFile(void);
@@ -43,16 +45,29 @@ VXBLADE_API int vxpmgr_updateDefaultStoragePoolConfig(const StoragePoolConfig* r
 VXBLADE_API int WriteClusterMemberInfo(void);
 
 /*
- * The boot environment: texts by name. `vornhal_init_env` loads it; `norStatus` is the result of
- * vhnor_init. 0 or -1.
+ * The boot environment in the NOR flash: texts by name, in two copies in different erase blocks,
+ * either of which is whole at any time. Each copy is a CRC-32 of its texts (little-endian), a flag
+ * (1 active, 0 obsolete) and texts "name=value", each ended by a NUL and the last by two.
+ * /etc/fw_env.config says where they lie; without it they are at the start of the last two erase
+ * blocks, 16 KiB each. Failures are reported on standard error and in the system log (ident
+ * "boot_env").
  */
+
+/* Loads the environment; `norStatus` is the result of vhnor_init. 0, also where the flash holds
+ * none yet; -1 where it cannot be read or both copies are damaged: nothing is set then. */
 VXBLADE_API int vornhal_init_env(int norStatus);
 /* Copies a value, cut to `size` - 1 characters and always terminated. Returns the value's length,
  * 0 when the name is not set. */
 VXBLADE_API int vornhal_getenv(const char* name, char* value, int size);
-/* Sets a name in memory; an empty value is kept as such. 0, or -1 when it does not fit. */
+/* Sets a name in memory; an empty value removes it. 0, or -1 when it does not fit or the name is
+ * empty or has a "=". */
 VXBLADE_API int vornhal_setenv(const char* name, const char* value);
-/* Makes what was set durable. 0 or -1. */
+/*
+ * Makes what was set since the last load or save durable, on top of what other programs saved
+ * meanwhile. Writes nothing where nothing changes. 0, or -1: the flash then holds the old or
+ * the new environment whole, and what was set waits for the next save. Never erases a block that holds anything
+ * but an environment.
+ */
 VXBLADE_API int vornhal_saveenv(void);
 
 VXBLADE_END
