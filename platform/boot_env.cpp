@@ -1,87 +1,394 @@
-// The boot environment in a plain file: lines of name=value.
+// The boot environment in the NOR flash: two copies, of which one is whole at any time.
+//
+// A save never touches the copy that counts until the other one is complete: it erases and
+// programs the other, reads it back, and only then marks the old one obsolete. Between the last
+// two steps both count as active, and the first is taken: old or new, and both are whole.
 #include <vxblade/platform.h>
 
+#include "platform/environment_texts.h"
 #include "platform/files.h"
 
+#include <vxblade/common.h>
+#include <vxblade/nor.h>
+
 #include <algorithm>
+#include <array>
+#include <cinttypes>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace {
 
-constexpr const char* environmentPath = "/mnt/nand0/boot_env.txt";
+using vxplatform::EnvironmentTexts;
+using Bytes = std::vector<uint8_t>;
 
-// The whole environment as it stands in the file, NUL-terminated.
-char environment[16 * 1024];
+constexpr const char* configPath = "/etc/fw_env.config";
+constexpr const char* flashNode = "/dev/mtd0";
+constexpr const char* lockPath = "/var/lock/fw_printenv.lock"; // of the standard tools
+// Names the block that a save is about to erase, so that the next save may finish what a power
+// cut left there.
+constexpr const char* erasingPath = "/mnt/nand0/boot_env.erasing";
 
-// The start of a name's line, or null.
-char* findLine(const char* name) {
-    std::size_t const length = std::strlen(name);
-    for (char* line = environment; *line != '\0';) {
-        if (std::strncmp(line, name, length) == 0 && line[length] == '=') {
-            return line;
+constexpr std::size_t flagOffset = 4; // behind the CRC
+constexpr std::size_t textsOffset = 5;
+constexpr uint8_t active = 1;
+constexpr uint8_t obsolete = 0;
+constexpr uint8_t blank = 0xFF;
+constexpr uint32_t defaultSize = 16 * 1024;
+constexpr uint32_t largestSize = 1024 * 1024;
+
+// A copy's place, and the erase blocks that hold it.
+struct Place {
+    uint32_t offset;
+    uint32_t blocksStart;
+    uint32_t blocksEnd;
+};
+
+struct Layout {
+    std::array<Place, 2> places;
+    uint32_t size; // of a copy
+};
+
+// What the flash holds at a place.
+struct Copy {
+    bool isReadable = false;
+    bool isBlank = false; // with all of its blocks
+    bool isValid = false;
+    bool isErasable = false; // nothing but an environment or blank bytes
+    uint8_t flag = blank;
+    EnvironmentTexts texts;
+};
+
+struct Environment {
+    bool isLoaded = false;
+    Layout layout;
+    EnvironmentTexts texts;
+    EnvironmentTexts changes; // since the last load or save; an empty value: removed
+};
+Environment environment;
+
+[[gnu::format(printf, 1, 2)]] int failed(const char* format, ...) {
+    std::array<char, 256> message{};
+    va_list values;
+    va_start(values, format);
+    std::vsnprintf(message.data(), message.size(), format, values);
+    va_end(values);
+    std::fprintf(stderr, "boot_env: %s\n", message.data());
+    return -1;
+}
+
+// --- Where the copies lie.
+
+// The erase block that holds an offset. False outside the flash.
+bool blockOf(uint32_t offset, uint32_t& start, uint32_t& size) {
+    for (int i = 0; i < nor_num_regions; ++i) {
+        const region_info_user& region = nor_region[i];
+        uint64_t const end = region.offset + uint64_t{region.erasesize} * region.numblocks;
+        if (region.offset <= offset && offset < end) {
+            start = offset - (offset - region.offset) % region.erasesize;
+            size = region.erasesize;
+            return true;
         }
-        char* const end = std::strchr(line, '\n');
-        if (end == nullptr) {
-            break;
-        }
-        line = end + 1;
     }
-    return nullptr;
+    return false;
 }
 
-void removeLine(char* line) {
-    char* const end = std::strchr(line, '\n');
-    const char* const next = end != nullptr ? end + 1 : line + std::strlen(line);
-    std::memmove(line, next, std::strlen(next) + 1);
+bool placeAt(uint64_t offset, uint32_t size, Place& place) {
+    uint32_t lastStart = 0;
+    uint32_t blockSize = 0;
+    place.offset = static_cast<uint32_t>(offset);
+    if (offset + size > nor_info.size || !blockOf(place.offset, place.blocksStart, blockSize) ||
+        !blockOf(place.offset + size - 1, lastStart, blockSize)) {
+        return false;
+    }
+    place.blocksEnd = lastStart + blockSize;
+    return true;
 }
 
-bool isValid(const char* name, const char* value) {
-    return *name != '\0' && std::strpbrk(name, "=\n") == nullptr &&
-           std::strchr(value, '\n') == nullptr;
+bool isUsable(const Layout& layout) {
+    auto const& [a, b] = layout.places;
+    return layout.size > textsOffset + 1 && layout.size <= largestSize &&
+           (a.blocksEnd <= b.blocksStart || b.blocksEnd <= a.blocksStart);
+}
+
+// From lines "device offset size …"; those of the flash count, and there must be two.
+bool readLayout(FILE* config, Layout& layout) {
+    std::array<char, 256> line{};
+    std::size_t count = 0;
+    while (std::fgets(line.data(), static_cast<int>(line.size()), config) != nullptr) {
+        std::array<char, 64> device{};
+        int64_t offset = 0;
+        int64_t size = 0;
+        if (std::sscanf(line.data(), "%63s %" SCNi64 " %" SCNi64, device.data(), &offset, &size) !=
+                3 ||
+            std::strcmp(device.data(), flashNode) != 0) {
+            continue;
+        }
+        if (count == layout.places.size() || offset < 0 || size < 1 || size > largestSize ||
+            (count > 0 && size != layout.size) ||
+            !placeAt(static_cast<uint64_t>(offset), static_cast<uint32_t>(size),
+                     layout.places[count])) {
+            return false;
+        }
+        layout.size = static_cast<uint32_t>(size);
+        ++count;
+    }
+    return count == layout.places.size() && isUsable(layout);
+}
+
+// At the start of the last two erase blocks, or of as many as a copy needs.
+bool defaultLayout(Layout& layout) {
+    layout.size = defaultSize;
+    uint64_t end = nor_info.size;
+    for (std::size_t i = layout.places.size(); i-- > 0;) {
+        Place& place = layout.places[i];
+        if (end < defaultSize || !placeAt(end - defaultSize, defaultSize, place)) {
+            return false;
+        }
+        place.offset = place.blocksStart;
+        end = place.blocksStart;
+    }
+    return isUsable(layout);
+}
+
+bool findLayout(Layout& layout) {
+    FILE* const config = std::fopen(configPath, "re");
+    if (config == nullptr) {
+        return defaultLayout(layout);
+    }
+    bool const good = readLayout(config, layout);
+    std::fclose(config);
+    return good;
+}
+
+// --- The copies.
+
+uint32_t crcOf(const Bytes& image) {
+    return crc32(0, image.data() + textsOffset, static_cast<int>(image.size() - textsOffset));
+}
+
+uint32_t storedCrc(const Bytes& image) {
+    return image[0] | static_cast<uint32_t>(image[1]) << 8 | static_cast<uint32_t>(image[2]) << 16 |
+           static_cast<uint32_t>(image[3]) << 24;
+}
+
+bool readExactly(uint32_t offset, Bytes& bytes) {
+    return vhnor_read(offset, bytes.data(), static_cast<uint32_t>(bytes.size())) ==
+           static_cast<int>(bytes.size());
+}
+
+bool isBlank(const Bytes& bytes) {
+    return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == blank; });
+}
+
+Bytes imageOf(const EnvironmentTexts& texts, uint32_t size) {
+    Bytes image(size, 0);
+    std::memcpy(image.data() + textsOffset, texts.bytes().data(), texts.bytes().size());
+    uint32_t const crc = crcOf(image);
+    for (std::size_t i = 0; i < flagOffset; ++i) {
+        image[i] = static_cast<uint8_t>(crc >> (8 * i));
+    }
+    image[flagOffset] = active;
+    return image;
+}
+
+Copy readCopy(const Layout& layout, const Place& place) {
+    Copy copy;
+    Bytes blocks(place.blocksEnd - place.blocksStart);
+    if (!readExactly(place.blocksStart, blocks)) {
+        return copy;
+    }
+    copy.isReadable = true;
+    copy.isBlank = isBlank(blocks);
+    auto const start = blocks.begin() + (place.offset - place.blocksStart);
+    Bytes const image(start, start + layout.size);
+    std::fill(start, start + layout.size, blank);
+    copy.isValid = crcOf(image) == storedCrc(image);
+    copy.isErasable = copy.isBlank || (copy.isValid && isBlank(blocks));
+    if (copy.isValid) {
+        copy.flag = image[flagOffset];
+        const char* const texts = reinterpret_cast<const char*>(image.data()) + textsOffset;
+        copy.texts = EnvironmentTexts({texts, image.size() - textsOffset});
+    }
+    return copy;
+}
+
+using Copies = std::array<Copy, 2>;
+
+Copies readCopies(const Layout& layout) {
+    return {readCopy(layout, layout.places[0]), readCopy(layout, layout.places[1])};
+}
+
+// The copy that counts, or -1. Tools that take the flag for a counter (they do where the flash is
+// a file) set it one higher than the other copy's: the one that is ahead counts, which between 1
+// and 0 is the active one.
+int activeOf(const Copies& copies) {
+    constexpr uint8_t half = 128;
+    if (!copies[0].isValid || !copies[1].isValid) {
+        return copies[0].isValid ? 0 : copies[1].isValid ? 1 : -1;
+    }
+    auto const ahead = static_cast<uint8_t>(copies[1].flag - copies[0].flag);
+    return ahead > 0 && ahead < half ? 1 : 0;
+}
+
+// --- Saving.
+
+// The lock of the standard tools, held until the end of the scope.
+class SaveLock {
+  public:
+    SaveLock() : fd_(::open(lockPath, O_WRONLY | O_CREAT | O_CLOEXEC, 0666)) {
+        isHeld_ = fd_ >= 0 && ::flock(fd_, LOCK_EX) == 0;
+    }
+    SaveLock(const SaveLock&) = delete;
+    SaveLock& operator=(const SaveLock&) = delete;
+    ~SaveLock() { ::close(fd_); }
+    [[nodiscard]] bool isHeld() const { return isHeld_; }
+
+  private:
+    int fd_;
+    bool isHeld_ = false;
+};
+
+// True when an earlier save had begun to erase these blocks.
+bool wasErasing(const Place& place) {
+    std::array<char, 16> text{};
+    unsigned start = 0;
+    return vxplatform::readFile(erasingPath, text.data(), text.size() - 1) > 0 &&
+           std::sscanf(text.data(), "%x", &start) == 1 && start == place.blocksStart;
+}
+
+// Without its volume there is no note, and a cut leaves a block that no save will erase.
+void noteErasing(const Place& place) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%08x\n", place.blocksStart);
+    (void)vxplatform::replaceFile(erasingPath, text.data(), std::strlen(text.data()));
+}
+
+// Erases, programs and reads back. 0 or -1.
+int writeCopy(const Place& place, const Bytes& image) {
+    Bytes written(image.size());
+    if (vhnor_erase(place.blocksStart, place.blocksEnd - place.blocksStart) != 0) {
+        return failed("cannot erase the block at 0x%x", place.blocksStart);
+    }
+    if (vhnor_program(place.offset, image.data(), static_cast<uint32_t>(image.size())) !=
+        static_cast<int>(image.size())) {
+        return failed("cannot program the copy at 0x%x", place.offset);
+    }
+    if (!readExactly(place.offset, written) || written != image) {
+        return failed("the copy at 0x%x is not what was programmed", place.offset);
+    }
+    return 0;
+}
+
+// Puts `texts` into the copy that does not count, which then is the one that counts.
+int replaceCopy(const Layout& layout, const Copies& copies, int current,
+                const EnvironmentTexts& texts) {
+    // Where neither counts the first blank one is taken.
+    std::size_t const target = current >= 0 ? 1 - static_cast<std::size_t>(current)
+                                            : static_cast<std::size_t>(!copies[0].isBlank);
+    Place const& place = layout.places[target];
+    if (!copies[target].isErasable && !wasErasing(place)) {
+        return failed("the block at 0x%x holds something else and is not erased",
+                      place.blocksStart);
+    }
+    noteErasing(place);
+    if (writeCopy(place, imageOf(texts, layout.size)) != 0) {
+        return -1;
+    }
+    if (current >= 0) {
+        uint32_t const flag = layout.places[static_cast<std::size_t>(current)].offset + flagOffset;
+        if (vhnor_program(flag, &obsolete, sizeof obsolete) != sizeof obsolete) {
+            return failed("cannot mark the old copy at 0x%x",
+                          layout.places[static_cast<std::size_t>(current)].offset);
+        }
+    }
+    (void)vxplatform::removeFile(erasingPath);
+    return 0;
+}
+
+bool fits(const EnvironmentTexts& texts, const Layout& layout) {
+    return texts.bytes().size() + 1 <= layout.size - textsOffset;
 }
 
 } // namespace
 
-int vornhal_init_env(int /*norStatus*/) {
-    std::memset(environment, 0, sizeof environment);
-    return vxplatform::readFile(environmentPath, environment, sizeof environment - 1) < 0 ? -1 : 0;
+int vornhal_init_env(int norStatus) {
+    environment = {};
+    if (norStatus != 0) {
+        return -1;
+    }
+    if (!findLayout(environment.layout)) {
+        return failed("no place for two copies in this flash (%s)", configPath);
+    }
+    Copies const copies = readCopies(environment.layout);
+    int const current = activeOf(copies);
+    if (current < 0 && !copies[0].isBlank && !copies[1].isBlank) {
+        return failed("no copy can be read, or both are damaged");
+    }
+    environment.isLoaded = true;
+    if (current >= 0) {
+        environment.texts = copies[static_cast<std::size_t>(current)].texts;
+    }
+    return 0;
 }
 
 int vornhal_getenv(const char* name, char* value, int size) {
     if (size < 1) {
         return 0;
     }
-    *value = '\0';
-    const char* const line = findLine(name);
-    if (line == nullptr) {
-        return 0;
-    }
-    const char* const text = line + std::strlen(name) + 1;
-    std::size_t const length = std::strcspn(text, "\n");
-    std::size_t const copied = std::min(length, static_cast<std::size_t>(size) - 1);
-    std::memcpy(value, text, copied);
-    value[copied] = '\0';
-    return static_cast<int>(length);
+    const char* const text = environment.texts.find(name);
+    std::snprintf(value, static_cast<std::size_t>(size), "%s", text != nullptr ? text : "");
+    return text != nullptr ? static_cast<int>(std::strlen(text)) : 0;
 }
 
 int vornhal_setenv(const char* name, const char* value) {
-    if (!isValid(name, value)) {
+    if (!environment.isLoaded || *name == '\0' || std::strchr(name, '=') != nullptr) {
         return -1;
     }
-    std::size_t const used = std::strlen(environment);
-    std::size_t const added = std::strlen(name) + std::strlen(value) + 2;
-    if (used + added >= sizeof environment) {
-        return -1; // also where the old value's room would do: the old value is not given up
+    EnvironmentTexts change;
+    change.set(name, value);
+    EnvironmentTexts texts = environment.texts;
+    texts.apply(change);
+    if (!fits(texts, environment.layout)) {
+        return -1;
     }
-    if (char* const line = findLine(name); line != nullptr) {
-        removeLine(line);
-    }
-    std::size_t const end = std::strlen(environment);
-    std::snprintf(environment + end, sizeof environment - end, "%s=%s\n", name, value);
+    environment.texts = texts;
+    environment.changes.set(name, value);
     return 0;
 }
 
 int vornhal_saveenv(void) {
-    return vxplatform::replaceFile(environmentPath, environment, std::strlen(environment));
+    if (!environment.isLoaded) {
+        return failed("no environment is loaded");
+    }
+    SaveLock const lock;
+    if (!lock.isHeld()) {
+        return failed("cannot lock %s", lockPath);
+    }
+    Layout const& layout = environment.layout;
+    Copies const copies = readCopies(layout);
+    // An unreadable copy may be the one that counts, and must not become obsolete.
+    if (!copies[0].isReadable || !copies[1].isReadable) {
+        return failed("a copy cannot be read");
+    }
+    int const current = activeOf(copies);
+    EnvironmentTexts const saved =
+        current >= 0 ? copies[static_cast<std::size_t>(current)].texts : EnvironmentTexts();
+    EnvironmentTexts texts = saved;
+    texts.apply(environment.changes);
+    if (!fits(texts, layout)) {
+        return failed("the texts do not fit into %u bytes", layout.size);
+    }
+    if (texts != saved && replaceCopy(layout, copies, current, texts) != 0) {
+        return -1;
+    }
+    environment.texts = texts;
+    environment.changes = {};
+    return 0;
 }

@@ -63,4 +63,8 @@ int readFile(const char* path, void* data, std::size_t size) {
     return static_cast<int>(count);
 }
 
+int removeFile(const char* path) {
+    return ::unlink(path) == 0 ? syncFolderOf(path) : -1;
+}
+
 } // namespace vxplatform

@@ -16,4 +16,7 @@ namespace vxplatform {
 // Reads up to `size` bytes; the count, or -1 where the file cannot be read.
 [[nodiscard]] int readFile(const char* path, void* data, std::size_t size);
 
+// Removes the file, durably. 0 or -1.
+int removeFile(const char* path);
+
 } // namespace vxplatform

@@ -1,4 +1,5 @@
 // Device nodes and the general-purpose device, in a /dev of the test's own.
+#include "tests/devices.h"
 #include "tests/system_calls.h"
 
 #include <vxblade/hw.h>
@@ -19,9 +20,10 @@
 
 namespace {
 
-class Devices : public testing::Test {
+class Devices : public DeviceTest {
   protected:
     void SetUp() override {
+        DeviceTest::SetUp();
         std::ofstream(listing_) << "early 5 vxgpdev\n"
                                    "Character devices:\n"
                                    "  1 mem\n"
@@ -37,13 +39,13 @@ class Devices : public testing::Test {
                          << std::strerror(errno);
         }
         mounted_ = true;
-        gpDevHandle = -1;
     }
 
     void TearDown() override {
         if (mounted_) {
             ::umount("/proc/devices");
         }
+        DeviceTest::TearDown();
         ::unlink(node_.c_str());
     }
 
@@ -136,29 +138,11 @@ TEST_F(Devices, GivesUpAfterTwoMinutes) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
     EXPECT_EQ(systemCalls.sleeps, 121);
     EXPECT_EQ(gpDevHandle, -1);
-    ::umount("/dev/vxgpdev");
-    ::rename("/dev/vxgpdev", "/dev/vxgpdev.away");
+    control("fail vxgpdev open EIO 122");
     testing::internal::CaptureStdout();
     EXPECT_EQ(initGpDevice(), -1);
     EXPECT_TRUE(testing::internal::GetCapturedStdout().ends_with(
         "initGpDevice: Open failed 0 = vxgpdev\n"));
-    ::rename("/dev/vxgpdev.away", "/dev/vxgpdev");
-}
-
-TEST_F(Devices, NorFlashOpensOnce) {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(vhnor_init(), 0);
-    int const fd = vhnor_drv;
-    EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC);
-    EXPECT_EQ(::fcntl(fd, F_GETFL) & O_SYNC, O_SYNC);
-    EXPECT_EQ(vhnor_init(), 0);
-    EXPECT_EQ(vhnor_drv, fd);
-    std::string const errors = testing::internal::GetCapturedStderr();
-    EXPECT_NE(errors.find("driver already initialized. Returning. /dev/mtd0\n"), std::string::npos);
-    testing::internal::GetCapturedStdout();
-    ::close(fd);
-    vhnor_drv = -1;
 }
 
 } // namespace

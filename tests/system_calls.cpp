@@ -1,10 +1,12 @@
 #include "tests/system_calls.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
 #include <linux/limits.h>
+#include <semaphore.h>
 #include <unistd.h>
 
 SystemCalls systemCalls;
@@ -42,6 +44,7 @@ ssize_t __real_write(int fd, const void* data, size_t size);
 int __real_fsync(int fd);
 int __real_rename(const char* from, const char* to);
 int __real_unlink(const char* path);
+int __real_sem_wait(sem_t* semaphore);
 int __real_system(const char* command);
 int __real_vxpmgr_create_mirror_paths(uint32_t a, uint32_t b, uint32_t c, uint32_t d);
 int __real_XBMGT_SetClusterCachedLun(void* lun);
@@ -88,6 +91,15 @@ int __wrap_system(const char* command) {
         ::_exit(0);
     }
     return __real_system(command);
+}
+
+int __wrap_sem_wait(sem_t* semaphore) {
+    if (systemCalls.semaphoreFailures > 0) {
+        --systemCalls.semaphoreFailures;
+        errno = EINTR;
+        return -1;
+    }
+    return __real_sem_wait(semaphore);
 }
 
 unsigned __wrap_sleep(unsigned seconds) {

@@ -14,6 +14,7 @@ struct SystemCalls {
     std::function<int(const std::string&)> runner;  // instead of VX_systemWrapper, where set
     std::vector<std::vector<unsigned char>> pushed; // records handed to the bridge application
     unsigned slept = 0;                             // what an interrupted sleep leaves
+    int semaphoreFailures = 0;                      // waits that a signal interrupts
     int sleeps = 0;                                 // seconds that were asked for and not slept
 };
 extern SystemCalls systemCalls;
