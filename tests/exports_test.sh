@@ -1,17 +1,30 @@
 #!/usr/bin/env bash
 # Every name that a public header declares is exported by the shared libraries and used by a test,
-# and nothing of the product's inside is exported.
-# usage: exports_test.sh SOURCE LIBRARY...
+# every request to the drivers is such a name, and nothing of the product's inside is exported.
+# usage: exports_test.sh SOURCE LIBRARY... -- OBJECT...     (the tests' object files)
 set -u
-source=$1
+source=$1 libraries=()
 shift
-declared=$(grep -hv '^#' "$source"/include/vxblade/*.h | tr '\n' ' ' | grep -oE 'VXBLADE_API [^;]*;' |
-  sed -E 's/\(.*//; s/\[.*//; s/ *;.*//; s/.*[ *]//' | sort -u)
-exported=$(nm -D --defined-only "$@" | awk 'NF == 3 {print $3}' | sort -u)
-used=$(grep -hoE '[A-Za-z_][A-Za-z0-9_]*' "$source"/tests/*.cpp "$source"/tests/*.c | sort -u)
+while [ "$1" != -- ]; do
+  libraries+=("$1")
+  shift
+done
+shift
+headers=("$source"/include/vxblade/*.h)
+# Declarations come out of macros too, so they are looked for behind the preprocessor.
+declared=$(printf '#include <vxblade/%s>\n' "${headers[@]##*/}" |
+  "${CC:-cc}" -I "$source/include" -x c -E -P - | tr '\n' ' ' |
+  grep -oE '__attribute__\(\(visibility\("default"\)\)\) [^;]*;' | sed 's/^[^ ]* //' |
+  sed -E 's/\(.*//; s/\[.*//; s/[ ;]*$//; s/.*[ *]//' | sort -u)
+requests=$(sed -nE 's/^ *(PASS|TYPED|PUT|REQUIRE|OWN)\( *(\w+),.*/XBMGT_\2/p' \
+  "$source/include/vxblade/brapp_requests.h" | sort -u)
+exported=$(nm -D --defined-only "${libraries[@]}" | awk 'NF == 3 {print $3}' | sort -u)
+used=$(nm --undefined-only "$@" | awk 'NF == 2 {sub(/^__real_/, "", $2); print $2}' | sort -u)
 missing=$(comm -23 <(echo "$declared") <(echo "$exported"))
 extra=$(comm -13 <(echo "$declared") <(echo "$exported") | grep -v '^_ZSt\|^_ZNSt\|^_init$\|^_fini$')
 unused=$(comm -23 <(echo "$declared") <(echo "$used"))
+lost=$(comm -23 <(echo "$requests") <(echo "$declared"))
 echo "declared: $(echo "$declared" | wc -l)" "missing: ${missing:-none}" "undeclared: ${extra:-none}" \
-  "not used by a test: ${unused:-none}"
-[ "$(echo "$declared" | wc -l)" -gt 150 ] && [ -z "$missing$extra$unused" ]
+  "not used by a test: ${unused:-none}" "requests: $(echo "$requests" | wc -l)" "lost: ${lost:-none}"
+[ "$(echo "$declared" | wc -l)" -gt 300 ] && [ "$(echo "$requests" | wc -l)" -eq 129 ] &&
+  [ -z "$missing$extra$unused$lost" ]
