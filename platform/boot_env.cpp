@@ -21,6 +21,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <syslog.h>
 #include <unistd.h>
 
 namespace {
@@ -80,6 +81,9 @@ Environment environment;
     std::vsnprintf(message.data(), message.size(), format, values);
     va_end(values);
     std::fprintf(stderr, "boot_env: %s\n", message.data());
+    ::openlog("boot_env", LOG_PID | LOG_NDELAY, LOG_USER);
+    ::syslog(LOG_ERR, "%s", message.data());
+    ::closelog();
     return -1;
 }
 

@@ -218,6 +218,7 @@ TEST_F(BootEnv, NothingElseIsErased) {
         EXPECT_EQ(seen.errors,
                   "boot_env: the block at 0x3f0000 holds something else and is not erased\n");
         EXPECT_EQ(flash(c.offset, c.bytes.size()), c.bytes);
+        EXPECT_NE(logged().find("boot_env["), std::string::npos);
     }
 }
 

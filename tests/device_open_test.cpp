@@ -3,6 +3,7 @@
 #include "tests/system_calls.h"
 
 #include <vxblade/hw.h>
+#include <vxblade/nor.h>
 
 #include <gtest/gtest.h>
 
@@ -143,6 +144,15 @@ TEST_F(Devices, GivesUpAfterTwoMinutes) {
     EXPECT_EQ(initGpDevice(), -1);
     EXPECT_TRUE(testing::internal::GetCapturedStdout().ends_with(
         "initGpDevice: Open failed 0 = vxgpdev\n"));
+}
+
+TEST_F(Devices, FlashOpensWithoutItsNumber) {
+    Seen const seen = see([] { return vhnor_init(); });
+    EXPECT_EQ(seen.result, 0);
+    EXPECT_EQ(seen.output, "Mismatch on map_driver, trying to remove node: /dev/mtd0\n");
+    EXPECT_TRUE(
+        seen.errors.starts_with("vhnor_api: vhnor_init: map_driver() Failed mtd /dev/mtd0\n"));
+    EXPECT_NE(logged().find(": map_driver() Failed mtd /dev/mtd0"), std::string::npos);
 }
 
 } // namespace

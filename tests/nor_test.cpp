@@ -20,7 +20,14 @@ class Nor : public DeviceTest {
         if (vhnor_drv >= 0) {
             ::close(std::exchange(vhnor_drv, -1));
         }
-        return see([] { return vhnor_init(); });
+        Seen seen = see([] { return vhnor_init(); });
+        // Said first where device nodes cannot have a number.
+        if (std::string const unmapped =
+                "vhnor_api: vhnor_init: map_driver() Failed mtd /dev/mtd0\n";
+            getMajor("mtd", DEVICE_CHARACTER) == 0 && seen.errors.starts_with(unmapped)) {
+            seen.errors.erase(0, unmapped.size());
+        }
+        return seen;
     }
 };
 
@@ -88,8 +95,8 @@ TEST_F(Nor, OpensOnce) {
     Seen const again = see([] { return vhnor_init(); });
     EXPECT_EQ(again.result, 0);
     EXPECT_EQ(again.trace, "");
-    EXPECT_EQ(again.errors,
-              "vhnor_api: vhnor_init: driver already initialized. Returning. /dev/mtd0\n");
+    EXPECT_TRUE(again.errors.ends_with(
+        "vhnor_api: vhnor_init: driver already initialized. Returning. /dev/mtd0\n"));
     EXPECT_EQ(vhnor_drv, fd);
     Seen const none = init("fail mtd0 open ENODEV");
     EXPECT_EQ(none.result, -1);

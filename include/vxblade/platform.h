@@ -65,8 +65,8 @@ VXBLADE_API int vornhal_setenv(const char* name, const char* value);
 /*
  * Makes what was set since the last load or save durable, on top of what other programs saved
  * meanwhile. Writes nothing where nothing changes. 0, or -1: the flash then holds the old or
- * the new environment whole, and what was set waits for the next save. Never erases a block that holds anything
- * but an environment.
+ * the new environment whole, and what was set waits for the next save. Never erases a block that
+ * holds anything but an environment.
  */
 VXBLADE_API int vornhal_saveenv(void);
 
