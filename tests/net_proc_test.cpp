@@ -205,6 +205,7 @@ TEST_F(ProcNet, Gateway6) {
         {route6("fd00::2", "80000003") + good, "eth0", "fd00::1"},
         {route6("fd00::2", "7fffffff") + good, "eth0", "fd00::2"},
         {route6("fd00::2", "00000003", "eth1") + good, "eth0", "fd00::1"},
+        {route6("fd00::2", "00000003", "eightlet"), "eightlet", "fd00::2"},
         {route6("fd00::2", "00200200"), "eth0", "::"},
         {route6("fd00::2", "00000003", ""), "", "::"},
         {good, nullptr, "::"},
