@@ -166,7 +166,7 @@ TEST_F(Network, Gateway) {
         uint32_t gateway;
     } const cases[] = {
         {"route add 10.2.0.0/16 dev eth0", 0},
-        {"route add unreachable 10.3.0.0/16", 0},
+        {"route replace unreachable 10.3.0.0/16", 0},
         {"route add 10.4.0.0/16 via 192.168.1.7", 0xC0A80107}, // not the default one
         {"route add default via 192.168.1.1 metric 4294967295", 0xC0A80101},
         {"route flush dev eth0", 0},
@@ -215,7 +215,7 @@ TEST_F(Network6, Gateway) {
         const char* change;
         const char* gateway;
     } const cases[] = {
-        {"route add unreachable 2001:db8:6::/48", "::"},
+        {"route replace unreachable 2001:db8:6::/48", "::"},
         {"route add 2001:db8:7::/48 via fd00::7 dev eth0", "fd00::7"}, // not the default one
         {"route del 2001:db8:7::/48", "::"},
         {"route add ::/0 via fd00::1 dev eth0", "fd00::1"},
