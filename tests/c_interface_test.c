@@ -3,6 +3,7 @@
 #include <vxblade/common.h>
 #include <vxblade/hw.h>
 #include <vxblade/mirror_sync.h>
+#include <vxblade/net.h>
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>

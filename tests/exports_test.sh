@@ -11,15 +11,23 @@ while [ "$1" != -- ]; do
 done
 shift
 headers=("$source"/include/vxblade/*.h)
+# A class stands for all the mangled names of its members and tables.
+classes=$(grep -hoE '^class VXBLADE_API \w+' "${headers[@]}" | awk '{print $3}')
+members=
+for class in $classes; do
+  members+="s/^_Z(T[VIS]|NK?)${#class}$class.*/$class/;"
+done
 # Declarations come out of macros too, so they are looked for behind the preprocessor.
-declared=$(printf '#include <vxblade/%s>\n' "${headers[@]##*/}" |
+declared=$({ echo "$classes"; printf '#include <vxblade/%s>\n' "${headers[@]##*/}" |
   "${CC:-cc}" -I "$source/include" -x c -E -P - | tr '\n' ' ' |
   grep -oE '__attribute__\(\(visibility\("default"\)\)\) [^;]*;' | sed 's/^[^ ]* //' |
-  sed -E 's/\(.*//; s/\[.*//; s/[ ;]*$//; s/.*[ *]//' | sort -u)
+  sed -E 's/\(.*//; s/\[.*//; s/[ ;]*$//; s/.*[ *]//'; } | sort -u)
 requests=$(sed -nE 's/^ *(PASS|TYPED|PUT|REQUIRE|OWN)\( *(\w+),.*/XBMGT_\2/p' \
   "$source/include/vxblade/brapp_requests.h" | sort -u)
-exported=$(nm -D --defined-only "${libraries[@]}" | awk 'NF == 3 {print $3}' | sort -u)
-used=$(nm --undefined-only "$@" | awk 'NF == 2 {sub(/^__real_/, "", $2); print $2}' | sort -u)
+exported=$(nm -D --defined-only "${libraries[@]}" | awk 'NF == 3 {print $3}' |
+  sed -E "$members" | sort -u)
+used=$(nm --undefined-only "$@" | awk 'NF == 2 {sub(/^__real_/, "", $2); print $2}' |
+  sed -E "$members" | sort -u)
 missing=$(comm -23 <(echo "$declared") <(echo "$exported"))
 extra=$(comm -13 <(echo "$declared") <(echo "$exported") | grep -v '^_ZSt\|^_ZNSt\|^_init$\|^_fini$')
 unused=$(comm -23 <(echo "$declared") <(echo "$used"))

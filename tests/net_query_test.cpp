@@ -1,0 +1,234 @@
+// The queries on interfaces, addresses and routes of a real kernel.
+#include "tests/net_support.h"
+
+#include <vxblade/net.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+
+#include <fcntl.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+// Runs commands of the program `ip`, one a line.
+bool ip(const std::string& commands) {
+    return std::system(("ip -batch - <<'END'\n" + commands + "\nEND").c_str()) == 0;
+}
+
+// A pair of interfaces; eth0 has one IPv4 address and no gateway.
+class Network : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(ip("link del eth0\n"
+                       "link add eth0 index 77 address 02:00:00:fe:80:0a mtu 1400 type veth "
+                       "peer name peer0 index 78\n"
+                       "link set eth0 addrgenmode none\n"
+                       "link set peer0 up addrgenmode none\n"
+                       "link set eth0 up\n"
+                       "addr add 192.168.1.5 peer 192.168.1.9/24 dev eth0"));
+    }
+};
+
+class Network6 : public Network {
+  protected:
+    void SetUp() override {
+        Network::SetUp();
+        if (!HasFatalFailure() && !ip("addr add fd00::5/64 dev eth0 nodad")) {
+            GTEST_SKIP() << "SKIPPED: net_test: Network6: this kernel has no IPv6";
+        }
+    }
+};
+
+TEST_F(Network, Properties) {
+    VXNetIoctl* handle = nullptr;
+    std::string const started = "StartedOpened socked ";
+    std::string const printed = captured([&] { handle = VXNetIoctlGetHnd(); });
+    ASSERT_EQ(printed.find(started), 0U);
+    int const fd = std::stoi(printed.substr(started.size()));
+    EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC);
+    struct ifreq block;
+    struct {
+        const char* ifname;
+        int status;
+        int mtu;
+    } const cases[] = {{"eth0", 0, 1400}, {"none", -1, -1}, {"more-than-sixteen", -1, -1}};
+    for (auto const& c : cases) {
+        std::memset(&block, 0xFF, sizeof block);
+        EXPECT_EQ(VXNetIoctlGetNetProperty(handle, c.ifname, SIOCGIFMTU, &block), c.status);
+        char name[IFNAMSIZ] = {};
+        std::memcpy(name, c.ifname, std::min<std::size_t>(std::strlen(c.ifname), IFNAMSIZ));
+        EXPECT_EQ(std::memcmp(block.ifr_name, name, IFNAMSIZ), 0) << c.ifname;
+        EXPECT_EQ(block.ifr_mtu, c.mtu);
+    }
+    struct ifreq const before = block;
+    errno = 0;
+    EXPECT_EQ(VXNetIoctlGetNetProperty(nullptr, "eth0", SIOCGIFMTU, &block), -1);
+    EXPECT_EQ(VXNetIoctlGetNetProperty(handle, nullptr, SIOCGIFMTU, &block), -1);
+    EXPECT_EQ(VXNetIoctlGetNetProperty(handle, "eth0", SIOCGIFMTU, nullptr), -1);
+    EXPECT_EQ(errno, 0) << "no request was issued";
+    EXPECT_EQ(std::memcmp(&block, &before, sizeof block), 0);
+    VXNetIoctlDestroyHnd(handle);
+    EXPECT_EQ(::fcntl(fd, F_GETFD), -1) << "closed";
+    VXNetIoctlDestroyHnd(nullptr);
+}
+
+TEST_F(Network, DestructorIsVirtual) {
+    static bool destroyed = false;
+    struct Derived : VXNetIoctl {
+        ~Derived() override { destroyed = true; }
+    };
+    captured([] { VXNetIoctlDestroyHnd(new Derived); });
+    EXPECT_TRUE(destroyed);
+}
+
+TEST_F(Network, NoSocket) {
+    struct rlimit limit;
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    struct rlimit const none = {0, limit.rlim_max};
+    struct ifreq block {};
+    EXPECT_EQ(captured([&] {
+                  ::setrlimit(RLIMIT_NOFILE, &none);
+                  VXNetIoctl const broken;
+                  errno = 0;
+                  EXPECT_EQ(broken.getNetProperty("eth0", SIOCGIFMTU, &block), -1);
+                  EXPECT_EQ(errno, 0) << "no request was issued";
+                  ::setrlimit(RLIMIT_NOFILE, &limit);
+              }),
+              "StartedOpened socked -1");
+}
+
+std::string flagLines(unsigned flags) {
+    std::string text = "Flags for iface:";
+    auto const add = [&](const char* name, unsigned bit) {
+        text += std::string(name) + ((flags & bit) != 0 ? ": 1\n" : ": 0\n");
+    };
+    add("IFF_UP", 0x1);
+    add("IFF_BROADCAST", 0x2);
+    add("IFF_DEBUG", 0x4);
+    add("IFF_LOOPBACK", 0x8);
+    add("IFF_POINTOPOINT", 0x10);
+    add("IFF_RUNNING", 0x40);
+    add("IFF_NOARP", 0x80);
+    add("IFF_PROMISC", 0x100);
+    add("IFF_NOTRAILERS", 0x20);
+    add("IFF_ALLMULTI", 0x200);
+    add("IFF_MASTER", 0x400);
+    add("IFF_SLAVE", 0x800);
+    add("IFF_MULTICAST", 0x1000);
+    add("IFF_PORTSEL", 0x2000);
+    add("IFF_AUTOMEDIA", 0x4000);
+    return text;
+}
+
+// What printInterfaceInfo prints behind the socket's number.
+std::string infoOf(const char* ifname) {
+    std::string const text = captured([&] { printInterfaceInfo(ifname); });
+    std::string const started = "StartedOpened socked ";
+    EXPECT_EQ(text.find(started), 0U);
+    std::size_t const end = text.find_first_not_of("0123456789", started.size());
+    return text.substr(std::min(end, text.size()));
+}
+
+TEST_F(Network, InterfaceInfo) {
+    std::string const expected = "MTU for eth0 is 1400\n"
+                                 "HW Addr for eth0 is:\n02 00 00 fe 80 0a \n"
+                                 "Ip Addr for eth0 is: 192.168.1.5\n"
+                                 "Netmask for eth0 is: 255.255.255.0\n"
+                                 "Dest for eth0 is: 192.168.1.9\n";
+    VXNetIoctl* handle = nullptr;
+    captured([&] { handle = VXNetIoctlGetHnd(); });
+    for (unsigned const flag : {0x4U, 0x20U, 0x80U, 0x100U, 0x200U, 0x1000U, 0x2000U, 0x4000U}) {
+        struct ifreq block {};
+        block.ifr_flags = static_cast<short>(0x1 | flag);
+        ASSERT_EQ(VXNetIoctlGetNetProperty(handle, "eth0", SIOCSIFFLAGS, &block), 0);
+        std::string const text = infoOf("eth0");
+        // Whether the link runs already is the kernel's affair.
+        unsigned const running = text.find("IFF_RUNNING: 1") != std::string::npos ? 0x40 : 0;
+        EXPECT_EQ(text, "Index for eth0 is 77\n" + flagLines(0x3 | flag | running) + expected);
+    }
+    VXNetIoctlDestroyHnd(handle);
+    EXPECT_NE(infoOf("lo").find(flagLines(0x49)), std::string::npos);
+    ASSERT_TRUE(ip("route add default via 192.168.1.1"));
+    EXPECT_TRUE(infoOf("eth0").ends_with(expected + "Found default gw: 192.168.1.1\n"));
+    EXPECT_EQ(infoOf("none"), "");
+    EXPECT_EQ(infoOf(nullptr), "");
+}
+
+TEST_F(Network, Gateway) {
+    struct {
+        const char* change;
+        uint32_t gateway;
+    } const cases[] = {
+        {"route add 10.2.0.0/16 dev eth0", 0},
+        {"route replace unreachable 10.3.0.0/16", 0},
+        {"route add 10.4.0.0/16 via 192.168.1.7", 0xC0A80107}, // not the default one
+        {"route add default via 192.168.1.1 metric 4294967295", 0xC0A80101},
+        {"route flush dev eth0", 0},
+    };
+    for (auto const& c : cases) {
+        ASSERT_TRUE(ip(c.change));
+        EXPECT_EQ(VXNetGetGateway("eth0"), c.gateway) << c.change;
+        EXPECT_EQ(VXNetGetGateway("peer0"), 0U);
+    }
+}
+
+// The kernel lists addresses in an order of its own.
+TEST_F(Network6, Addresses) {
+    ASSERT_TRUE(ip("addr add fe80::7/64 dev eth0 nodad\n"
+                   "addr add 2001:db8::1/64 dev eth0 nodad\n"
+                   "addr add fd00::9/65 dev peer0 nodad"));
+    std::set<Address6> globals = {address6("fd00::5"), address6("2001:db8::1")};
+    std::set<Address6> linkLocals = {address6("fe80::7")};
+    for (std::string const printed : {"", "VXNetGetActualIpv6Data: Too many ipv6 addresses!\n"}) {
+        struct {
+            uint8_t head[26];
+            Address6 global[2];
+            Address6 linkLocal;
+        } record{};
+        EXPECT_EQ(captured([&] { EXPECT_EQ(VXNetGetActualIpv6Data(&record), 0); }), printed);
+        EXPECT_NE(record.global[0], record.global[1]);
+        EXPECT_TRUE(globals.contains(record.global[0]) && globals.contains(record.global[1]));
+        EXPECT_TRUE(linkLocals.contains(record.linkLocal));
+        ASSERT_TRUE(!printed.empty() || ip("addr add fd00::6/64 dev eth0 nodad\n"
+                                           "addr add fe80::8/64 dev eth0 nodad"));
+        globals.insert(address6("fd00::6"));
+        linkLocals.insert(address6("fe80::8"));
+    }
+    int const fd = open_ipv6_interface_file();
+    VXNetInterfaceParams params;
+    ASSERT_EQ(read_next_interface_params(fd, "peer0", &params), 0);
+    EXPECT_EQ(std::memcmp(params.address, address6("fd00::9").data(), sizeof params.address), 0);
+    EXPECT_EQ(params.index, ::if_nametoindex("peer0"));
+    EXPECT_TRUE(params.prefixLength == 65 && params.scope == 0);
+    EXPECT_EQ(params.flags, 0x82U) << "permanent, no duplicate detection";
+    close_ipv6_interface_file(fd);
+}
+
+TEST_F(Network6, Gateway) {
+    struct {
+        const char* change;
+        const char* gateway;
+    } const cases[] = {
+        {"route replace unreachable 2001:db8:6::/48", "::"},
+        {"route add 2001:db8:7::/48 via fd00::7 dev eth0", "fd00::7"}, // not the default one
+        {"route del 2001:db8:7::/48", "::"},
+        {"route add ::/0 via fd00::1 dev eth0", "fd00::1"},
+    };
+    for (auto const& c : cases) {
+        ASSERT_TRUE(ip(c.change));
+        Address6 gateway;
+        gateway.fill(0xEE);
+        EXPECT_EQ(VXNetGetGateway6("eth0", gateway.data()), 0);
+        EXPECT_EQ(gateway, address6(c.gateway)) << c.change;
+        EXPECT_EQ(VXNetGetGateway6("lo", gateway.data()), 0);
+        EXPECT_EQ(gateway, address6("::")) << c.change;
+    }
+}
+
+} // namespace
