@@ -46,8 +46,7 @@ VXBLADE_API int XBMGT_CloseBridgeApp(int fd);
  *   GetBladeSlotPostition    the driver stores the slot's number
  *   GetInterfaceLinkStatus   the driver stores the status of the link to the peer blade
  */
-#define VXBLADE_DECLARE(operation, device, group, number, size, ...)                               \
-    VXBLADE_API int XBMGT_##operation(void* record);
+#define VXBLADE_DECLARE(operation, ...) VXBLADE_API int XBMGT_##operation(void* record);
 /* NOLINTBEGIN(bugprone-macro-parentheses): the arguments name types */
 #define VXBLADE_DECLARE_TYPED(operation, device, group, number, size, type)                        \
     static_assert(sizeof(type) >= (size), "the driver writes past the record");                    \
@@ -63,9 +62,13 @@ VXBLADE_REQUESTS(VXBLADE_DECLARE, VXBLADE_DECLARE_TYPED, VXBLADE_DECLARE, VXBLAD
 
 /* Bytes of each operation's record. */
 enum XbmgtRecordSize {
-#define VXBLADE_SIZE(operation, device, group, number, size, ...) XBMGT_##operation##_SIZE = (size),
+/* Some rows end behind their size, and C wants an argument for every "...". */
+#define VXBLADE_FIRST(first, ...) first
+#define VXBLADE_SIZE(operation, device, group, number, ...)                                        \
+    XBMGT_##operation##_SIZE = VXBLADE_FIRST(__VA_ARGS__, 0),
     VXBLADE_REQUESTS(VXBLADE_SIZE, VXBLADE_SIZE, VXBLADE_SIZE, VXBLADE_SIZE, VXBLADE_SIZE)
 #undef VXBLADE_SIZE
+#undef VXBLADE_FIRST
 };
 static_assert(sizeof(PortParams) >= XBMGT_SetPortParams_SIZE, "the driver writes past the record");
 
