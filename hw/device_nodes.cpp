@@ -55,15 +55,15 @@ void say(const char* words, Values... values) {
 } // namespace
 
 int openDevice(const char* driverName, int& handle, const DeviceWords& words) {
+    if (handle >= 0) {
+        say(words.alreadyOpen, handle);
+        return handle;
+    }
     std::array<char, PATH_MAX> path{};
     if (std::snprintf(path.data(), path.size(), "/dev/%s", driverName) >=
         static_cast<int>(path.size())) {
         errno = ENAMETOOLONG;
         return 0;
-    }
-    if (handle >= 0) {
-        say(words.alreadyOpen, handle);
-        return handle;
     }
     int error = 0;
     for (int retries = 120;; --retries) {

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
@@ -33,7 +34,7 @@ constexpr const char* configPath = "/etc/fw_env.config";
 constexpr const char* flashNode = "/dev/mtd0";
 constexpr const char* lockPath = "/var/lock/fw_printenv.lock"; // of the standard tools
 // Names the block that a save is about to erase, so that the next save may finish what a power
-// cut left there.
+// cut left there: that block then is neither blank nor an environment, and still nobody else's.
 constexpr const char* erasingPath = "/mnt/nand0/boot_env.erasing";
 
 constexpr std::size_t flagOffset = 4; // behind the CRC
@@ -62,6 +63,7 @@ struct Copy {
     bool isBlank = false; // with all of its blocks
     bool isValid = false;
     bool isErasable = false; // nothing but an environment or blank bytes
+    bool wasCut = false;     // none of these, and left by a save that was cut
     uint8_t flag = blank;
     EnvironmentTexts texts;
 };
@@ -103,16 +105,19 @@ bool blockOf(uint32_t offset, uint32_t& start, uint32_t& size) {
     return false;
 }
 
+// An erase begins at a multiple of its block's size, which a block behind a region of smaller ones
+// need not lie at: there it would reach blocks that are not the environment's.
 bool placeAt(uint64_t offset, uint32_t size, Place& place) {
+    uint32_t firstSize = 0;
     uint32_t lastStart = 0;
-    uint32_t blockSize = 0;
+    uint32_t lastSize = 0;
     place.offset = static_cast<uint32_t>(offset);
-    if (offset + size > nor_info.size || !blockOf(place.offset, place.blocksStart, blockSize) ||
-        !blockOf(place.offset + size - 1, lastStart, blockSize)) {
+    if (offset + size > nor_info.size || !blockOf(place.offset, place.blocksStart, firstSize) ||
+        !blockOf(place.offset + size - 1, lastStart, lastSize)) {
         return false;
     }
-    place.blocksEnd = lastStart + blockSize;
-    return true;
+    place.blocksEnd = lastStart + lastSize;
+    return place.blocksStart % firstSize == 0;
 }
 
 bool isUsable(const Layout& layout) {
@@ -161,14 +166,18 @@ bool defaultLayout(Layout& layout) {
     return isUsable(layout);
 }
 
-bool findLayout(Layout& layout) {
+// 0 or -1, reported.
+int findLayout(Layout& layout) {
     FILE* const config = std::fopen(configPath, "re");
     if (config == nullptr) {
-        return defaultLayout(layout);
+        if (errno != ENOENT) { // the copies may lie elsewhere
+            return failed("cannot read %s", configPath);
+        }
+        return defaultLayout(layout) ? 0 : failed("no place for two copies in this flash");
     }
     bool const good = readLayout(config, layout);
     std::fclose(config);
-    return good;
+    return good ? 0 : failed("%s gives no two places for copies in %s", configPath, flashNode);
 }
 
 // --- The copies.
@@ -225,8 +234,36 @@ Copy readCopy(const Layout& layout, const Place& place) {
 
 using Copies = std::array<Copy, 2>;
 
+// What a save notes before it erases: the first of the blocks. 0 or -1.
+int noteErasing(const Place& place) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%08x\n", place.blocksStart);
+    return vxplatform::replaceFile(erasingPath, text.data(), std::strlen(text.data()));
+}
+
+bool isNoted(const Place& place) {
+    std::array<char, 16> text{};
+    unsigned start = 0;
+    return vxplatform::readFile(erasingPath, text.data(), text.size() - 1) > 0 &&
+           std::sscanf(text.data(), "%x", &start) == 1 && start == place.blocksStart;
+}
+
+// Both copies as they are, under the lock. A note of blocks that are whole again is removed: they
+// may hold something else one day.
 Copies readCopies(const Layout& layout) {
-    return {readCopy(layout, layout.places[0]), readCopy(layout, layout.places[1])};
+    Copies copies;
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        copies[i] = readCopy(layout, layout.places[i]);
+        if (!isNoted(layout.places[i])) {
+            continue;
+        }
+        if (copies[i].isErasable) {
+            (void)vxplatform::removeFile(erasingPath);
+        } else {
+            copies[i].wasCut = copies[i].isReadable;
+        }
+    }
+    return copies;
 }
 
 // The copy that counts, or -1. Tools that take the flag for a counter (they do where the flash is
@@ -244,35 +281,27 @@ int activeOf(const Copies& copies) {
 // --- Saving.
 
 // The lock of the standard tools, held until the end of the scope.
-class SaveLock {
+class ToolLock {
   public:
-    SaveLock() : fd_(::open(lockPath, O_WRONLY | O_CREAT | O_CLOEXEC, 0666)) {
-        isHeld_ = fd_ >= 0 && ::flock(fd_, LOCK_EX) == 0;
+    ToolLock() : fd_(::open(lockPath, O_WRONLY | O_CREAT | O_CLOEXEC, 0666)) {
+        int result = -1;
+        do {
+            result = ::flock(fd_, LOCK_EX);
+        } while (result != 0 && errno == EINTR);
+        isHeld_ = result == 0;
+        if (!isHeld_) {
+            failed("cannot lock %s", lockPath);
+        }
     }
-    SaveLock(const SaveLock&) = delete;
-    SaveLock& operator=(const SaveLock&) = delete;
-    ~SaveLock() { ::close(fd_); }
+    ToolLock(const ToolLock&) = delete;
+    ToolLock& operator=(const ToolLock&) = delete;
+    ~ToolLock() { ::close(fd_); }
     [[nodiscard]] bool isHeld() const { return isHeld_; }
 
   private:
     int fd_;
-    bool isHeld_ = false;
+    bool isHeld_;
 };
-
-// True when an earlier save had begun to erase these blocks.
-bool wasErasing(const Place& place) {
-    std::array<char, 16> text{};
-    unsigned start = 0;
-    return vxplatform::readFile(erasingPath, text.data(), text.size() - 1) > 0 &&
-           std::sscanf(text.data(), "%x", &start) == 1 && start == place.blocksStart;
-}
-
-// Without its volume there is no note, and a cut leaves a block that no save will erase.
-void noteErasing(const Place& place) {
-    std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "%08x\n", place.blocksStart);
-    (void)vxplatform::replaceFile(erasingPath, text.data(), std::strlen(text.data()));
-}
 
 // Erases, programs and reads back. 0 or -1.
 int writeCopy(const Place& place, const Bytes& image) {
@@ -290,18 +319,27 @@ int writeCopy(const Place& place, const Bytes& image) {
     return 0;
 }
 
+// The copy that a save replaces: the one that does not count; where none does, the one that a cut
+// left, so that there is never more than one of these, or else the first.
+std::size_t targetOf(const Copies& copies, int current) {
+    if (current >= 0) {
+        return 1 - static_cast<std::size_t>(current);
+    }
+    return copies[1].wasCut ? 1 : 0;
+}
+
 // Puts `texts` into the copy that does not count, which then is the one that counts.
 int replaceCopy(const Layout& layout, const Copies& copies, int current,
                 const EnvironmentTexts& texts) {
-    // Where neither counts the first blank one is taken.
-    std::size_t const target = current >= 0 ? 1 - static_cast<std::size_t>(current)
-                                            : static_cast<std::size_t>(!copies[0].isBlank);
+    std::size_t const target = targetOf(copies, current);
     Place const& place = layout.places[target];
-    if (!copies[target].isErasable && !wasErasing(place)) {
+    if (!copies[target].isErasable && !copies[target].wasCut) {
         return failed("the block at 0x%x holds something else and is not erased",
                       place.blocksStart);
     }
-    noteErasing(place);
+    if (noteErasing(place) != 0) {
+        return failed("cannot write %s", erasingPath);
+    }
     if (writeCopy(place, imageOf(texts, layout.size)) != 0) {
         return -1;
     }
@@ -324,16 +362,18 @@ bool fits(const EnvironmentTexts& texts, const Layout& layout) {
 
 int vornhal_init_env(int norStatus) {
     environment = {};
-    if (norStatus != 0) {
+    if (norStatus != 0 || findLayout(environment.layout) != 0) {
         return -1;
     }
-    if (!findLayout(environment.layout)) {
-        return failed("no place for two copies in this flash (%s)", configPath);
+    ToolLock const lock;
+    if (!lock.isHeld()) {
+        return -1;
     }
     Copies const copies = readCopies(environment.layout);
     int const current = activeOf(copies);
-    if (current < 0 && !copies[0].isBlank && !copies[1].isBlank) {
-        return failed("no copy can be read, or both are damaged");
+    auto const holdsNone = [](const Copy& copy) { return copy.isBlank || copy.wasCut; };
+    if (current < 0 && !std::ranges::all_of(copies, holdsNone)) {
+        return failed("the environment cannot be read, or is damaged");
     }
     environment.isLoaded = true;
     if (current >= 0) {
@@ -371,9 +411,9 @@ int vornhal_saveenv(void) {
     if (!environment.isLoaded) {
         return failed("no environment is loaded");
     }
-    SaveLock const lock;
+    ToolLock const lock;
     if (!lock.isHeld()) {
-        return failed("cannot lock %s", lockPath);
+        return -1;
     }
     Layout const& layout = environment.layout;
     Copies const copies = readCopies(layout);

@@ -43,8 +43,8 @@ void EnvironmentTexts::set(std::string_view name, std::string_view value) {
 }
 
 void EnvironmentTexts::remove(std::string_view name) {
-    std::size_t const at = positionOf(name);
-    if (at != std::string::npos) {
+    // More than once, where another program set it twice.
+    for (std::size_t at = positionOf(name); at != std::string::npos; at = positionOf(name)) {
         bytes_.erase(at, bytes_.find('\0', at) + 1 - at);
     }
 }

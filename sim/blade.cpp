@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
+#include <optional>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -220,6 +221,15 @@ bool isOurs(int fuse) {
     return ::poll(&wait, 1, 0) == 1;
 }
 
+// Waits for its turn with a lock that ends with this process; says so where somebody watches.
+bool takeTurn(const char* path, int flags) {
+    int const turn = ::open(path, flags | O_CLOEXEC);
+    if (turn >= 0 && ::flock(turn, LOCK_EX | LOCK_NB) != 0 && ::isatty(STDERR_FILENO) == 1) {
+        std::fprintf(stderr, "bladesim: waiting for another simulated blade to end\n");
+    }
+    return turn >= 0 && ::flock(turn, LOCK_EX) == 0;
+}
+
 // Mounts the device files' file system on a block device, whose number all its files then have.
 // False where that cannot be had.
 bool mountNumbered(int fuse, const std::string& at) {
@@ -229,8 +239,7 @@ bool mountNumbered(int fuse, const std::string& at) {
         ::mknod(blockDevice, S_IFBLK | 0600, makedev(numberedMajor, 0)) != 0) {
         return false;
     }
-    int const turn = ::open("/dev/fuse", O_RDWR | O_CLOEXEC); // held until this process ends
-    if (turn < 0 || ::flock(turn, LOCK_EX) != 0) {
+    if (!takeTurn("/dev/fuse", O_RDWR)) {
         return false;
     }
     std::string const options = "fd=" + std::to_string(fuse) +
@@ -246,7 +255,6 @@ bool mountNumbered(int fuse, const std::string& at) {
         ::umount2(at.c_str(), MNT_DETACH); // the last blade's is not quite gone
         ::usleep(10000);
     }
-    ::close(turn);
     return false;
 }
 
@@ -267,11 +275,16 @@ int openLog() {
 void runServer(const fs::path& state, int lifetime, int ready) {
     char answer = '0';
     ServerDescriptors descriptors{-1, -1, lifetime};
+    std::optional<DeviceBench> devices;
     try {
         descriptors.fuse = ::open("/dev/fuse", O_RDWR | O_CLOEXEC);
         if (descriptors.fuse < 0) {
             fail("cannot open /dev/fuse (needs the fuse module, and access to it)");
         }
+        if (!takeTurn(state.c_str(), O_RDONLY)) { // where blades take no turns, states do
+            fail("cannot lock the state folder");
+        }
+        devices.emplace(state);
         std::string const at = state / deviceFolder;
         if (mountNumbered(descriptors.fuse, at)) {
             answer = '1';
@@ -288,7 +301,7 @@ void runServer(const fs::path& state, int lifetime, int ready) {
     }
     (void)!::write(ready, &answer, 1);
     ::close(ready);
-    serveDevices(state, descriptors);
+    serveDevices(*devices, state, descriptors);
 }
 
 struct Server {

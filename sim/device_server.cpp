@@ -52,6 +52,8 @@ DeviceBench::DeviceBench(const fs::path& state) : trace_(openForAppending(state 
 }
 
 int DeviceBench::carryOut(std::string_view device, const Operation& operation, pid_t caller) {
+    std::string line = std::string(device) + " " + operation.name;
+    line += operation.detail.empty() ? "" : " " + operation.detail;
     Verdict const verdict = faults_.next(device, operation.name);
     int result = -verdict.error;
     std::size_t const size = operation.size;
@@ -66,13 +68,12 @@ int DeviceBench::carryOut(std::string_view device, const Operation& operation, p
         operation.perform(size / 2);
         [[fallthrough]];
     case Verdict::stop:
+        appendLine(trace_, line + " = cut");
         ::kill(caller, SIGKILL);
         return -EIO;
     case Verdict::fail:
         break;
     }
-    std::string line = std::string(device) + " " + operation.name;
-    line += operation.detail.empty() ? "" : " " + operation.detail;
     const char* const error = result < 0 ? ::strerrorname_np(-result) : nullptr;
     line += " = " + (error != nullptr ? "-" + std::string(error) : std::to_string(result));
     appendLine(trace_, line);
@@ -87,6 +88,12 @@ void DeviceBench::commandLine(const std::string& line) {
     }
     if (words.empty()) {
         return;
+    }
+    if ((words[0] == "fail" || words[0] == "short") && words.size() > 2) {
+        auto const device = devices_.find(words[1]);
+        if (device == devices_.end() || !device->second->knows(words[2])) {
+            throw std::invalid_argument("no such device or operation");
+        }
     }
     bool taken = faults_.command(words);
     for (auto const& [name, device] : devices_) {
@@ -272,8 +279,8 @@ void serveUntilTheEnd(fuse_session* session, const ServerDescriptors& descriptor
 
 } // namespace
 
-void serveDevices(const fs::path& state, const ServerDescriptors& descriptors) {
-    DeviceBench devices(state);
+void serveDevices(DeviceBench& devices, const fs::path& state,
+                  const ServerDescriptors& descriptors) {
     int const logFile = openForAppending(state / "syslog");
     static fuse_operations const operations = operationTable();
     char name[] = "bladesim";

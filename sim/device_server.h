@@ -47,6 +47,7 @@ struct ServerDescriptors {
 };
 
 // Serves until `lifetime` ends. Records of the system log go to state/syslog, a line each.
-void serveDevices(const std::filesystem::path& state, const ServerDescriptors& descriptors);
+void serveDevices(DeviceBench& devices, const std::filesystem::path& state,
+                  const ServerDescriptors& descriptors);
 
 } // namespace sim

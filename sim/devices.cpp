@@ -55,6 +55,10 @@ int answer(std::span<uint8_t> record, const Record& value) {
 
 } // namespace
 
+bool Device::knows(std::string_view operation) const {
+    return operation == "open";
+}
+
 Operation Device::read(OpenNode& /*node*/, std::span<uint8_t> /*to*/, uint64_t /*offset*/) {
     return refusal("read", EINVAL);
 }
@@ -77,6 +81,12 @@ NorFlash::NorFlash(fs::path state) : state_(std::move(state)) {
     load();
 }
 
+bool NorFlash::knows(std::string_view operation) const {
+    static constexpr std::string_view names[] = {"read",    "program", "erase",
+                                                 "regions", "region",  "info"};
+    return Device::knows(operation) || std::ranges::find(names, operation) != std::end(names);
+}
+
 void NorFlash::load() {
     constexpr uint32_t defaultBlock = 65536;
     constexpr uint32_t defaultBlocks = 64;
@@ -92,8 +102,10 @@ void NorFlash::load() {
     for (uint32_t size = 0, count = 0; geometry >> size >> x >> count;) {
         add(size, count);
     }
-    if (groups_.empty()) {
-        add(defaultBlock, defaultBlocks);
+    if (groups_.empty()) { // as large as an image that is there: a blade's dump, perhaps
+        fs::path const image = state_ / "nor.bin";
+        auto const blocks = fs::exists(image) ? fs::file_size(image) / defaultBlock : 0;
+        add(defaultBlock, blocks > 0 ? static_cast<uint32_t>(blocks) : defaultBlocks);
     }
     image_ = std::make_unique<MappedFile>(state_ / "nor.bin", offset, 0xFF);
 }
@@ -212,6 +224,7 @@ I2cBus::I2cBus(const fs::path& state, unsigned bus) {
     } static constexpr fitted[] = {
         {0, 0x50, 65536, 2, 2}, // the blade's records
         {0, 0x56, 256, 1, 16},  // the memory module's identification
+        {0, 0x58, 256, 1, 16},  // its register map's second place
         {0, 0x5E, 256, 1, 16},  // its register map
         {1, 0x50, 65536, 2, 2}, // the second bus's
     };
@@ -222,6 +235,11 @@ I2cBus::I2cBus(const fs::path& state, unsigned bus) {
                                                 part.addressBytes, part.page});
         }
     }
+}
+
+bool I2cBus::knows(std::string_view operation) const {
+    return Device::knows(operation) || operation == "read" || operation == "write" ||
+           operation == "address";
 }
 
 Operation I2cBus::read(OpenNode& node, std::span<uint8_t> to, uint64_t /*offset*/) {
@@ -302,6 +320,12 @@ Operation RequestDriver::request(OpenNode& node, unsigned code, uintptr_t argume
                 auto const result = results_.find(name);
                 return result == results_.end() ? 0 : result->second;
             }};
+}
+
+bool RequestDriver::knows(std::string_view operation) const {
+    return Device::knows(operation) ||
+           (operation.size() > 1 && groups_.find(operation[0]) != std::string::npos &&
+            operation.find_first_not_of("0123456789", 1) == std::string_view::npos);
 }
 
 bool RequestDriver::command(const std::vector<std::string>& words) {

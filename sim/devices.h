@@ -11,6 +11,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <mtd/mtd-user.h>
@@ -39,6 +40,8 @@ class Device {
     // bytes as the code says.
     virtual Operation request(OpenNode& node, unsigned code, uintptr_t argument,
                               std::span<uint8_t> record);
+    // True for the name of one of its operations.
+    [[nodiscard]] virtual bool knows(std::string_view operation) const;
     // Takes a command of the device's own from the control file. False: not one of its commands.
     virtual bool command(const std::vector<std::string>& words);
 };
@@ -53,6 +56,7 @@ class NorFlash : public Device {
     Operation request(OpenNode& node, unsigned code, uintptr_t argument,
                       std::span<uint8_t> record) override;
     bool command(const std::vector<std::string>& words) override;
+    [[nodiscard]] bool knows(std::string_view operation) const override;
 
   private:
     void load();
@@ -71,6 +75,7 @@ class I2cBus : public Device {
     Operation write(OpenNode& node, std::span<const uint8_t> from, uint64_t offset) override;
     Operation request(OpenNode& node, unsigned code, uintptr_t argument,
                       std::span<uint8_t> record) override;
+    [[nodiscard]] bool knows(std::string_view operation) const override;
 
   private:
     struct Eeprom {
@@ -93,6 +98,7 @@ class RequestDriver : public Device {
     Operation request(OpenNode& node, unsigned code, uintptr_t argument,
                       std::span<uint8_t> record) override;
     bool command(const std::vector<std::string>& words) override;
+    [[nodiscard]] bool knows(std::string_view operation) const override;
 
   private:
     std::filesystem::path records_;

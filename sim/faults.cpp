@@ -1,5 +1,6 @@
 #include "sim/faults.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
@@ -21,9 +22,9 @@ int errorNamed(const std::string& name) {
 } // namespace
 
 long numberFrom(const std::string& word, long least) {
-    std::size_t used = 0;
-    long const number = std::stol(word, &used, 0);
-    if (used != word.size() || number < least) {
+    char* end = nullptr;
+    long const number = std::strtol(word.c_str(), &end, 0);
+    if (end == word.c_str() || *end != '\0' || number < least) {
         throw std::invalid_argument("not a number from " + std::to_string(least) + ": " + word);
     }
     return number;

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -15,7 +16,12 @@ namespace fs = std::filesystem;
 namespace sim {
 
 MappedFile::MappedFile(const fs::path& path, std::size_t size, uint8_t blank) {
-    if (!fs::exists(path) || fs::file_size(path) != size) {
+    std::size_t const present = fs::exists(path) ? fs::file_size(path) : 0;
+    if (present != 0 && present != size) {
+        throw std::runtime_error(path.filename().string() + " has " + std::to_string(present) +
+                                 " bytes, the chip " + std::to_string(size));
+    }
+    if (present == 0) {
         std::ofstream(path, std::ios::binary)
             << std::string(size, static_cast<char>(blank)) << std::flush;
     }

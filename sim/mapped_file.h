@@ -8,8 +8,9 @@
 
 namespace sim {
 
-// Maps a file of `size` bytes; one that is missing or of another size is made anew with every
-// byte `blank`. Every change is in the file at once. Throws std::system_error.
+// Maps a file of `size` bytes, made with every byte `blank` where it is missing or empty. Every
+// change is in the file at once. Throws std::runtime_error, also for a file of another size, which
+// may be somebody's dump.
 class MappedFile {
   public:
     MappedFile(const std::filesystem::path& path, std::size_t size, uint8_t blank);

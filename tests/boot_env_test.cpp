@@ -25,6 +25,7 @@ constexpr std::size_t blockSize = 65536;
 constexpr std::size_t places[] = {0x3E0000, 0x3F0000}; // the start of the last two blocks
 constexpr const char* flashImage = "/dev/blade/nor.bin";
 constexpr const char* configPath = "/etc/fw_env.config";
+constexpr const char* toolConfig = "/mnt/nand0/tools.config";
 constexpr const char* erasingNote = "/mnt/nand0/boot_env.erasing";
 
 // A copy as the standard layout has it.
@@ -73,6 +74,21 @@ class BootEnv : public DeviceTest {
     static int save() {
         return static_cast<int>(see([] { return vornhal_saveenv(); }).result);
     }
+    static bool hasTools() {
+        return std::system(
+                   "command -v fw_printenv >/dev/null && command -v fw_setenv >/dev/null") == 0;
+    }
+    // The variables that the standard tool reads from the flash image, or what it says.
+    static std::string printed() {
+        std::ofstream(toolConfig) << flashImage << " 0x3e0000 0x4000 0x10000\n"
+                                  << flashImage << " 0x3f0000 0x4000 0x10000\n";
+        FILE* const pipe =
+            ::popen((std::string("fw_printenv -c ") + toolConfig + " 2>&1 | sort").c_str(), "r");
+        std::string text(1000, '\0');
+        text.resize(std::fread(text.data(), 1, text.size(), pipe));
+        ::pclose(pipe);
+        return text;
+    }
     static std::string value(const char* name) {
         char text[100] = "";
         int const length = vornhal_getenv(name, text, sizeof text);
@@ -102,7 +118,8 @@ TEST_F(BootEnv, CopyThatCounts) {
         {copyOf(0, variables("a")), copyOf(1, variables("b")), "fail mtd0 read EIO 1 1", 0, "a"},
         {copyOf(1, variables("a")), copyOf(0, variables("b")), "fail mtd0 read EIO 2", -1, ""},
         {blank, blank, "", 0, ""},
-        {damaged, blank, "", 0, ""},
+        {copyOf(1, variables("a")), blank, "fail mtd0 read EIO", -1, ""}, // not an empty environment
+        {damaged, blank, "", -1, ""},
         {damaged, damaged, "", -1, ""},
     };
     // clang-format on
@@ -222,8 +239,62 @@ TEST_F(BootEnv, NothingElseIsErased) {
     }
 }
 
+TEST_F(BootEnv, NoteOfAnErase) {
+    auto const start = [](const Bytes& second) {
+        control("reset");
+        blankFlash();
+        setFlash(places[0], copyOf(1, variables("old")));
+        setFlash(places[1], second);
+    };
+    auto const saveNew = [] {
+        vornhal_setenv("ChassisName", "new");
+        return see([] { return vornhal_saveenv(); });
+    };
+    // Without a note there is no erase.
+    start(copyOf(0, variables("older")));
+    ASSERT_EQ(load(), 0);
+    fs::create_directory(std::string(erasingNote) + ".new");
+    Seen const refused = saveNew();
+    EXPECT_EQ(refused.result, -1);
+    EXPECT_EQ(refused.trace.find("erase"), std::string::npos);
+    EXPECT_EQ(refused.errors, std::string("boot_env: cannot write ") + erasingNote + "\n");
+    fs::remove(std::string(erasingNote) + ".new");
+    // A noted block may hold anything, but only that block, and only until it is whole again.
+    Bytes const torn(copySize, 't');
+    struct {
+        const char* note;
+        bool wholeAtFirst;
+        int result;
+    } const cases[] = {
+        {"003f0000\n", false, 0}, {"003e0000\n", false, -1}, {"003f0000\n", true, -1}};
+    for (auto const& c : cases) {
+        start(c.wholeAtFirst ? copyOf(0, variables("older")) : torn);
+        std::ofstream(erasingNote) << c.note;
+        ASSERT_EQ(load(), 0);
+        setFlash(places[1], torn);
+        EXPECT_EQ(saveNew().result, c.result) << c.note << c.wholeAtFirst;
+        EXPECT_FALSE(fs::exists(erasingNote)) << c.note << c.wholeAtFirst;
+    }
+}
+
 // The power goes at, and in the middle of, every operation of a save.
 TEST_F(BootEnv, CutAtEveryOperation) {
+    bool const tools = hasTools(); // their absence is reported by StandardToolsAgree
+    // Saves a name in a process of its own, which the cut may end; true when it did not.
+    auto const saveIn = [](const char* name) {
+        pid_t const child = ::fork();
+        if (child == 0) {
+            see([name] {
+                vornhal_init_env(0);
+                vornhal_setenv("ChassisName", name);
+                return vornhal_saveenv();
+            });
+            ::_exit(0);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WIFEXITED(status);
+    };
     for (const char* const cut : {"stop ", "tear "}) {
         for (bool const first : {false, true}) { // no environment yet
             int operations = 0;
@@ -235,32 +306,31 @@ TEST_F(BootEnv, CutAtEveryOperation) {
                     setFlash(places[0], copyOf(1, variables("old")));
                     setFlash(places[1], copyOf(0, variables("older")));
                 }
-                control(cut + std::to_string(operations + 1));
-                pid_t const child = ::fork();
-                if (child == 0) {
-                    see([] {
-                        vornhal_init_env(0);
-                        vornhal_setenv("ChassisName", "new");
-                        return vornhal_saveenv();
-                    });
-                    ::_exit(0);
-                }
-                int status = 0;
-                ::waitpid(child, &status, 0);
-                finished = WIFEXITED(status);
-                control("reset");
                 std::string const where = cut + std::to_string(operations + 1);
-                ASSERT_EQ(load(), 0) << where;
-                std::string const name = value("ChassisName");
-                EXPECT_TRUE(name == "new" || name == (first ? "" : "old")) << where << name;
-                EXPECT_EQ(value("other"), first ? "" : "kept") << where;
-                // And the way on is open.
-                vornhal_setenv("ChassisName", "third");
-                EXPECT_EQ(save(), 0) << where;
-                ASSERT_EQ(load(), 0) << where;
-                EXPECT_EQ(value("ChassisName"), "third") << where;
+                // Twice in a row, and then the way on is open, to both copies.
+                for (const char* const name : {"new", "newer"}) {
+                    control("reset\n" + where);
+                    finished = saveIn(name);
+                    control("reset");
+                    ASSERT_EQ(load(), 0) << where;
+                    std::string const loaded = value("ChassisName");
+                    EXPECT_TRUE(loaded == (first ? "" : "old") || loaded == "new" || loaded == name)
+                        << where << loaded;
+                    EXPECT_EQ(value("other"), first ? "" : "kept") << where;
+                    if (tools && !loaded.empty()) {
+                        EXPECT_EQ(printed(),
+                                  "ChassisName=" + loaded + (first ? "\n" : "\nother=kept\n"))
+                            << where;
+                    }
+                }
+                for (const char* const name : {"third", "fourth"}) {
+                    vornhal_setenv("ChassisName", name);
+                    EXPECT_EQ(save(), 0) << where;
+                    ASSERT_EQ(load(), 0) << where;
+                    EXPECT_EQ(value("ChassisName"), name) << where;
+                }
             }
-            EXPECT_EQ(operations, first ? 8 : 9) << "operations of a save, and one more";
+            EXPECT_EQ(operations, 9) << "eight, and the run that none of them cuts";
         }
     }
 }
@@ -269,17 +339,20 @@ TEST_F(BootEnv, TakesTheLockOfTheStandardTools) {
     ASSERT_EQ(load(), 0);
     vornhal_setenv("ChassisName", "x");
     int const lock = ::open("/var/lock/fw_printenv.lock", O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    ASSERT_EQ(::flock(lock, LOCK_EX), 0);
     traced();
-    pid_t const child = ::fork();
-    if (child == 0) {
-        see([] { return vornhal_saveenv(); });
-        ::_exit(0);
+    for (bool const loads : {true, false}) {
+        ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+        pid_t const child = ::fork();
+        if (child == 0) {
+            see([loads] { return loads ? vornhal_init_env(0) : vornhal_saveenv(); });
+            ::_exit(0);
+        }
+        ::usleep(50000);
+        EXPECT_EQ(joined(traced()), "") << "it did not wait";
+        ::flock(lock, LOCK_UN);
+        ::waitpid(child, nullptr, 0);
+        EXPECT_NE(joined(traced()), "");
     }
-    ::usleep(50000);
-    EXPECT_EQ(joined(traced()), "") << "it did not wait";
-    ::flock(lock, LOCK_UN);
-    ::waitpid(child, nullptr, 0);
     ASSERT_EQ(load(), 0);
     EXPECT_EQ(value("ChassisName"), "x");
     ::close(lock);
@@ -294,6 +367,8 @@ TEST_F(BootEnv, PlacesFromTheConfiguration) {
         {"65536x62 8192x16", nullptr, 0, 0x3F8000},
         {"65536x62 8192x3", nullptr, 0, 0x3D0000}, // … of two sizes
         {"65536x1", nullptr, -1, 0},
+        {"8192x3 65536x62", nullptr, -1, 0},     // an erase would begin in another block
+        {"65536x64", "(a link to itself)", -1, 0},
         {"65536x64", "# comment\n/dev/mtd0 0x10000 0x4000 0x10000\n/dev/mtd0\t0x20000 0x4000\n", 0, 0x10000},
         {"65536x64", "/dev/mtd0 0x18000 0x2000\n/dev/mtd0 0x20000 0x2000\n", 0, 0x18000},
         {"65536x64", "/dev/mtd1 0 0x4000\n/dev/mtd0 0x30000 0x4000\n/dev/mtd0 0x20000 0x4000\n", 0, 0x20000},
@@ -312,7 +387,9 @@ TEST_F(BootEnv, PlacesFromTheConfiguration) {
         ::close(std::exchange(vhnor_drv, -1));
         see([] { return vhnor_init(); });
         fs::remove(configPath);
-        if (c.config != nullptr) {
+        if (c.config != nullptr && *c.config == '(') {
+            fs::create_symlink(configPath, configPath);
+        } else if (c.config != nullptr) {
             std::ofstream(configPath) << c.config;
         }
         std::string const what = std::string(c.flash) + (c.config != nullptr ? c.config : "");
@@ -335,19 +412,9 @@ TEST_F(BootEnv, PlacesFromTheConfiguration) {
 
 // What the standard tools read from the flash image, and write into it.
 TEST_F(BootEnv, StandardToolsAgree) {
-    if (std::system("command -v fw_printenv >/dev/null && command -v fw_setenv >/dev/null") != 0) {
+    if (!hasTools()) {
         GTEST_SKIP() << "SKIPPED: BootEnv.StandardToolsAgree: libubootenv-tool is not installed";
     }
-    std::string const config = "/mnt/nand0/tools.config";
-    std::ofstream(config) << flashImage << " 0x3e0000 0x4000 0x10000\n"
-                          << flashImage << " 0x3f0000 0x4000 0x10000\n";
-    auto const printed = [&] {
-        FILE* const pipe = ::popen(("fw_printenv -c " + config + " 2>&1 | sort").c_str(), "r");
-        std::string text(1000, '\0');
-        text.resize(std::fread(text.data(), 1, text.size(), pipe));
-        ::pclose(pipe);
-        return text;
-    };
     ASSERT_EQ(load(), 0);
     vornhal_setenv("ChassisName", "rack 7");
     vornhal_setenv("SERIAL", "42");
@@ -357,7 +424,10 @@ TEST_F(BootEnv, StandardToolsAgree) {
     for (int round = 0; round < 3; ++round) {
         std::string const theirs = "theirs" + std::to_string(round);
         for (const char* const variable : {"ChassisName ", "extra "}) {
-            ASSERT_EQ(std::system(("fw_setenv -c " + config + " " + variable + theirs).c_str()), 0);
+            ASSERT_EQ(
+                std::system(
+                    (std::string("fw_setenv -c ") + toolConfig + " " + variable + theirs).c_str()),
+                0);
         }
         ASSERT_EQ(load(), 0);
         EXPECT_EQ(value("ChassisName") + value("extra") + value("SERIAL"), theirs + theirs + "42");

@@ -277,8 +277,11 @@ TEST_F(Seep, MemoryModule) {
     EXPECT_EQ(map.output,
               "verifyAndInitNvDimmI2CregMap:1160: Using NVDIMM Register Map address: 5e\n");
     EXPECT_NE(map.trace.find("write 00 = 1\ni2c-0 read 4 = 4\n"), std::string::npos);
-    default_nvdimm_i2c_addr = 0x11;
     control("fail i2c-0 write EIO 16");
+    EXPECT_EQ(see([] { return verifyAndInitNvDimmI2CregMap(); }).result, 0x58);
+    EXPECT_EQ(default_nvdimm_i2c_addr, 0x58);
+    default_nvdimm_i2c_addr = 0x11;
+    control("fail i2c-0 write EIO 32");
     Seen const none = see([] { return verifyAndInitNvDimmI2CregMap(); });
     EXPECT_EQ(none.result, 0);
     EXPECT_EQ(default_nvdimm_i2c_addr, 0x11);
