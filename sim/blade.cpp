@@ -1,13 +1,12 @@
 #include "sim/blade.h"
 
+#include "common/files.h"
 #include "sim/device_server.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <fstream>
-#include <optional>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -16,13 +15,11 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sched.h>
-#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -30,6 +27,8 @@ namespace fs = std::filesystem;
 namespace sim {
 
 namespace {
+
+using vx::Descriptor;
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
@@ -210,7 +209,7 @@ void makePlaces(const std::vector<Mount>& mounts) {
     }
 }
 
-// --- The server of the device files.
+// --- The device files.
 
 constexpr unsigned numberedMajor = 7; // /dev/loop0
 
@@ -218,35 +217,22 @@ constexpr unsigned numberedMajor = 7; // /dev/loop0
 // there. A mount of a block device that is still mounted elsewhere gives the old file system.
 bool isOurs(int fuse) {
     pollfd wait = {fuse, POLLIN, 0};
-    return ::poll(&wait, 1, 0) == 1;
-}
-
-// Waits for its turn with a lock that ends with this process; says so where somebody watches.
-bool takeTurn(const char* path, int flags) {
-    int const turn = ::open(path, flags | O_CLOEXEC);
-    if (turn >= 0 && ::flock(turn, LOCK_EX | LOCK_NB) != 0 && ::isatty(STDERR_FILENO) == 1) {
-        std::fprintf(stderr, "bladesim: waiting for another simulated blade to end\n");
-    }
-    return turn >= 0 && ::flock(turn, LOCK_EX) == 0;
+    return ::poll(&wait, 1, 0) == 1 && (wait.revents & POLLIN) != 0;
 }
 
 // Mounts the device files' file system on a block device, whose number all its files then have.
 // False where that cannot be had.
-bool mountNumbered(int fuse, const std::string& at) {
+bool mountNumbered(const std::string& at, const std::string& options, int fuse) {
     constexpr const char* blockDevice = "/dev/loop0";
     constexpr int attempts = 100;
     if (!fs::exists(blockDevice) &&
         ::mknod(blockDevice, S_IFBLK | 0600, makedev(numberedMajor, 0)) != 0) {
         return false;
     }
-    if (!takeTurn("/dev/fuse", O_RDWR)) {
-        return false;
-    }
-    std::string const options = "fd=" + std::to_string(fuse) +
-                                ",rootmode=40000,user_id=0,group_id=0,allow_other,blksize=512";
+    std::string const blockOptions = options + ",blksize=512";
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (::mount(blockDevice, at.c_str(), "fuseblk", MS_NOSUID | MS_NODEV, options.c_str()) !=
-            0) {
+        if (::mount(blockDevice, at.c_str(), "fuseblk", MS_NOSUID | MS_NODEV,
+                    blockOptions.c_str()) != 0) {
             break;
         }
         if (isOurs(fuse)) {
@@ -258,90 +244,34 @@ bool mountNumbered(int fuse, const std::string& at) {
     return false;
 }
 
-int openLog() {
+Descriptor openLog() {
     constexpr const char* path = "/dev/log";
-    int const log = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    Descriptor log(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{AF_UNIX, {}};
     std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
-    if (log < 0 || ::bind(log, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+    if (!log.ok() ||
+        ::bind(log.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
         ::chmod(path, 0666) != 0) {
         fail("cannot make /dev/log");
     }
     return log;
 }
 
-// The server's life: mounts, says over `ready` whether its files have a number ('1' or '0') or
-// what is missing, and serves until `lifetime` ends.
-void runServer(const fs::path& state, int lifetime, int ready) {
-    char answer = '0';
-    ServerDescriptors descriptors{-1, -1, lifetime};
-    std::optional<DeviceBench> devices;
-    try {
-        descriptors.fuse = ::open("/dev/fuse", O_RDWR | O_CLOEXEC);
-        if (descriptors.fuse < 0) {
-            fail("cannot open /dev/fuse (needs the fuse module, and access to it)");
-        }
-        if (!takeTurn(state.c_str(), O_RDONLY)) { // where blades take no turns, states do
-            fail("cannot lock the state folder");
-        }
-        devices.emplace(state);
-        std::string const at = state / deviceFolder;
-        if (mountNumbered(descriptors.fuse, at)) {
-            answer = '1';
-        } else if (std::string const options = "fd=" + std::to_string(descriptors.fuse) +
-                                               ",rootmode=40000,user_id=0,group_id=0,allow_other";
-                   ::mount("bladesim", at.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) !=
-                   0) {
-            fail("cannot mount a FUSE file system");
-        }
-        descriptors.log = openLog();
-    } catch (const std::exception& error) {
-        (void)!::write(ready, error.what(), std::string_view(error.what()).size());
-        return;
+// Mounts the device files and has them served. True when they have a number.
+bool mountDevices(const std::string& at, const ServerProcess& server) {
+    Descriptor const fuse(::open("/dev/fuse", O_RDWR | O_CLOEXEC));
+    if (!fuse.ok()) {
+        fail("cannot open /dev/fuse");
     }
-    (void)!::write(ready, &answer, 1);
-    ::close(ready);
-    serveDevices(*devices, state, descriptors);
-}
-
-struct Server {
-    pid_t process;
-    int lifetime;
-    bool isNumbered;
-};
-
-Server startServer(const fs::path& state) {
-    int lifetime[2];
-    int ready[2];
-    if (::pipe2(lifetime, O_CLOEXEC) != 0 || ::pipe2(ready, O_CLOEXEC) != 0) {
-        fail("cannot make a pipe");
+    std::string const options =
+        "fd=" + std::to_string(fuse.get()) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
+    bool const isNumbered = mountNumbered(at, options, fuse.get());
+    if (!isNumbered &&
+        ::mount("bladesim", at.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
+        fail("cannot mount a FUSE file system");
     }
-    std::fflush(nullptr);
-    pid_t const process = ::fork();
-    if (process < 0) {
-        fail("cannot start a process");
-    }
-    if (process == 0) {
-        ::close(lifetime[1]);
-        ::close(ready[0]);
-        ::setpgid(0, 0); // a terminal's interrupt is for the command
-        try {
-            runServer(state, lifetime[0], ready[1]);
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "bladesim: %s\n", error.what());
-        }
-        ::_exit(0);
-    }
-    ::close(lifetime[0]);
-    ::close(ready[1]);
-    std::array<char, 256> answer{};
-    ssize_t const size = ::read(ready[0], answer.data(), answer.size() - 1);
-    ::close(ready[0]);
-    if (size != 1) {
-        ::waitpid(process, nullptr, 0);
-        throw std::runtime_error(size > 1 ? answer.data() : "the device server ended");
-    }
-    return {process, lifetime[1], answer[0] == '1'};
+    server.serve(fuse.get(), openLog().get());
+    return isNumbered;
 }
 
 // A driver whose node cannot have its number is not listed: mapping it would then be reported as
@@ -356,23 +286,23 @@ std::string driverList(bool isNumbered) {
 
 } // namespace
 
+Blade::Blade(ServerProcess server, int state)
+    : owner_(::getpid()), server_(std::move(server)), state_(state) {}
+
 Blade::Blade(Blade&& other) noexcept
-    : owner_(other.owner_), server_(std::exchange(other.server_, -1)), lifetime_(other.lifetime_),
+    : owner_(std::exchange(other.owner_, -1)), server_(std::move(other.server_)),
       state_(other.state_) {}
 
 Blade::~Blade() {
-    if (server_ < 0 || ::getpid() != owner_) {
+    if (::getpid() != owner_) {
         return;
     }
-    // Unmounted while the server still answers, so that the block device is free when the next
-    // blade's turn comes.
+    // While the server still answers, so that the block device is free for the next blade.
     for (std::string_view const name : deviceNames) {
         ::umount2((fs::path("/dev") / name).c_str(), MNT_DETACH);
     }
     ::umount2("/dev/blade", MNT_DETACH);
     ::umount2((heldFolder(state_) / deviceFolder).c_str(), MNT_DETACH);
-    ::close(lifetime_);
-    ::waitpid(server_, nullptr, 0);
     ::close(state_);
 }
 
@@ -390,6 +320,7 @@ Blade enterBlade(const BladeOptions& options) {
     fs::path const workingDirectory = fs::current_path();
     std::vector<Mount> const mounts = mountsOf(options, state);
     makeSources(mounts, state);
+    ServerProcess server(state);
     enterNamespace();
     // The state folder may lie below a folder that is about to be covered: hold on to it.
     int const stateFd = ::open(state.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
@@ -397,9 +328,9 @@ Blade enterBlade(const BladeOptions& options) {
         fail("cannot open " + state.string());
     }
     makePlaces(mounts);
-    Server const server = startServer(heldFolder(stateFd));
-    Blade blade(server.process, server.lifetime, stateFd);
-    writeFile(heldFolder(stateFd) / "proc-devices", driverList(server.isNumbered));
+    bool const isNumbered = mountDevices(heldFolder(stateFd) / deviceFolder, server);
+    Blade blade(std::move(server), stateFd);
+    writeFile(heldFolder(stateFd) / "proc-devices", driverList(isNumbered));
     for (const Mount& mount : mounts) {
         if (mount.isMounted) {
             bind(heldFolder(stateFd) / mount.from, mount.at);

@@ -1,13 +1,14 @@
 // A private view of the file system in which this machine looks like a blade.
 #pragma once
 
+#include "sim/server_process.h"
+
 #include <filesystem>
 #include <set>
 #include <string>
 #include <string_view>
 
 #include <sys/types.h>
-#include <unistd.h>
 
 namespace sim {
 
@@ -22,8 +23,7 @@ inline constexpr std::string_view volumeNames[] = {"nand0", "nand1", "nand2"};
 // A blade that this process has entered; its devices answer until this is destroyed.
 class Blade {
   public:
-    Blade(pid_t server, int lifetime, int state)
-        : owner_(::getpid()), server_(server), lifetime_(lifetime), state_(state) {}
+    Blade(ServerProcess server, int state);
     Blade(Blade&& other) noexcept;
     Blade(const Blade&) = delete;
     Blade& operator=(const Blade&) = delete;
@@ -32,9 +32,8 @@ class Blade {
 
   private:
     pid_t owner_; // a forked child's copy does nothing
-    pid_t server_;
-    int lifetime_; // the server ends when this end of a pipe is closed
-    int state_;    // the state folder, which may be covered
+    ServerProcess server_;
+    int state_; // the state folder, which may be covered
 };
 
 // Moves this process, which must be single-threaded, and what it starts into a mount namespace of

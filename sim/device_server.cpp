@@ -64,6 +64,9 @@ int DeviceBench::carryOut(std::string_view device, const Operation& operation, p
     case Verdict::comeShort:
         result = operation.perform(size > 0 ? size - 1 : 0);
         break;
+    case Verdict::skip:
+        result = static_cast<int>(operation.counts ? size : 0);
+        break;
     case Verdict::tear:
         operation.perform(size / 2);
         [[fallthrough]];
@@ -89,7 +92,7 @@ void DeviceBench::commandLine(const std::string& line) {
     if (words.empty()) {
         return;
     }
-    if ((words[0] == "fail" || words[0] == "short") && words.size() > 2) {
+    if ((words[0] == "fail" || words[0] == "short" || words[0] == "skip") && words.size() > 2) {
         auto const device = devices_.find(words[1]);
         if (device == devices_.end() || !device->second->knows(words[2])) {
             throw std::invalid_argument("no such device or operation");

@@ -38,7 +38,7 @@ class DeviceBench {
     int trace_;
 };
 
-// What the server needs, all open: the FUSE connection, the system log's socket, and a pipe that
+// What the server needs, all open: the FUSE connection, the system log's socket, and a line that
 // ends when the server shall.
 struct ServerDescriptors {
     int fuse;

@@ -102,6 +102,9 @@ void NorFlash::load() {
     for (uint32_t size = 0, count = 0; geometry >> size >> x >> count;) {
         add(size, count);
     }
+    geometry.clear();
+    std::string last;
+    hasRegions_ = groups_.size() > 1 || (geometry >> last && last == "regions");
     if (groups_.empty()) { // as large as an image that is there: a blade's dump, perhaps
         fs::path const image = state_ / "nor.bin";
         auto const blocks = fs::exists(image) ? fs::file_size(image) / defaultBlock : 0;
@@ -118,6 +121,10 @@ bool NorFlash::command(const std::vector<std::string>& words) {
     std::string geometry;
     long total = 0;
     for (std::size_t i = 1; i < words.size(); ++i) {
+        if (i > 1 && i + 1 == words.size() && words[i] == "regions") {
+            geometry += "regions\n";
+            break;
+        }
         auto const x = words[i].find('x');
         long const size = numberFrom(words[i].substr(0, x), 16);
         long const count = numberFrom(x == std::string::npos ? "" : words[i].substr(x + 1), 1);
@@ -138,10 +145,12 @@ Operation NorFlash::read(OpenNode& /*node*/, std::span<uint8_t> to, uint64_t off
     auto const flash = image_->bytes();
     std::size_t const size = offset < flash.size() ? std::min(to.size(), flash.size() - offset) : 0;
     return {"read", formatted("%08llx+%zu", static_cast<unsigned long long>(offset), to.size()),
-            size, [=](std::size_t count) {
+            size,
+            [=](std::size_t count) {
                 std::ranges::copy(flash.subspan(size == 0 ? 0 : offset, count), to.begin());
                 return static_cast<int>(count);
-            }};
+            },
+            true};
 }
 
 Operation NorFlash::write(OpenNode& /*node*/, std::span<const uint8_t> from, uint64_t offset) {
@@ -158,7 +167,8 @@ Operation NorFlash::write(OpenNode& /*node*/, std::span<const uint8_t> from, uin
                     flash[offset + i] &= from[i];
                 }
                 return static_cast<int>(count);
-            }};
+            },
+            true};
 }
 
 int NorFlash::erase(const erase_info_user& range, std::size_t count) {
@@ -196,7 +206,7 @@ Operation NorFlash::request(OpenNode& /*node*/, unsigned code, uintptr_t /*argum
     case MEMGETREGIONCOUNT:
         return {"regions", "", 0, [=, this](std::size_t) {
                     auto const count = static_cast<int>(groups_.size());
-                    return answer(record, count > 1 ? count : 0); // uniform flash has none
+                    return answer(record, hasRegions_ ? count : 0);
                 }};
     case MEMGETREGIONINFO: {
         region_info_user region{};
@@ -247,14 +257,16 @@ Operation I2cBus::read(OpenNode& node, std::span<uint8_t> to, uint64_t /*offset*
     if (part == parts_.end()) {
         return refusal("read", ENXIO);
     }
-    return {"read", std::to_string(to.size()), to.size(), [=](std::size_t count) {
+    return {"read", std::to_string(to.size()), to.size(),
+            [=](std::size_t count) {
                 auto const memory = part->second.image.bytes();
                 for (std::size_t i = 0; i < count; ++i) {
                     to[i] = memory[part->second.at];
                     part->second.at = (part->second.at + 1) % memory.size();
                 }
                 return static_cast<int>(count);
-            }};
+            },
+            true};
 }
 
 int I2cBus::store(Eeprom& part, std::span<const uint8_t> from) {

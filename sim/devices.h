@@ -24,6 +24,7 @@ struct Operation {
     std::string detail; // the rest of its line in the trace
     std::size_t size;   // bytes that it moves or erases
     std::function<int(std::size_t count)> perform; // on its first `count` bytes
+    bool counts = false;                           // its result is the number of bytes
 };
 
 // What a driver keeps for each opening of its node.
@@ -47,7 +48,8 @@ class Device {
 };
 
 // The NOR flash: programming clears bits, erasing sets a block's. State: nor.bin, nor.geometry.
-//   flash BLOCKxCOUNT...  another flash, blank; more than one group are erase regions
+//   flash BLOCKxCOUNT... [regions]  another flash, blank; its groups of blocks are erase regions
+//                                   where there are more than one, or the last word says so
 class NorFlash : public Device {
   public:
     explicit NorFlash(std::filesystem::path state);
@@ -64,6 +66,7 @@ class NorFlash : public Device {
 
     std::filesystem::path state_;
     std::vector<region_info_user> groups_; // of blocks of one size
+    bool hasRegions_ = false;
     std::unique_ptr<MappedFile> image_;
 };
 

@@ -45,9 +45,9 @@ bool Faults::command(const std::vector<std::string>& words) {
                           {Verdict::fail, errorNamed(word(3))},
                           optional(4, 1),
                           optional(5, 0)});
-    } else if (verb == "short") {
-        rules_.push_back(
-            {word(1), word(2), {Verdict::comeShort, 0}, optional(3, 1), optional(4, 0)});
+    } else if (verb == "short" || verb == "skip") {
+        Verdict::Kind const kind = verb == "short" ? Verdict::comeShort : Verdict::skip;
+        rules_.push_back({word(1), word(2), {kind, 0}, optional(3, 1), optional(4, 0)});
     } else if (verb == "stop" || verb == "tear") {
         ending_ = verb == "stop" ? Verdict::stop : Verdict::tear;
         untilEnd_ = numberFrom(word(1), 1);

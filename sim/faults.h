@@ -13,6 +13,7 @@ struct Verdict {
         proceed,
         fail,      // nothing happens; `error` is the answer
         comeShort, // all but the last byte
+        skip,      // nothing happens, and it looks as if it had
         stop,      // the power goes before it
         tear,      // the power goes in the middle of it
     } kind = proceed;
@@ -24,6 +25,7 @@ class Faults {
     // Applies a command:
     //   fail DEVICE OPERATION ERRNO [COUNT [AFTER]]  COUNT operations fail, once AFTER were good
     //   short DEVICE OPERATION [COUNT [AFTER]]       … come up short
+    //   skip DEVICE OPERATION [COUNT [AFTER]]        … are not done, and said to be
     //   stop N                                       the power goes at the N-th operation from now
     //   tear N                                       … in the middle of it
     //   reset                                        all is well again

@@ -101,6 +101,8 @@ TEST_F(BootEnv, CopyThatCounts) {
     Bytes const blank(copySize, 0xFF);
     Bytes damaged = copyOf(1, variables("damaged"));
     damaged[100] ^= 1;
+    Bytes nearlyBlank = blank;
+    nearlyBlank[2000] = 0;
     // clang-format off
     struct { Bytes first, second; const char* faults; int result; const char* name; } const cases[] = {
         {copyOf(1, variables("a")), copyOf(0, variables("b")), "", 0, "a"},
@@ -117,7 +119,11 @@ TEST_F(BootEnv, CopyThatCounts) {
         {copyOf(1, variables("a")), copyOf(0, variables("b")), "short mtd0 read", 0, "b"},
         {copyOf(0, variables("a")), copyOf(1, variables("b")), "fail mtd0 read EIO 1 1", 0, "a"},
         {copyOf(1, variables("a")), copyOf(0, variables("b")), "fail mtd0 read EIO 2", -1, ""},
+        {copyOf(3, variables("a")), copyOf(1, variables("b")), "", 0, "a"},
+        {copyOf(1, variables("a")), copyOf(3, variables("b")), "", 0, "b"},
+        {copyOf(1, std::string(copySize - 5, 'x')), blank, "", 0, ""}, // a text without an end
         {blank, blank, "", 0, ""},
+        {nearlyBlank, blank, "", -1, ""},
         {copyOf(1, variables("a")), blank, "fail mtd0 read EIO", -1, ""}, // not an empty environment
         {damaged, blank, "", -1, ""},
         {damaged, damaged, "", -1, ""},
@@ -130,9 +136,11 @@ TEST_F(BootEnv, CopyThatCounts) {
         control(std::string("reset\n") + c.faults);
         EXPECT_EQ(load(), c.result) << c.name << c.faults;
         EXPECT_EQ(value("ChassisName"), c.name) << c.faults;
-        EXPECT_EQ(value("Chassis") + value("Name"), "") << "parts of a name";
+        EXPECT_EQ(value("Chassis") + value("Name") + value("ChassisNome"), "") << "other names";
         EXPECT_EQ(vornhal_setenv("x", "y"), c.result) << "nothing to set where nothing is loaded";
     }
+    control("reset");
+    blankFlash();
     EXPECT_EQ(vornhal_init_env(-1), -1);
     EXPECT_EQ(save(), -1);
 }
@@ -168,11 +176,20 @@ TEST_F(BootEnv, StepsOfASave) {
     char text[3];
     EXPECT_EQ(vornhal_getenv("ChassisName", text, sizeof text), 3);
     EXPECT_STREQ(text, "ne");
-    EXPECT_EQ(vornhal_setenv("big", std::string(copySize, 'x').c_str()), -1);
-    EXPECT_EQ(
-        vornhal_setenv("big", std::string(copySize - 6 - 5 - variables("new").size(), 'x').c_str()),
-        0)
-        << "to the last byte";
+    EXPECT_EQ(vornhal_getenv("ChassisName", text, 0), 0);
+    EXPECT_STREQ(text, "ne");
+    // What another program saved since the last load is not undone by what was saved before.
+    setFlash(places[0], copyOf(1, variables("theirs")));
+    vornhal_setenv("mine", "1");
+    EXPECT_EQ(save(), 0);
+    EXPECT_EQ(value("ChassisName"), "theirs");
+    // To the last byte, and no further; also where the others' texts have grown meanwhile.
+    std::size_t const room = copySize - 5 - variables("theirs").size() - 7 - 1;
+    EXPECT_EQ(vornhal_setenv("big", std::string(room - 4, 'x').c_str()), -1);
+    EXPECT_EQ(vornhal_setenv("big", std::string(room - 5, 'x').c_str()), 0);
+    setFlash(places[1], copyOf(1, variables("theirs") + "more=12345" + '\0'));
+    EXPECT_EQ(save(), -1);
+    setFlash(places[1], copyOf(1, variables("theirs") + "mine=1" + '\0'));
     EXPECT_EQ(save(), 0);
     EXPECT_EQ(load(), 0);
     EXPECT_EQ(value("other"), "kept");
@@ -184,6 +201,8 @@ TEST_F(BootEnv, FailedSaveLeavesOneWhole) {
         {"fail mtd0 read EIO", false},             // which copy counts is not known
         {"fail mtd0 read EIO 1 1", false},
         {"fail mtd0 erase EIO", false},
+        {"skip mtd0 erase", false},                // a flash that only says that it did
+        {"skip mtd0 program", false},
         {"fail mtd0 program EIO", false},
         {"short mtd0 program", false},
         {"fail mtd0 read EIO 1 2", true},          // to check what was programmed, which is whole
@@ -204,6 +223,8 @@ TEST_F(BootEnv, FailedSaveLeavesOneWhole) {
             EXPECT_EQ(value("ChassisName"), c.changed && intoFirst ? "new" : "old") << c.faults;
             // What was set is not forgotten where the same program tries again.
             vornhal_setenv("ChassisName", "newer");
+            control("reset\nfail mtd0 erase EIO");
+            EXPECT_EQ(save(), -1);
             EXPECT_EQ(save(), 0) << c.faults;
             ASSERT_EQ(load(), 0);
             EXPECT_EQ(value("ChassisName") + value("other"), "newerkept") << c.faults;
@@ -341,7 +362,7 @@ TEST_F(BootEnv, TakesTheLockOfTheStandardTools) {
     int const lock = ::open("/var/lock/fw_printenv.lock", O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     traced();
     for (bool const loads : {true, false}) {
-        ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+        ASSERT_EQ(::flock(lock, LOCK_SH), 0); // as weak as a lock can be
         pid_t const child = ::fork();
         if (child == 0) {
             see([loads] { return loads ? vornhal_init_env(0) : vornhal_saveenv(); });
@@ -356,6 +377,14 @@ TEST_F(BootEnv, TakesTheLockOfTheStandardTools) {
     ASSERT_EQ(load(), 0);
     EXPECT_EQ(value("ChassisName"), "x");
     ::close(lock);
+    // Without the lock nothing is read or written.
+    fs::rename("/var/lock/fw_printenv.lock", "/var/lock/away");
+    fs::create_directory("/var/lock/fw_printenv.lock");
+    Seen const locked = see([] { return vornhal_saveenv() + vornhal_init_env(0); });
+    EXPECT_EQ(locked.result, -2);
+    EXPECT_EQ(locked.trace, "");
+    fs::remove("/var/lock/fw_printenv.lock");
+    fs::rename("/var/lock/away", "/var/lock/fw_printenv.lock");
 }
 
 TEST_F(BootEnv, PlacesFromTheConfiguration) {
@@ -376,6 +405,7 @@ TEST_F(BootEnv, PlacesFromTheConfiguration) {
         {"65536x64", "/dev/mtd0 0x20000 0x4000\n/dev/mtd0 0x24000 0x4000\n", -1, 0},       // in one block
         {"65536x64", "/dev/mtd0 0x20000 0x4000\n/dev/mtd0 0x30000 0x8000\n", -1, 0},       // of two sizes
         {"65536x64", "/dev/mtd0 0x20000 0x4000\n/dev/mtd0 0x3fe000 0x4000\n", -1, 0},      // over the end
+        {"65536x64", "/dev/mtd0 0 0x110000\n/dev/mtd0 0x200000 0x110000\n", -1, 0},        // too large
         {"65536x64", "/dev/mtd0 -0x20000 0x4000\n/dev/mtd0 0x30000 0x4000\n", -1, 0},
         {"65536x64", "/dev/mtd0 0x20000 6\n/dev/mtd0 0x30000 6\n", -1, 0},
         {"65536x64", "/dev/mtd0 0x20000 0x4000\n/dev/mtd0 0x30000 0x4000\n/dev/mtd0 0x40000 0x4000\n", -1, 0},
@@ -392,6 +422,7 @@ TEST_F(BootEnv, PlacesFromTheConfiguration) {
         } else if (c.config != nullptr) {
             std::ofstream(configPath) << c.config;
         }
+        std::size_t const open = openDescriptors();
         std::string const what = std::string(c.flash) + (c.config != nullptr ? c.config : "");
         EXPECT_EQ(load(), c.result) << what;
         if (c.result != 0) {
@@ -404,6 +435,7 @@ TEST_F(BootEnv, PlacesFromTheConfiguration) {
             ASSERT_EQ(load(), 0) << what;
             EXPECT_EQ(value("ChassisName"), name) << what;
         }
+        EXPECT_EQ(openDescriptors(), open) << what;
         Bytes const image = readBytes(flashImage);
         auto const first = std::ranges::find_if(image, [](unsigned char b) { return b != 0xFF; });
         EXPECT_EQ(first - image.begin(), c.first) << what;

@@ -255,9 +255,12 @@ TEST_F(BridgeApp, PortParametersArePrinted) {
     EXPECT_EQ(XBMGT_SetPortParams(&record), 0);
     EXPECT_EQ(printed(), "Inside XBMGT_SetPortParams: \n" + expected);
     EXPECT_EQ(passed("b18"), Bytes(bytes, bytes + sizeof record));
-    record.type = PORT_TYPE_FC;
-    EXPECT_EQ(XBMGT_SetPortParams(&record), 0);
-    EXPECT_EQ(printed(), "Inside XBMGT_SetPortParams: \nPort parameters: Type: 0 Id: 3\n");
+    for (uint16_t const type : {PORT_TYPE_FC, PORT_TYPE_GIGE}) {
+        record.type = type;
+        EXPECT_EQ(XBMGT_SetPortParams(&record), 0);
+        EXPECT_EQ(printed(), "Inside XBMGT_SetPortParams: \nPort parameters: Type: " +
+                                 std::to_string(type) + " Id: 3\n");
+    }
     EXPECT_EQ(XBMGT_SetPortParams(nullptr), -1);
     EXPECT_EQ(printed(), "Inside XBMGT_SetPortParams: \n");
     EXPECT_EQ(XBMGT_SetNvRam(bytes), 0);

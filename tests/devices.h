@@ -15,6 +15,9 @@ std::string logged();
 // Lines joined, each ended by a newline.
 std::string joined(const std::vector<std::string>& lines);
 
+// Descriptors that this process has open.
+std::size_t openDescriptors();
+
 // What a call printed, left on standard error (without line numbers), and did to the devices.
 struct Seen {
     long result;

@@ -3,13 +3,16 @@
 #include "tests/system_calls.h"
 
 #include <vxblade/i2c.h>
+#include <vxblade/nor.h>
 #include <vxblade/seep.h>
 
 #include <csignal>
 #include <cstring>
+#include <functional>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,7 +70,9 @@ TEST_F(I2c, PiecesOfATransfer) {
 
 TEST_F(I2c, WhatIsWrittenIsRead) {
     Bytes const written = counting(300);
-    EXPECT_EQ(writeI2cDev(0, 0x50, 0x0201, written.data(), 300, 16), 256) << "as much as goes";
+    Seen const whole = see([&] { return writeI2cDev(0, 0x50, 0x0201, written.data(), 300, 16); });
+    EXPECT_EQ(whole.result, 256) << "as much as goes";
+    EXPECT_EQ(whole.errors, "");
     Bytes read(300, 0);
     EXPECT_EQ(readI2cDev(0, 0x50, 0x0200, read.data(), 300, 16), 300);
     Bytes expected(300, 0xFF);
@@ -110,6 +115,7 @@ TEST_F(I2c, FailuresOfATransfer) {
         {'r', "fail i2c-0 read EIO 15 2",  20, retried(data, 15)},
         {'r', "fail i2c-0 read EIO 16 2",   8, retried(data, 15) + r + "read failed! retval = -1 errno = 5\n" + endOfRead},
         {'r', "fail i2c-0 read EIO 15 1\nfail i2c-0 read EIO 15 2", 20, retried(data, 15) + retried(data, 15)},
+        {'r', "fail i2c-0 read EIO 1 1\nshort i2c-0 read 1 2", 8, retried(data, 1) + r + "read failed! retval = 7 errno = 0\n" + endOfRead},
         {'r', "fail i2c-0 read ENXIO 1 3", 16, r + "read failed! retval = -1 errno = 6\n" + endOfRead},
         {'r', "short i2c-0 read 1 2",       8, r + "read failed! retval = 7 errno = 0\n" + endOfRead},
         {'r', "short i2c-0 read 1 1",       0, r + "read failed! retval = 7 errno = 0\n" + endOfRead},
@@ -127,12 +133,14 @@ TEST_F(I2c, FailuresOfATransfer) {
     for (auto const& c : cases) {
         control(std::string("reset\n") + c.faults);
         Bytes bytes = counting(20);
-        errno = EIO; // of some older call
+        std::size_t const open = openDescriptors();
         Seen seen = see([&] {
+            errno = EIO; // of some older call
             return c.kind == 'r' ? readI2cDev(0, 0x50, 0x1001, bytes.data(), 20, 16)
                                  : writeI2cDev(0, 0x50, 0x1001, bytes.data(), 5, 16);
         });
         EXPECT_EQ(seen.result, c.result) << c.kind << c.faults;
+        EXPECT_EQ(openDescriptors(), open) << c.kind << c.faults;
         if (auto const fd = seen.errors.find("i2cdrv: "); fd != std::string::npos) {
             auto const end = seen.errors.find('\n', fd);
             EXPECT_GT(std::stoi(seen.errors.substr(fd + 8)), 2);
@@ -145,6 +153,42 @@ TEST_F(I2c, FailuresOfATransfer) {
     EXPECT_NE(log.find("]: writeI2cDev "), std::string::npos);
     EXPECT_NE(log.find(": I2c read failed."), std::string::npos);
     EXPECT_NE(log.find("i2c_access["), std::string::npos);
+}
+
+// The lock is held around a whole transfer, within the semaphore, and the parts get their time.
+TEST_F(I2c, OrderOfATransfer) {
+    VX_openI2CLock();
+    char bytes[3] = "";
+    struct {
+        const char* faults;
+        std::function<int()> call;
+        std::vector<std::string> between;
+    } const cases[] = {
+        {"",
+         [&] { return writeI2cDev(0, 0x50, 0, bytes, 3, 16); },
+         {"write /dev/i2c-0", "pause 10", "write /dev/i2c-0", "pause 10"}},
+        {"",
+         [&] { return readI2cDev(0, 0x50, 0, bytes, 3, 16); },
+         {"write /dev/i2c-0", "pause 10"}},
+        {"fail i2c-0 write EIO",
+         [&] { return readI2cDev(0, 0x50, 0, bytes, 3, 16); },
+         {"write /dev/i2c-0", "pause 15", "write /dev/i2c-0", "pause 10"}},
+        {"", [&] { return vhnor_program(0, bytes, 3); }, {"write /dev/mtd0"}},
+    };
+    see([] { return vhnor_init(); });
+    for (auto const& c : cases) {
+        control(c.faults);
+        systemCalls.log.clear();
+        testing::internal::CaptureStderr();
+        systemCalls.recording = true;
+        EXPECT_EQ(c.call(), 3);
+        systemCalls.recording = false;
+        testing::internal::GetCapturedStderr();
+        std::vector<std::string> expected = {"lock 1, semaphore 0"};
+        expected.insert(expected.end(), c.between.begin(), c.between.end());
+        expected.emplace_back("lock 2, semaphore 0");
+        EXPECT_EQ(systemCalls.log, expected);
+    }
 }
 
 TEST_F(I2c, DescriptorZeroIsRefusedAndLeftAlone) {
@@ -174,9 +218,13 @@ TEST_F(I2c, LockOpensItself) {
         ::close(i2cLockFd);
         i2cLockFd = -1;
     }
+    ::unlink("/var/lock/i2cLock");
     uint16_t board = 0;
     EXPECT_EQ(getBoardTemp(nullptr, nullptr, &board, nullptr), 0) << "before any other call";
     EXPECT_EQ(::fcntl(i2cLockFd, F_GETFD), FD_CLOEXEC);
+    struct stat status {};
+    ::fstat(i2cLockFd, &status);
+    EXPECT_EQ(status.st_mode & 0444, 0444U) << "for every program of the blade";
     EXPECT_EQ(VX_openI2CLock(), i2cLockFd);
     EXPECT_EQ(semaphoreValue(), 1);
     EXPECT_EQ(VX_AcquireI2CLock(), 0);

@@ -7,6 +7,7 @@
 #include <vxblade/i2c.h>
 #include <vxblade/nor.h>
 
+#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
@@ -55,6 +56,7 @@ TEST_F(Nor, Geometry) {
         {"flash 65536x64", 64, 0x400000, 0x10000, 0x10000, 1, summary(64, "00010000")},
         {"flash 4096x1024", 1024, 0x400000, 0x1000, 0x1000, 1, summary(1024, "00001000")},
         {twoSizes, 2, 0x400000, 0x3E0000, 0x2000, 16, region(0, "00000000", "00010000", 62) + second},
+        {"flash 65536x64 regions", 1, 0x400000, 0x400000, 0, 0, region(0, "00000000", "00010000", 64)},
         {"flash 65536x62 8192x16\nfail mtd0 regions EIO", 64, 0x400000, 0x10000, 0x10000, 1,
          at + "Failed MEMGETREGIONCOUNT\n" + summary(64, "00010000")},
         {"flash 65536x62 8192x16\nfail mtd0 region EIO", 2, 0x400000, 0x3E0000, 0x2000, 16,
@@ -75,7 +77,7 @@ TEST_F(Nor, Geometry) {
             EXPECT_EQ(nor_region[1].offset, c.secondOffset) << c.commands;
             EXPECT_EQ(nor_region[1].erasesize, c.secondSize) << c.commands;
             EXPECT_EQ(nor_region[1].numblocks, c.secondBlocks) << c.commands;
-            EXPECT_EQ(nor_region[1].regionindex, 1U) << c.commands;
+            EXPECT_EQ(nor_region[1].regionindex, c.regions > 1 ? 1U : 0U) << c.commands;
         } else {
             char byte = 0;
             EXPECT_EQ(see([&] { return vhnor_erase(0, 65536); }).result, -1) << c.commands;
@@ -88,7 +90,9 @@ TEST_F(Nor, Geometry) {
 }
 
 TEST_F(Nor, OpensOnce) {
+    ::close(std::exchange(i2cLockFd, -1));
     EXPECT_EQ(init("flash 65536x64").trace, "mtd0 open = 0\nmtd0 info = 0\nmtd0 regions = 0\n");
+    EXPECT_GE(i2cLockFd, 0);
     EXPECT_EQ(::fcntl(vhnor_drv, F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(::fcntl(vhnor_drv, F_GETFL) & O_SYNC, O_SYNC);
     int const fd = vhnor_drv;
@@ -148,10 +152,14 @@ TEST_F(Nor, ReadsAndPrograms) {
     for (auto const& c : cases) {
         control(c.faults);
         std::fill(std::begin(bytes), std::end(bytes), uint8_t{0x5A});
+        int error = 0;
         Seen const seen = see([&] {
-            return c.kind == 'r' ? vhnor_read(c.offset, bytes, c.length)
-                                 : vhnor_program(c.offset, bytes, c.length);
+            int const count = c.kind == 'r' ? vhnor_read(c.offset, bytes, c.length)
+                                            : vhnor_program(c.offset, bytes, c.length);
+            error = errno;
+            return count;
         });
+        EXPECT_TRUE(*c.faults != 'f' || error == EIO) << "the driver's, past the lock";
         EXPECT_EQ(seen.result, c.result) << c.kind << c.offset;
         EXPECT_EQ(seen.trace, c.trace) << c.kind << c.offset;
         if (c.result == 6) {

@@ -37,7 +37,7 @@ TEST_F(Seep, PlacesOfTheRecords) {
     struct { std::function<int()> write; int result; std::size_t offset; Bytes stored; } const cases[] = {
         {[&] { return writeBytesToSeep(0x1234, bytes.data(), 3, 0x50); }, 3, 0x1234, {1, 2, 3}},
         {[&] { return setPCIeRegsToSeep(bytes.data(), 2, 0x10); }, 2, 0x10, {1, 2, 0xFF}},
-        {[&] { return setVhHwVersion("3B"); }, 2, 0x1E04, {'3', 'B', 0xFF}},
+        {[&] { return setVhHwVersion("3BC"); }, 3, 0x1E04, {'3', 'B', 'C', 0xFF}},
         {[&] { return setFwUpgradeFlagToSeep(9); }, 0, 0x1E06, {9, 0xFF}},
         {[&] { return setOemSpace(bytes.data(), 0); }, 0, 0x1B00, {0xFF}},
         {[&] { return writeBytesToMfgSeep(0, bytes.data(), 3, 0x50) + setMfgSpace(bytes.data(), 3); }, 0, 0, {0xFF}},
@@ -126,7 +126,7 @@ TEST_F(Seep, SelfTestRecord) {
     Bytes const stored = chip("50", 0x1E18, 64);
     EXPECT_EQ(calc_bist_cksum(stored.data(), 63), stored[63]);
 
-    for (auto const& [fault, words] : {std::pair{"fail i2c-0 open EIO", "read"},
+    for (auto const& [fault, words] : {std::pair{"fail i2c-0 read ENXIO 1 3", "read"},
                                        std::pair{"fail i2c-0 write ENXIO 1 3", "write"}}) {
         control(fault);
         Seen const seen = see([] { return setBistTestModeAndExecCount(3, 3); });
@@ -197,13 +197,16 @@ TEST_F(Seep, StatisticsAddUpAndChangeAsAWhole) {
     EXPECT_EQ(std::memcmp(&out, expected.data(), 256), 0);
     EXPECT_EQ(getFsResetStatsToSeep(nullptr) + getNVDIMMStatsFromSeep(nullptr), -2);
 
-    // A failed write leaves memory as it was.
-    control("fail i2c-0 write ENXIO");
+    // A write that fails half-way leaves memory as it was.
+    control("fail i2c-0 write ENXIO 1 5");
     Seen const failed = see([&] { return updateStatsToSeep(&delta, 0); });
     EXPECT_EQ(failed.result, -1);
     EXPECT_EQ(failed.output, "Failed to update vxTolvaneStats to seep\n");
     EXPECT_EQ(std::memcmp(&vxTolvaneStats, sum.data(), 16), 0);
-    EXPECT_EQ(updateStatsToSeep(nullptr, 1), 0);
+    for (const TolvaneStats* const unused : {&delta, static_cast<TolvaneStats*>(nullptr)}) {
+        vxTolvaneStats.nandResets[0] = 5;
+        EXPECT_EQ(updateStatsToSeep(unused, 1), 0);
+    }
     EXPECT_EQ(chip("50", 0x1D00, 16),
               (Bytes{0xC3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xA5, 1, 0, 0, 0, 0}));
 
@@ -263,6 +266,15 @@ TEST_F(Seep, MemoryModule) {
             EXPECT_EQ(text[i], static_cast<int>(i) < c.size ? '\0' : '~') << c.text << i;
         }
     }
+    control("reset");
+    for (auto const& [bytes, text] :
+         {std::pair{Bytes{0x05, 0x33, 0x00, 0x01, 0xE2, 0x40}, "205000123456"},
+          std::pair{Bytes{0x15, 0x33, 0xFF, 0xFF, 0xFF, 0xFE}, "2015-00000002"}}) {
+        setChip("56", 0x78, bytes);
+        char serial[32];
+        getNvDimmSerialNumber(serial, sizeof serial);
+        EXPECT_STREQ(serial, text);
+    }
     uint16_t id = 0;
     Seen const seen = see([&] { return getNvDimmManufId(&id); });
     EXPECT_EQ(seen.result, 2);
@@ -310,6 +322,8 @@ TEST_F(Seep, Temperatures) {
         {front, none,     -1, {7, 7, 38000, 7}, at + "open " + front + " failed!\n"},
         {rear,  "1",      -1, {315, 7, 38000, 7}, failure("rear", 1, "1")},
         {board, "",       -1, {7, 7, 7, 7}, failure("board", 0, "")},
+        {board, "380001\n", 0, {315, 352, 38000, 401}, ""}, // five characters are read
+        {front, "none\n", 0, {0, 352, 38000, 401}, ""},
         {board, "9",       0, {315, 352, 9, 401}, ""},
         {board, none,     -1, {7, 7, 7, 7}, at + "open " + board + " failed!\n"},
         {mem,   "-5100\n", 0, {315, 352, 38000, 65535 - 50}, ""},

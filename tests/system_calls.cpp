@@ -1,5 +1,7 @@
 #include "tests/system_calls.h"
 
+#include <vxblade/i2c.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -44,6 +46,8 @@ ssize_t __real_write(int fd, const void* data, size_t size);
 int __real_fsync(int fd);
 int __real_rename(const char* from, const char* to);
 int __real_unlink(const char* path);
+int __real_usleep(useconds_t microseconds);
+int __real_VX_PosixFileLockUnLock(int fd, int operation);
 int __real_sem_wait(sem_t* semaphore);
 int __real_system(const char* command);
 int __real_vxpmgr_create_mirror_paths(uint32_t a, uint32_t b, uint32_t c, uint32_t d);
@@ -100,6 +104,18 @@ int __wrap_sem_wait(sem_t* semaphore) {
         return -1;
     }
     return __real_sem_wait(semaphore);
+}
+
+int __wrap_usleep(useconds_t microseconds) {
+    record("pause " + std::to_string(microseconds));
+    return __real_usleep(microseconds);
+}
+
+int __wrap_VX_PosixFileLockUnLock(int fd, int operation) {
+    int semaphore = -1;
+    ::sem_getvalue(&vxI2CSema, &semaphore);
+    record("lock " + std::to_string(operation) + ", semaphore " + std::to_string(semaphore));
+    return __real_VX_PosixFileLockUnLock(fd, operation);
 }
 
 unsigned __wrap_sleep(unsigned seconds) {

@@ -269,5 +269,9 @@ bladesim --state "$state" ./no-such-command 2>/dev/null
 check "a missing command" 127 $?
 bladesim --state "$state" --unmounted nand7 true 2>/dev/null
 check "an unknown volume" 125 $?
+# A device server that is killed takes its blade's devices with it, and nothing else.
+check "a killed device server" "5, then 0" "$(bladesim --state "$state" sh -c '
+  for process in $(cat /proc/$PPID/task/$PPID/children); do [ "$process" = $$ ] || kill -9 "$process"; done
+  sleep 0.2; cat /dev/mtd0 2>/dev/null || exit 5'; printf '%s, then ' $?; timeout 60 bladesim --state "$state" true; echo $?)"
 check "the machine's own folders stay" "no" "$([ -e /dev/vxgpdev ] && echo yes || echo no)"
 finish
