@@ -201,6 +201,7 @@ TEST_F(Nor, Erases) {
         {"flash 65536x64", 0x3FFFFF, 2, -1, ""},
         {"flash 65536x64", 0xFFFFFFFF, 2, -1, ""},
         {"flash 65536x64", 0x400000, 1, -1, ""},
+        {"flash 65536x64", 0x8000, 0xFFFFFFFF, -1, ""},
         {twoSizes, 0x3D0000, 0x14000, 0, "mtd0 erase 003d0000+65536 = 0\nmtd0 erase 003e0000+8192 = 0\nmtd0 erase 003e2000+8192 = 0\n"},
         {twoSizes, 0x3E2001, 0x2001, 0, "mtd0 erase 003e2000+8192 = 0\nmtd0 erase 003e4000+8192 = 0\n"},
         {"flash 65536x64\nfail mtd0 erase EIO", 0, 0x20000, -1, "mtd0 erase 00000000+65536 = -EIO\n" + second},

@@ -53,10 +53,10 @@ TEST_F(Seep, PlacesOfTheRecords) {
     EXPECT_EQ(readBytesFromSeep(0x1234, text, 3, 0x50), 3);
     EXPECT_EQ(text[2], 3);
     EXPECT_EQ(readBytesFromMfgSeep(0, text, 1, 0x50) + getMfgSpace(text, 1) + loadBladeSeep(), 0);
-    Seen const refused = see([&] { return getOemSpace(text, 16) + setOemSpace(text, 1); });
+    Seen const refused = see([&] { return getOemSpace(text, 1) + setOemSpace(text, 16); });
     EXPECT_EQ(refused.result, 0);
-    EXPECT_EQ(refused.errors, "i2c_access: getOemSpace: Invalid len 16!\n"
-                              "i2c_access: setOemSpace: Invalid len 1!\n");
+    EXPECT_EQ(refused.errors, "i2c_access: getOemSpace: Invalid len 1!\n"
+                              "i2c_access: setOemSpace: Invalid len 16!\n");
     EXPECT_EQ(refused.trace, "");
     uint16_t version = 0x5A5A;
     EXPECT_EQ(getVhHwVersion(&version), 0);
