@@ -21,3 +21,5 @@ need_packages() {
 }
 package_log=$(mktemp)
 build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest-dev libbenchmark-dev)
+board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev g++-arm-linux-gnueabihf qemu-system-arm
+  device-tree-compiler cpio xz-utils libubootenv-tool)

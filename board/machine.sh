@@ -1,0 +1,139 @@
+# The emulated board: its kernel, device tree and root file system, made of Debian's packages, and
+# the starting of it. Sourced by scripts/board-test, which sets $cache (packages and what is made of
+# them), $build (programs for ARM) and $work (a run's own files).
+
+cross=/usr/arm-linux-gnueabihf/lib # libraries of the cross compiler's packages
+
+# fetch_packages: the board's kernel and shell, by name, from where this machine has its packages.
+# apt works on a state of its own, so that the machine learns of no other architecture.
+fetch_packages() {
+  [ -e "$cache/fetched" ] && return 0
+  local state=$cache/apt kernel
+  rm -rf "$cache" && mkdir -p "$state/lists/partial" "$state/archives/partial" "$cache/root" || return 1
+  sources() {
+    apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) main' \
+      'Created-By: Packages' 'Component: main' "$@" | sort -u
+  }
+  sources 'Origin: Debian' >"$state/sources.list"
+  # Who made an archive is not known before its first update; others' archives do no harm.
+  [ -s "$state/sources.list" ] || sources --no-release-info >"$state/sources.list"
+  apt_armhf() {
+    "$@" -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root \
+      -o Dir::State="$state" -o Dir::State::status=/dev/null -o Dir::Cache="$state" \
+      -o Dir::Etc::SourceList="$state/sources.list" -o Dir::Etc::SourceParts=/dev/null
+  }
+  apt_armhf apt-get update # what else is out of reach does not matter
+  kernel=$(apt_armhf apt-cache depends linux-image-armmp | sed -n 's/.*Depends: //p')
+  (cd "$state" && apt_armhf apt-get download "$kernel" busybox-static) || return 1
+  for package in "$state"/*.deb; do
+    dpkg-deb -x "$package" "$cache/root" || return 1
+  done
+  rm -r "$state" && touch "$cache/fetched"
+}
+
+# be32 NUMBER...: 32-bit numbers, high byte first.
+be32() { printf "$(printf '%08x' "$@" | sed 's/../\\x&/g')"; }
+
+# make_kernel: the kernel without its self-extraction, which takes an emulator seconds, in the
+# wrapper that says where in memory it goes.
+make_kernel() {
+  local packed=("$cache"/root/boot/vmlinuz-*) address=0x80208000 offset
+  for offset in $(LC_ALL=C grep -abo -P '\xfd7zXZ\x00' "${packed[0]}" | cut -d: -f1); do
+    tail -c +$((offset + 1)) "${packed[0]}" | xz -dcq --single-stream >"$cache/image" 2>/dev/null
+    [ "$(stat -c %s "$cache/image")" -gt 10000000 ] && break
+  done
+  { # magic, CRC, time, size, load address, entry, CRC; Linux, ARM, kernel, uncompressed; name
+    be32 0x27051956 0 0 "$(stat -c %s "$cache/image")" $address $address 0 0x05020200 0 0 0 0 0 0 0 0
+    cat "$cache/image"
+  } >"$cache/kernel" && rm "$cache/image"
+}
+
+make_device_tree() {
+  local stock=("$cache"/root/usr/lib/linux-image-*/aspeed-ast2600-evb.dtb)
+  dtc -q -@ -I dts -O dtb -o "$cache/board.dtbo" board/board.dtso &&
+    fdtoverlay -i "${stock[0]}" -o "$cache/board.dtb" "$cache/board.dtbo"
+}
+
+# make_initramfs: shell, kernel modules, the tool, the layer's libraries and what these need.
+make_initramfs() {
+  local root=$work/root library
+  mkdir -p "$root"/{bin,lib,modules,dev,proc,sys,tmp,etc,var/lock,mnt/nand0,mnt/nand1,mnt/nand2}
+  cp "$cache/root/bin/busybox" "$root/bin/" && ln -s busybox "$root/bin/sh"
+  cp board/modules "$root/modules/list"
+  while read -r module _; do
+    find "$cache/root/lib/modules" -name "$module.ko" -exec cp {} "$root/modules/" \;
+  done <board/modules
+  for program in vxpvh vxcfg layer driver finish peak_memory; do
+    arm-linux-gnueabihf-strip -o "$root/bin/$program" "$build/bin/$program" || return 1
+  done
+  for library in "$build"/lib/lib{vxblade.so.0,vxplatform.so} \
+    "$cross"/{ld-linux-armhf.so.3,libc.so.6,libm.so.6,libgcc_s.so.1,libstdc++.so.6}; do
+    arm-linux-gnueabihf-strip -o "$root/lib/${library##*/}" "$library" || return 1
+  done
+  cp board/init board/scenarios/* samples/*.cfg "$root/" || return 1
+  (cd "$root" && find . | cpio --quiet -o -H newc -R 0:0) >"$work/initramfs"
+}
+
+# make_machine: all that boots, into $cache and $work.
+make_machine() {
+  [ -e "$cache/kernel" ] || make_kernel || return 1
+  make_device_tree && make_initramfs
+}
+
+# make_images NAME: NOR flash with a boot environment of the standard tool, the flash of volumes
+# that outlive the board, a blank EEPROM, and a memory module whose page of registers shows at every
+# address.
+make_images() {
+  local images=$work/$1 offset
+  truncate -s 8M "$images.nor" && truncate -s 16M "$images.store" && truncate -s 8K "$images.eeprom"
+  for image in nor store eeprom; do
+    tr '\0' '\377' <"$images.$image" >"$images.blank" && mv "$images.blank" "$images.$image"
+  done
+  for offset in 0x7e0000 0x7f0000; do
+    echo "$images.nor $offset 0x4000"
+  done >"$images.config"
+  echo standard=kept >"$images.texts"
+  fw_setenv -c "$images.config" -f "$images.texts" bootdelay 3 2>/dev/null
+  { # year 21, week 5, serial number 123456; part number
+    head -c 120 /dev/zero && printf '\x21\x05\0\x01\xe2\x40' && head -c 2 /dev/zero
+    printf '%-128s' VX-NVDIMM-8G-00001
+  } >"$images.page"
+  for _ in {1..256}; do
+    cat "$images.page"
+  done >"$images.module"
+}
+
+# boot SCENARIO IMAGES NAME [TEXT]: runs a scenario on flash images; its console goes to NAME.log.
+# When TEXT appears there, and when time is up, the emulator is killed. The emulator's status, or 1
+# when TEXT never appeared.
+boot() {
+  local log=$work/$3.log raw=format=raw,file=$work/$2 pid status
+  : >"$log"
+  qemu-system-arm -M ast2600-evb,fmc-model=m25p64,spi-model=s25sl12801 -m 512 -no-reboot \
+    -display none -nic none -serial "file:$log" -monitor stdio -S \
+    -semihosting-config enable=on,userspace=on,target=native \
+    -kernel "$cache/kernel" -dtb "$cache/board.dtb" -initrd "$work/initramfs" \
+    -append "console=ttyS4,115200 rdinit=/init panic=1 quiet scenario=$1" \
+    -drive "if=mtd,$raw.nor" -drive "if=mtd,$raw.store" \
+    -drive "if=none,id=eeprom,$raw.eeprom" -drive "if=none,id=module,$raw.module" \
+    -device at24c-eeprom,bus=aspeed.i2c.bus.0,address=0x50,rom-size=8192,drive=eeprom \
+    -device at24c-eeprom,bus=aspeed.i2c.bus.0,address=0x56,rom-size=65536,drive=module \
+    -device ds1338,bus=aspeed.i2c.bus.0,address=0x58 \
+    -device tmp105,bus=aspeed.i2c.bus.0,address=0x1e,id=memory \
+    -device tmp421,bus=aspeed.i2c.bus.1,address=0x4c,id=air \
+    -device tmp105,bus=aspeed.i2c.bus.2,address=0x48,id=board \
+    >"$log.monitor" 2>&1 <<'MONITOR' &
+qom-set /machine/peripheral/memory temperature 31500
+qom-set /machine/peripheral/air temperature0 42000
+qom-set /machine/peripheral/air temperature1 38500
+qom-set /machine/peripheral/board temperature 27000
+cont
+MONITOR
+  pid=$!
+  grep -q -m1 -e "${4:-a text that never appears}" \
+    < <(timeout 100 tail -s 0.1 -f --pid=$pid "$log" 2>/dev/null)
+  kill -KILL $pid 2>/dev/null
+  wait $pid 2>/dev/null
+  status=$?
+  grep -q -e "${4:-}" "$log" && return $status
+}
