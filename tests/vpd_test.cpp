@@ -27,8 +27,7 @@ struct Vpd : BladeTest {
         vxpmgr_create_mirror_paths(0, 0, 0, 0);
         ReadSequenceNumber();
         ASSERT_EQ(vxpmgr_create_vpd_psst(), 0);
-        VpdRecord record;
-        std::memset(&record, 0x5A, sizeof record);
+        auto const record = filled<VpdRecord>(0x5A);
         ASSERT_EQ(vxpmgr_UpdateVpdInfo(&record), 0);
         good = readBytes(primary(vpd));
         goodBackup = readBytes(primary(backup));
@@ -45,13 +44,9 @@ Bytes changed(Bytes bytes, std::size_t offset) {
 }
 
 TEST_F(Vpd, FilesCarryTheCrcOfTheirData) {
-    uint32_t const crc = crc32(0, good.data() + 64, 2224);
-    uint32_t stored = 0;
-    std::memcpy(&stored, good.data() + 8, sizeof stored);
-    EXPECT_EQ(stored, crc);
-    EXPECT_EQ(good.size(), 2288U);
-    EXPECT_EQ(good[16], 9);
-    EXPECT_EQ(goodBackup[16], 10);
+    ASSERT_EQ(good.size(), 2288U);
+    EXPECT_EQ(onFile<PsstHeader>(vpd, 0).crc, crc32(0, good.data() + 64, 2224));
+    EXPECT_TRUE(good[16] == 9 && goodBackup[16] == 10);
     EXPECT_TRUE(std::equal(good.begin() + 64, good.end(), goodBackup.begin() + 64));
 }
 
@@ -85,8 +80,7 @@ TEST_F(Vpd, BadFilesAreRepairedFromTheirTwin) {
 }
 
 TEST_F(Vpd, TheFirstGoodFileWins) {
-    VpdRecord next;
-    std::memset(&next, 0x77, sizeof next);
+    auto const next = filled<VpdRecord>(0x77);
     ASSERT_EQ(vxpmgr_readVpdFile(), 0);
     ASSERT_EQ(vxpmgr_UpdateVpdInfo(&next), 0);
     writeBytes(primary(backup), goodBackup); // an update was cut between the two files
@@ -104,8 +98,7 @@ TEST_F(Vpd, TheFirstGoodFileWins) {
 
 // Data before header, the first file before the second: a cut at any write leaves one good file.
 TEST_F(Vpd, UpdateLeavesOneGoodFileAtEveryCut) {
-    VpdRecord next;
-    std::memset(&next, 0x77, sizeof next);
+    auto const next = filled<VpdRecord>(0x77);
     bool finished = false;
     for (int cut = 1; !finished; ++cut) {
         writeBytes(primary(vpd), good);
