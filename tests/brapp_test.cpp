@@ -113,13 +113,13 @@ using Call = int (*)(void* record);
 #define CALL_TYPED(operation, device, group, number, size, type)                                   \
     {#operation, [](void* record) { return XBMGT_##operation(static_cast<type*>(record)); }},
 #define CALLED_ABOVE(...)
+// clang-format off
 const std::map<std::string, Call> calls = {
     {"SetPortParams", [](void* p) { return XBMGT_SetPortParams(static_cast<PortParams*>(p)); }},
     {"SetNvRam", [](void* record) { return XBMGT_SetNvRam(record); }},
     {"SetLed", [](void* record) { return XBMGT_SetLed(record); }},
     {"SendAppReqResp", [](void* record) { return XBMGT_SendAppReqResp(record, 3); }},
-    {"AddDriveToConfiguredStoragePool",
-     [](void* record) { return XBMGT_AddDriveToConfiguredStoragePool(record); }},
+    {"AddDriveToConfiguredStoragePool", [](void* record) { return XBMGT_AddDriveToConfiguredStoragePool(record); }},
     {"SetDriveConfig", [](void*) { return XBMGT_SetDriveConfig(); }},
     {"WcSetBootupMode", [](void*) { return XBMGT_WcSetBootupMode(0x80000002); }},
     {"ReqOrNotifyPeer", [](void*) { return XBMGT_ReqOrNotifyPeer(0x8102, 0x1234); }},
@@ -130,7 +130,9 @@ const std::map<std::string, Call> calls = {
     {"SelectSecondaryEEPROM", [](void*) { return XBMGT_SelectSecondaryEEPROM(3); }},
     {"SelectEEPROMMux", [](void*) { return XBMGT_SelectEEPROMMux(1); }},
     {"getTwoBladesActive", [](void*) { return XBMGT_getTwoBladesActive(&twoBladesActive); }},
-    VXBLADE_REQUESTS(CALL, CALL_TYPED, CALL, CALL, CALLED_ABOVE)};
+    VXBLADE_REQUESTS(CALL, CALL_TYPED, CALL, CALL, CALLED_ABOVE)
+};
+// clang-format on
 
 std::string codeOf(const Row& row) {
     return row.group + std::to_string(row.number);

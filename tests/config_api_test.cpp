@@ -36,20 +36,22 @@ PortParams filledPort(int value, int type, int number) {
 }
 
 TEST_F(ConfigApi, FlagsOfUpdates) {
-    struct {
-        uint32_t flags;
-        bool writes;
-    } const cases[] = {{0, false}, {0x100, false}, {1, true}, {0x80, true}, {0x101, true}};
+    std::pair<uint32_t, bool> const cases[] = {// flags, and whether they write through
+                                               {0, false},
+                                               {0x100, false},
+                                               {1, true},
+                                               {0x80, true},
+                                               {0x101, true}};
     int value = 1;
-    for (auto const& c : cases) {
+    for (auto const& [flags, writes] : cases) {
         uint64_t const before = pmgr_cb->sequenceNumber;
         auto const port = filledPort(++value, PORT_TYPE_ISCSI, 0);
-        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, c.flags), 0);
+        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, flags), 0);
         auto const bridge = filled<BridgeConfig>(value);
-        EXPECT_EQ(vxpmgr_UpdateBridgeConfigInfo(&bridge, c.flags), 0);
+        EXPECT_EQ(vxpmgr_UpdateBridgeConfigInfo(&bridge, flags), 0);
         auto const mgmt = filled<MgmtPortConfig>(value);
-        EXPECT_EQ(vxpmgr_UpdateMgmtPortInfo(&mgmt, c.flags), 0);
-        EXPECT_EQ(pmgr_cb->sequenceNumber - before, c.writes ? 3U : 0U) << c.flags;
+        EXPECT_EQ(vxpmgr_UpdateMgmtPortInfo(&mgmt, flags), 0);
+        EXPECT_EQ(pmgr_cb->sequenceNumber - before, writes ? 3U : 0U) << flags;
     }
 }
 
@@ -258,13 +260,13 @@ TEST_F(ConfigApi, WholeFileLoads) {
     mgmt.GatewayIpAddr = {{10, 0, 0, 254}};
     mgmt.MacAddr[0] = 2;
     mgmt.MacAddr[5] = 1;
-    auto const slot = onFile<MgmtPortSlot>(1, 2768);
-    EXPECT_EQ(std::memcmp(slot.config, &mgmt, sizeof slot.config), 0);
+    EXPECT_EQ(std::memcmp(onFile<MgmtPortSlot>(1, 2768).config, &mgmt, 84), 0);
 
     PasswordConfig passwords{};
-    std::strcpy(passwords.Passwd[0][0], "config");
-    std::strcpy(passwords.Passwd[0][1], "admin");
-    std::strcpy(passwords.Passwd[0][2], "guest");
+    constexpr const char* names[] = {"config", "admin", "guest"};
+    for (std::size_t i = 0; i < 3; ++i) {
+        std::strcpy(passwords.Passwd[0][i], names[i]);
+    }
     EXPECT_TRUE(equal(onFile<PasswordConfig>(8, 64), passwords));
 
     HostGroupConfig group{};

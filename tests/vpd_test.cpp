@@ -9,6 +9,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <tuple>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -52,30 +53,25 @@ TEST_F(Vpd, FilesCarryTheCrcOfTheirData) {
 
 TEST_F(Vpd, BadFilesAreRepairedFromTheirTwin) {
     Bytes const shortFile(good.begin(), good.begin() + 100);
-    struct {
-        Bytes vpdBytes, backupBytes;
-        int result;
-    } const cases[] = {
-        {good, goodBackup, 0},
-        {changed(good, 100), goodBackup, 0}, // data
-        {changed(good, 8), goodBackup, 0},   // CRC
-        {changed(good, 5), goodBackup, 0},   // magic
-        {shortFile, goodBackup, 0},
-        {{}, goodBackup, 0},
-        {good, changed(goodBackup, 100), 0},
-        {good, {}, 0},
+    std::tuple<Bytes, Bytes, int> const cases[] = {
+        // clang-format off
+        {good, goodBackup, 0},               {changed(good, 100), goodBackup, 0}, // data
+        {changed(good, 8), goodBackup, 0},   {changed(good, 5), goodBackup, 0},   // CRC, magic
+        {shortFile, goodBackup, 0},          {{}, goodBackup, 0},
+        {good, changed(goodBackup, 100), 0}, {good, {}, 0},
         {changed(good, 100), changed(goodBackup, 16), -1},
+        // clang-format on
     };
-    for (auto const& c : cases) {
-        writeBytes(primary(vpd), c.vpdBytes);
-        writeBytes(primary(backup), c.backupBytes);
+    for (auto const& [vpdBytes, backupBytes, result] : cases) {
+        writeBytes(primary(vpd), vpdBytes);
+        writeBytes(primary(backup), backupBytes);
         InitDatabaseLite();
-        EXPECT_EQ(vxpmgr_readVpdFile(), c.result);
-        EXPECT_EQ(readBytes(primary(vpd)), c.result == 0 ? good : c.vpdBytes);
-        EXPECT_EQ(readBytes(primary(backup)), c.result == 0 ? goodBackup : c.backupBytes);
+        EXPECT_EQ(vxpmgr_readVpdFile(), result);
+        EXPECT_EQ(readBytes(primary(vpd)), result == 0 ? good : vpdBytes);
+        EXPECT_EQ(readBytes(primary(backup)), result == 0 ? goodBackup : backupBytes);
         VpdRecord record;
         vxpmgr_GetVpdInfo(&record);
-        EXPECT_EQ(record.bytes[0], c.result == 0 ? 0x5A : 0);
+        EXPECT_EQ(record.bytes[0], result == 0 ? 0x5A : 0);
     }
 }
 
