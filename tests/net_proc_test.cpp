@@ -189,12 +189,8 @@ TEST_F(ProcNet, InterfaceLines) {
 
 TEST_F(ProcNet, Gateway6) {
     std::string const good = route6("fd00::1", "00000003"); // not to a default destination
-    struct {
-        std::string table;
-        const char* ifname;
-        const char* gateway;
-        bool prints = false;
-    } const cases[] = {
+    std::string const outOfStep = route6("fd00::2", "00000003", "nineletters") + good; // reported
+    std::tuple<std::string, const char*, const char*> const cases[] = {
         {good + route6("fd00::2", "00000003"), "eth0", "fd00::1"},
         {route6("fd00::2", "00000001") + good, "eth0", "fd00::1"},
         {route6("fd00::2", "00000002") + good, "eth0", "fd00::1"},
@@ -207,15 +203,15 @@ TEST_F(ProcNet, Gateway6) {
         {good, nullptr, "::"},
         {good.substr(0, 149), "eth0", "::"},
         {"", "eth0", "::"},
-        {route6("fd00::2", "00000003", "nineletters") + good, "eth0", "::", true}, // out of step
-    };
-    for (auto const& c : cases) {
-        table("ipv6_route", c.table);
+        {outOfStep, "eth0", "::"}};
+    for (auto const& [text, name, gateway] : cases) {
+        table("ipv6_route", text);
         Address6 address;
         address.fill(0xEE);
-        auto const run = [&] { EXPECT_EQ(VXNetGetGateway6(c.ifname, address.data()), 0); };
-        EXPECT_EQ(captured(run).empty(), !c.prints);
-        EXPECT_EQ(address, address6(c.gateway)) << c.table;
+        std::string const printed = captured(
+            [&, ifname = name] { EXPECT_EQ(VXNetGetGateway6(ifname, address.data()), 0); });
+        EXPECT_EQ(printed.empty(), text != outOfStep);
+        EXPECT_EQ(address, address6(gateway)) << text;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <set>
+#include <tuple>
 #include <utility>
 
 #include <fcntl.h>
@@ -54,18 +55,15 @@ TEST_F(Network, Properties) {
     int const fd = std::stoi(printed.substr(started.size()));
     EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC);
     struct ifreq block;
-    struct {
-        const char* ifname;
-        int status;
-        int mtu;
-    } const cases[] = {{"eth0", 0, 1400}, {"none", -1, -1}, {"more-than-sixteen", -1, -1}};
-    for (auto const& c : cases) {
+    std::tuple<std::string, int, int> const cases[] = {
+        {"eth0", 0, 1400}, {"none", -1, -1}, {"more-than-sixteen", -1, -1}};
+    for (auto const& [ifname, status, mtu] : cases) {
         std::memset(&block, 0xFF, sizeof block);
-        EXPECT_EQ(VXNetIoctlGetNetProperty(handle, c.ifname, SIOCGIFMTU, &block), c.status);
-        char name[IFNAMSIZ] = {};
-        std::memcpy(name, c.ifname, std::min<std::size_t>(std::strlen(c.ifname), IFNAMSIZ));
-        EXPECT_EQ(std::memcmp(block.ifr_name, name, IFNAMSIZ), 0) << c.ifname;
-        EXPECT_EQ(block.ifr_mtu, c.mtu);
+        EXPECT_EQ(VXNetIoctlGetNetProperty(handle, ifname.c_str(), SIOCGIFMTU, &block), status);
+        std::string name = ifname;
+        name.resize(IFNAMSIZ);
+        EXPECT_EQ(std::string(block.ifr_name, IFNAMSIZ), name);
+        EXPECT_EQ(block.ifr_mtu, mtu);
     }
     struct ifreq const before = block;
     errno = 0;

@@ -58,11 +58,10 @@ class FileGenerator {
     std::string end() { return pick(3) == 0 ? "\r\n" : "\n"; }
 
     std::string makeLine(int number) {
-        static const char* const malformed[] = {"oops", "k = v", "k = \"v\" x", "= \"v\"",
-                                                "k = \"v"};
         int const kind = pick(60);
         if (kind == 0) {
-            return malformed[pick(5)] + end();
+            return std::data({"oops", "k = v", "k = \"v\" x", "= \"v\"", "k = \"v"})[pick(5)] +
+                   end();
         }
         if (kind < 8) {
             return (pick(2) == 0 ? "# comment \"quoted\" = x" : " \t") + end();
