@@ -20,6 +20,12 @@ void writeBytes(const std::string& path, const Bytes& bytes) {
                static_cast<std::streamsize>(bytes.size()));
 }
 
+void setByte(const std::string& path, std::size_t offset, unsigned char value) {
+    Bytes bytes = readBytes(path);
+    bytes.at(offset) = value;
+    writeBytes(path, bytes);
+}
+
 std::string primary(int fileIndex) {
     return psstFilePrimaryPaths[fileIndex];
 }

@@ -1,7 +1,9 @@
 // The simulated blade's volumes, as tests see them.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -13,8 +15,42 @@ using Bytes = std::vector<unsigned char>;
 void writeBytes(const std::string& path, const Bytes& bytes);
 [[nodiscard]] std::string primary(int fileIndex);
 [[nodiscard]] std::string mirror(int fileIndex);
+// Changes one byte of a file.
+void setByte(const std::string& path, std::size_t offset, unsigned char value);
 // The number in the sequence-number file.
 [[nodiscard]] uint64_t sequenceNumberOnFile();
+
+inline Bytes bytesOf(const void* data, std::size_t size) {
+    auto const* const bytes = static_cast<const unsigned char*>(data);
+    return {bytes, bytes + size};
+}
+
+// A record of equal bytes, one out of a file, and all bytes of two compared.
+template <class Record>
+Record filled(int value) {
+    Record record;
+    std::memset(&record, value, sizeof record);
+    return record;
+}
+template <class Record>
+Record onFile(int fileIndex, std::size_t offset) {
+    Record record;
+    Bytes bytes = readBytes(primary(fileIndex));
+    bytes.resize(std::max(bytes.size(), offset + sizeof record)); // zeros behind a short file
+    std::memcpy(&record, bytes.data() + offset, sizeof record);
+    return record;
+}
+template <class Record>
+bool equal(const Record& a, const Record& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+// What a call prints on standard output.
+std::string printedBy(const auto& call) {
+    testing::internal::CaptureStdout();
+    call();
+    return testing::internal::GetCapturedStdout();
+}
 
 // Each test starts with empty volumes and a store that is not initialised.
 class BladeTest : public testing::Test {

@@ -2,10 +2,12 @@
 #include "tests/brapp_drivers.h"
 #include "tests/system_calls.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
 #include <functional>
+#include <iterator>
 
 int closeErrno = 0;
 
@@ -120,10 +122,8 @@ TEST_F(BridgeApp, GivesUpAfterTwoMinutes) {
     EXPECT_EQ(BrAppHandle, -1);
 }
 
-template <class Number>
-void append(Bytes& bytes, Number number) {
-    auto const* const first = reinterpret_cast<const unsigned char*>(&number);
-    bytes.insert(bytes.end(), first, first + sizeof number);
+Bytes bytesOfWords(const std::vector<uint32_t>& words) {
+    return bytesOf(words.data(), words.size() * sizeof(uint32_t));
 }
 
 TEST_F(BridgeApp, LogRecords) {
@@ -132,53 +132,42 @@ TEST_F(BridgeApp, LogRecords) {
     constexpr uint32_t code = 0xF0000123; // its top bits give way to the kind
     constexpr uint32_t wordsKind = 0x10000123;
     struct {
-        const char* what;
         std::function<int()> send;
         uint32_t sent;
         std::vector<uint32_t> words; // of the payload
         const void* address = nullptr;
     } const cases[] = {
-        {"0", [] { return XBRPC_LOG0(code); }, wordsKind, {}},
-        {"1", [] { return XBRPC_LOG1(code, 7); }, wordsKind, {7}},
-        {"2", [] { return XBRPC_LOG2(code, 7, 9); }, wordsKind, {7, 9}},
-        {"3", [] { return XBRPC_LOG3(code, 7, 9, 11); }, wordsKind, {7, 9, 11}},
-        {"4", [] { return XBRPC_LOG4(code, 4, 3, 2, 1); }, wordsKind, {4, 3, 2, 1}},
-        {"5", [] { return XBRPC_LOG5(code, 5, 4, 3, 2, 1); }, wordsKind, {5, 4, 3, 2, 1}},
-        {"8",
-         [] { return XBRPC_LOG8(code, 8, 7, 6, 5, 4, 3, 2, 1); },
-         wordsKind,
-         {8, 7, 6, 5, 4, 3, 2, 1}},
-        {"9",
-         [] { return XBRPC_LOG9(code, 9, 8, 7, 6, 5, 4, 3, 2, 1); },
-         wordsKind,
-         {9, 8, 7, 6, 5, 4, 3, 2, 1}},
-        {"n", [] { return XBRPC_LOGn(code, words, 3); }, wordsKind, {1, 0x80000002, 3}, words},
-        {"none", [] { return XBRPC_LOGn(code, words, 0); }, wordsKind, {}, words},
-        {"data", [] { return XBRPC_LogData(code, words, 8); }, 0x40000123, {1, 0x80000002}, words},
-        {"empty", [] { return XBRPC_LogString(9, text + 6); }, 0x30000009, {}, text + 6},
+        // clang-format off
+        {[] { return XBRPC_LOG0(code); }, wordsKind, {}},
+        {[] { return XBRPC_LOG1(code, 7); }, wordsKind, {7}},
+        {[] { return XBRPC_LOG2(code, 7, 9); }, wordsKind, {7, 9}},
+        {[] { return XBRPC_LOG3(code, 7, 9, 11); }, wordsKind, {7, 9, 11}},
+        {[] { return XBRPC_LOG4(code, 4, 3, 2, 1); }, wordsKind, {4, 3, 2, 1}},
+        {[] { return XBRPC_LOG5(code, 5, 4, 3, 2, 1); }, wordsKind, {5, 4, 3, 2, 1}},
+        {[] { return XBRPC_LOG8(code, 8, 7, 6, 5, 4, 3, 2, 1); }, wordsKind, {8, 7, 6, 5, 4, 3, 2, 1}},
+        {[] { return XBRPC_LOG9(code, 9, 8, 7, 6, 5, 4, 3, 2, 1); }, wordsKind, {9, 8, 7, 6, 5, 4, 3, 2, 1}},
+        {[] { return XBRPC_LOGn(code, words, 3); }, wordsKind, {1, 0x80000002, 3}, words},
+        {[] { return XBRPC_LOGn(code, words, 0); }, wordsKind, {}, words},
+        {[] { return XBRPC_LogData(code, words, 8); }, 0x40000123, {1, 0x80000002}, words},
+        {[] { return XBRPC_LogString(9, text + 6); }, 0x30000009, {}, text + 6},
+        // clang-format on
     };
     readsPayloads = true;
     for (auto const& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(&c - cases);
         control("return b39 5");
         EXPECT_EQ(c.send(), 5);
         EXPECT_EQ(issued(), "vxbrapp b39 16 = 5\n");
-        Bytes expected;
-        append(expected, c.sent);
-        append(expected, static_cast<uint32_t>(4 * c.words.size()));
+        Bytes expected = bytesOfWords({c.sent, static_cast<uint32_t>(4 * c.words.size())});
         Bytes sent = passed("b39");
         ASSERT_EQ(sent.size(), 16U);
         if (c.address != nullptr) {
-            append(expected, uint64_t{reinterpret_cast<uintptr_t>(c.address)});
+            std::ranges::copy(bytesOf(&c.address, 8), std::back_inserter(expected));
         } else { // an array of the call's own
             sent.resize(8);
         }
         EXPECT_EQ(sent, expected);
-        Bytes wanted;
-        for (uint32_t const word : c.words) {
-            append(wanted, word);
-        }
-        EXPECT_EQ(payload, wanted);
+        EXPECT_EQ(payload, bytesOfWords(c.words));
     }
     EXPECT_EQ(XBRPC_LogString(code, text), 5);
     EXPECT_EQ(passed("b39").at(4), 6) << "without its NUL";

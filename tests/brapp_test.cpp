@@ -15,135 +15,53 @@ struct Row {
     unsigned size;
 };
 
-const Row rows[] = {{"GetBridgeBasicInfo", 'b', 1, 844},
-                    {"SetBridgeBasicInfo", 'b', 17, 844},
-                    {"GetBridgeAdvInfo", 'b', 1, 844},
-                    {"SetBridgeAdvInfo", 'b', 17, 844},
-                    {"GetPortParams", 'b', 2, 712},
-                    {"SetIsnsParams", 'b', 21, 712},
-                    {"GetTgtDevice", 'b', 3, 1792},
-                    {"GetLunList", 'b', 8, 760},
-                    {"GetCachedLunList", 'b', 111, 760},
-                    {"GetLunInfoByWwuln", 'b', 151, 1688},
-                    {"GetLunInfo", 'b', 9, 1688},
-                    {"RemoveLunInfo", 'b', 86, 1688},
-                    {"MapTargetDevice", 'b', 19, 2360},
-                    {"UnMapTargetDevice", 'b', 19, 2360},
-                    {"GetTargetNodes", 'b', 4, 2360},
-                    {"GetInitiators", 'b', 10, 16},
-                    {"SetPortParams", 'b', 18, 712},
-                    {"SetLunMask", 'b', 12, 2136},
-                    {"SetNvRam", 'b', 23, 64},
-                    {"GetDiagResult", 'b', 25, 28},
-                    {"RunDiagLoopBack", 'b', 24, 28},
-                    {"RescanDevices", 'b', 110, 1792},
-                    {"GetBridgeStats", 'b', 32, 248},
-                    {"GetTcpIpStats", 'b', 33, 656},
-                    {"SetInitiators", 'b', 34, 872},
-                    {"SetTargetChapInfo", 'b', 35, 2360},
-                    {"SetPortChapInfo", 'b', 15, 712},
-                    {"RemoveTgtDevice", 'b', 36, 1792},
-                    {"GetLogs", 'b', 38, 32},
-                    {"GetEventNotifications", 'b', 40, 32},
-                    {"WriteLog", 'b', 39, 16},
-                    {"SetLed", 'l', 1, 2},
-                    {"SetInitiatorTargetMask", 'b', 50, 2136},
-                    {"GetVirtualInitiator", 'b', 48, 1732},
-                    {"SetVirtualInitiator", 'b', 49, 1732},
-                    {"SetTargetDisc", 'b', 41, 382},
-                    {"SetRemoteBridge", 'b', 52, 1004},
-                    {"SetRemoteMapInfo", 'b', 53, 1752},
-                    {"GetRemoteMapInfo", 'b', 57, 1752},
-                    {"PingDevice", 'b', 54, 720},
-                    {"GetLinkStatus", 'b', 55, 248},
-                    {"Shutdown", 'b', 56, 4},
-                    {"GetMemoryInfo", 'b', 64, 216},
-                    {"SetTargetDeviceInfo", 'b', 51, 1792},
-                    {"SetMigration", 'b', 66, 1896},
-                    {"GetMigration", 'b', 67, 1896},
-                    {"GetNandUpdateNotification", 'b', 68, 4},
-                    {"SetFeatureList", 'b', 70, 1032},
-                    {"GetSrcIpv6Addr", 'b', 72, 48},
-                    {"GetBladeSlotPostition", 'h', 27, 8},
-                    {"GetPCMStatus", 'h', 5, 31},
-                    {"GetAllGPIO", 'h', 3, 16},
-                    {"SetTempOverride", 'h', 6, 1},
-                    {"SelectPrimaryEEPROM", 'h', 8, 4},
-                    {"SelectSecondaryEEPROM", 'h', 8, 4},
-                    {"getTwoBladesActive", 'h', 14, 4},
-                    {"SetCommunicationInfo", 'h', 15, 386},
-                    {"GetInterfaceLinkStatus", 'h', 7, 1},
-                    {"GetLinkChangeNotification", 'h', 9, 2},
-                    {"GetSfpInfo", 'b', 73, 8},
-                    {"SetHostGroupInfo", 'b', 80, 256},
-                    {"GetHostGroupInfo", 'b', 81, 256},
-                    {"GetIsnsNotification", 'b', 82, 8},
-                    {"StartSerialSchedule", 'b', 83, 4},
-                    {"GetGroupInfo", 'b', 84, 1168},
-                    {"ReadjustPriority", 'b', 85, 3076},
-                    {"SetMigrationGlobalSettings", 'b', 87, 36},
-                    {"SetMigrationParams", 'b', 130, 4},
-                    {"ReqOrNotifyPeer", 'b', 89, 72},
-                    {"SetMacWwnBaseValues", 'b', 96, 49},
-                    {"WaitForPersistenceUpdateRequest", 'b', 97, 48},
-                    {"WaitForPhyDrvUpdateRequest", 'b', 144, 48},
-                    {"SendPersistenceUpdateRequestToPeer", 'b', 119, 48},
-                    {"SelectEEPROMMux", 'h', 18, 1},
-                    {"GetHeartBeatStatus", 'h', 19, 32},
-                    {"SetHeartBeatServiceStatus", 'h', 19, 32},
-                    {"SetBladeActiveGpioState", 'h', 20, 4},
-                    {"CreateDataMgmtLun", 'b', 99, 3640},
-                    {"GetDataMgmtLun", 'b', 100, 3640},
-                    {"DestroyDataMgmtLun", 'b', 101, 3640},
-                    {"CreateTPLun", 'b', 102, 1848},
-                    {"AddTPLunExtents", 'b', 129, 1848},
-                    {"DeleteMultipleExtents", 'b', 131, 1848},
-                    {"ModifyTPLun", 'b', 103, 1848},
-                    {"SplitTPLun", 'b', 118, 4},
-                    {"DestroyTPLun", 'b', 105, 1848},
-                    {"AddTPLunMirror", 'b', 133, 1848},
-                    {"RemoveTPLunMirror", 'b', 137, 1848},
-                    {"GetLogicalLunInfo", 'b', 126, 1848},
-                    {"GetLocalLogicalLunInfo", 'b', 146, 1848},
-                    {"UpdateTargetDeviceArrayInfo", 'b', 147, 13960},
-                    {"DeleteExtent", 'b', 112, 8208},
-                    {"GetWriteCacheParams", 'b', 106, 256},
-                    {"SetWriteCacheParams", 'b', 106, 256},
-                    {"ClearWriteCacheStats", 'b', 106, 256},
-                    {"SetDriveConfig", 'b', 107, 304},
-                    {"SetBaseMac", 'b', 107, 304},
-                    {"SetBuildWriteCache", 'b', 107, 304},
-                    {"SetWriteCacheMarkers", 'b', 107, 304},
-                    {"SetStoragePool", 'b', 107, 304},
-                    {"GetStoragePool", 'b', 107, 304},
-                    {"WcSetBootupMode", 'b', 106, 256},
-                    {"WcSetSecureErased", 'b', 106, 256},
-                    {"CreateTpControllerLun", 'b', 107, 304},
-                    {"GetEthSettings", 'h', 21, 28},
-                    {"listenMgmtLinkChangeEvent", 'h', 22, 1},
-                    {"SetSystemCapabilities", 'b', 115, 72},
-                    {"SyncMirrorLunDatabase", 'b', 117, 4},
-                    {"ScanMirrorLunDatabase", 'b', 116, 4},
-                    {"WaitForAppReqResp", 'b', 120, 44},
-                    {"SendAppReqResp", 'b', 120, 44},
-                    {"WaitForCmdExecConfirm", 'b', 120, 44},
-                    {"SendAcbAppRsp", 'b', 120, 44},
-                    {"TestScsiComm", 'b', 121, 4},
-                    {"ClusterKeyOps", 'b', 123, 24},
-                    {"ClusterMemberOps", 'b', 122, 2208},
-                    {"SetAdapterId", 'h', 26, 8},
-                    {"PersistenceBootComplete", 'b', 124, 4},
-                    {"GetFwCompStatus", 'h', 28, 12},
-                    {"SetOrClearFwCompStatus", 'h', 28, 12},
-                    {"CacheStorePhyDrvOps", 'b', 125, 392},
-                    {"GetDriveFromConfiguredStoragePool", 'b', 125, 392},
-                    {"GetDriveFromFreeStoragePool", 'b', 125, 392},
-                    {"AddDriveToConfiguredStoragePool", 'b', 125, 392},
-                    {"SendClusterAppRsp", 'b', 120, 44},
-                    {"SetClusterMetadata", 'b', 127, 64},
-                    {"SetClusterCachedLun", 'b', 128, 304},
-                    {"SetTempData", 'b', 149, 36},
-                    {"SendAsyncEventToPCIeHost", 'b', 145, 36}};
+// clang-format off
+const Row rows[] = {
+    {"GetBridgeBasicInfo", 'b', 1, 844},                  {"SetBridgeBasicInfo", 'b', 17, 844},                 {"GetBridgeAdvInfo", 'b', 1, 844},
+    {"SetBridgeAdvInfo", 'b', 17, 844},                   {"GetPortParams", 'b', 2, 712},                       {"SetIsnsParams", 'b', 21, 712},
+    {"GetTgtDevice", 'b', 3, 1792},                       {"GetLunList", 'b', 8, 760},                          {"GetCachedLunList", 'b', 111, 760},
+    {"GetLunInfoByWwuln", 'b', 151, 1688},                {"GetLunInfo", 'b', 9, 1688},                         {"RemoveLunInfo", 'b', 86, 1688},
+    {"MapTargetDevice", 'b', 19, 2360},                   {"UnMapTargetDevice", 'b', 19, 2360},                 {"GetTargetNodes", 'b', 4, 2360},
+    {"GetInitiators", 'b', 10, 16},                       {"SetPortParams", 'b', 18, 712},                      {"SetLunMask", 'b', 12, 2136},
+    {"SetNvRam", 'b', 23, 64},                            {"GetDiagResult", 'b', 25, 28},                       {"RunDiagLoopBack", 'b', 24, 28},
+    {"RescanDevices", 'b', 110, 1792},                    {"GetBridgeStats", 'b', 32, 248},                     {"GetTcpIpStats", 'b', 33, 656},
+    {"SetInitiators", 'b', 34, 872},                      {"SetTargetChapInfo", 'b', 35, 2360},                 {"SetPortChapInfo", 'b', 15, 712},
+    {"RemoveTgtDevice", 'b', 36, 1792},                   {"GetLogs", 'b', 38, 32},                             {"GetEventNotifications", 'b', 40, 32},
+    {"WriteLog", 'b', 39, 16},                            {"SetLed", 'l', 1, 2},                                {"SetInitiatorTargetMask", 'b', 50, 2136},
+    {"GetVirtualInitiator", 'b', 48, 1732},               {"SetVirtualInitiator", 'b', 49, 1732},               {"SetTargetDisc", 'b', 41, 382},
+    {"SetRemoteBridge", 'b', 52, 1004},                   {"SetRemoteMapInfo", 'b', 53, 1752},                  {"GetRemoteMapInfo", 'b', 57, 1752},
+    {"PingDevice", 'b', 54, 720},                         {"GetLinkStatus", 'b', 55, 248},                      {"Shutdown", 'b', 56, 4},
+    {"GetMemoryInfo", 'b', 64, 216},                      {"SetTargetDeviceInfo", 'b', 51, 1792},               {"SetMigration", 'b', 66, 1896},
+    {"GetMigration", 'b', 67, 1896},                      {"GetNandUpdateNotification", 'b', 68, 4},            {"SetFeatureList", 'b', 70, 1032},
+    {"GetSrcIpv6Addr", 'b', 72, 48},                      {"GetBladeSlotPostition", 'h', 27, 8},                {"GetPCMStatus", 'h', 5, 31},
+    {"GetAllGPIO", 'h', 3, 16},                           {"SetTempOverride", 'h', 6, 1},                       {"SelectPrimaryEEPROM", 'h', 8, 4},
+    {"SelectSecondaryEEPROM", 'h', 8, 4},                 {"getTwoBladesActive", 'h', 14, 4},                   {"SetCommunicationInfo", 'h', 15, 386},
+    {"GetInterfaceLinkStatus", 'h', 7, 1},                {"GetLinkChangeNotification", 'h', 9, 2},             {"GetSfpInfo", 'b', 73, 8},
+    {"SetHostGroupInfo", 'b', 80, 256},                   {"GetHostGroupInfo", 'b', 81, 256},                   {"GetIsnsNotification", 'b', 82, 8},
+    {"StartSerialSchedule", 'b', 83, 4},                  {"GetGroupInfo", 'b', 84, 1168},                      {"ReadjustPriority", 'b', 85, 3076},
+    {"SetMigrationGlobalSettings", 'b', 87, 36},          {"SetMigrationParams", 'b', 130, 4},                  {"ReqOrNotifyPeer", 'b', 89, 72},
+    {"SetMacWwnBaseValues", 'b', 96, 49},                 {"WaitForPersistenceUpdateRequest", 'b', 97, 48},     {"WaitForPhyDrvUpdateRequest", 'b', 144, 48},
+    {"SendPersistenceUpdateRequestToPeer", 'b', 119, 48}, {"SelectEEPROMMux", 'h', 18, 1},                      {"GetHeartBeatStatus", 'h', 19, 32},
+    {"SetHeartBeatServiceStatus", 'h', 19, 32},           {"SetBladeActiveGpioState", 'h', 20, 4},              {"CreateDataMgmtLun", 'b', 99, 3640},
+    {"GetDataMgmtLun", 'b', 100, 3640},                   {"DestroyDataMgmtLun", 'b', 101, 3640},               {"CreateTPLun", 'b', 102, 1848},
+    {"AddTPLunExtents", 'b', 129, 1848},                  {"DeleteMultipleExtents", 'b', 131, 1848},            {"ModifyTPLun", 'b', 103, 1848},
+    {"SplitTPLun", 'b', 118, 4},                          {"DestroyTPLun", 'b', 105, 1848},                     {"AddTPLunMirror", 'b', 133, 1848},
+    {"RemoveTPLunMirror", 'b', 137, 1848},                {"GetLogicalLunInfo", 'b', 126, 1848},                {"GetLocalLogicalLunInfo", 'b', 146, 1848},
+    {"UpdateTargetDeviceArrayInfo", 'b', 147, 13960},     {"DeleteExtent", 'b', 112, 8208},                     {"GetWriteCacheParams", 'b', 106, 256},
+    {"SetWriteCacheParams", 'b', 106, 256},               {"ClearWriteCacheStats", 'b', 106, 256},              {"SetDriveConfig", 'b', 107, 304},
+    {"SetBaseMac", 'b', 107, 304},                        {"SetBuildWriteCache", 'b', 107, 304},                {"SetWriteCacheMarkers", 'b', 107, 304},
+    {"SetStoragePool", 'b', 107, 304},                    {"GetStoragePool", 'b', 107, 304},                    {"WcSetBootupMode", 'b', 106, 256},
+    {"WcSetSecureErased", 'b', 106, 256},                 {"CreateTpControllerLun", 'b', 107, 304},             {"GetEthSettings", 'h', 21, 28},
+    {"listenMgmtLinkChangeEvent", 'h', 22, 1},            {"SetSystemCapabilities", 'b', 115, 72},              {"SyncMirrorLunDatabase", 'b', 117, 4},
+    {"ScanMirrorLunDatabase", 'b', 116, 4},               {"WaitForAppReqResp", 'b', 120, 44},                  {"SendAppReqResp", 'b', 120, 44},
+    {"WaitForCmdExecConfirm", 'b', 120, 44},              {"SendAcbAppRsp", 'b', 120, 44},                      {"TestScsiComm", 'b', 121, 4},
+    {"ClusterKeyOps", 'b', 123, 24},                      {"ClusterMemberOps", 'b', 122, 2208},                 {"SetAdapterId", 'h', 26, 8},
+    {"PersistenceBootComplete", 'b', 124, 4},             {"GetFwCompStatus", 'h', 28, 12},                     {"SetOrClearFwCompStatus", 'h', 28, 12},
+    {"CacheStorePhyDrvOps", 'b', 125, 392},               {"GetDriveFromConfiguredStoragePool", 'b', 125, 392}, {"GetDriveFromFreeStoragePool", 'b', 125, 392},
+    {"AddDriveToConfiguredStoragePool", 'b', 125, 392},   {"SendClusterAppRsp", 'b', 120, 44},                  {"SetClusterMetadata", 'b', 127, 64},
+    {"SetClusterCachedLun", 'b', 128, 304},               {"SetTempData", 'b', 149, 36},                        {"SendAsyncEventToPCIeHost", 'b', 145, 36},
+};
+// clang-format on
 
 struct Word {
     std::size_t offset;
@@ -157,38 +75,25 @@ struct Change {
     Start start = Start::callers;
     std::vector<Word> words;
 };
+// clang-format off
 const std::map<std::string, Change> changes = {
-    {"SetWriteCacheParams", {Start::callers, {{0, 4, 1}}}},
-    {"GetWriteCacheParams", {Start::callers, {{0, 4, 2}}}},
-    {"ClearWriteCacheStats", {Start::callers, {{0, 4, 3}}}},
-    {"WcSetSecureErased", {Start::callers, {{0, 4, 5}}}},
-    {"WcSetBootupMode", {Start::zeros, {{0, 4, 0x80000002}}}},
-    {"SetDriveConfig", {Start::zeros, {{0, 4, 1}}}},
-    {"SetBaseMac", {Start::callers, {{0, 4, 2}}}},
-    {"SetBuildWriteCache", {Start::callers, {{0, 4, 3}}}},
-    {"SetWriteCacheMarkers", {Start::required, {{0, 4, 4}}}},
-    {"SetStoragePool", {Start::required, {{0, 4, 5}}}},
-    {"GetStoragePool", {Start::required, {{0, 4, 6}}}},
-    {"CreateTpControllerLun", {Start::required, {{0, 4, 7}}}},
-    {"SendAppReqResp", {Start::callers, {{7, 1, 3}}}},
-    {"WaitForAppReqResp", {Start::callers, {{7, 1, 2}}}},
-    {"WaitForCmdExecConfirm", {Start::callers, {{7, 1, 4}}}},
-    {"SendAcbAppRsp", {Start::callers, {{7, 1, 5}}}},
-    {"SendClusterAppRsp", {Start::callers, {{7, 1, 6}}}},
-    {"GetDriveFromConfiguredStoragePool", {Start::callers, {{4, 4, 1}}}},
-    {"GetDriveFromFreeStoragePool", {Start::callers, {{4, 4, 2}}}},
-    {"AddDriveToConfiguredStoragePool", {Start::callers, {{0, 4, 2}, {4, 4, 0}}}},
-    {"GetHeartBeatStatus", {Start::callers, {{19, 1, 0}}}},
-    {"SetHeartBeatServiceStatus", {Start::callers, {{19, 1, 1}}}},
-    {"ReqOrNotifyPeer", {Start::zeros, {{0, 2, 0x8102}, {2, 2, 0x1234}}}},
-    {"SetAdapterId", {Start::zeros, {{0, 4, 0x80000001}, {4, 4, 0x12345678}}}},
-    {"PersistenceBootComplete", {Start::zeros, {{0, 4, 0x90ABCDEF}}}},
-    {"TestScsiComm", {Start::zeros, {{0, 4, 0x01020304}}}},
-    {"SelectPrimaryEEPROM", {Start::zeros, {{0, 4, 2}}}},
-    {"SelectSecondaryEEPROM", {Start::zeros, {{0, 4, 3}}}},
-    {"SelectEEPROMMux", {Start::zeros, {{0, 1, 1}}}},
-    {"getTwoBladesActive", {Start::zeros, {}}},
+    {"SetWriteCacheParams", {Start::callers, {{0, 4, 1}}}},                {"GetWriteCacheParams", {Start::callers, {{0, 4, 2}}}},
+    {"ClearWriteCacheStats", {Start::callers, {{0, 4, 3}}}},               {"WcSetSecureErased", {Start::callers, {{0, 4, 5}}}},
+    {"WcSetBootupMode", {Start::zeros, {{0, 4, 0x80000002}}}},             {"SetDriveConfig", {Start::zeros, {{0, 4, 1}}}},
+    {"SetBaseMac", {Start::callers, {{0, 4, 2}}}},                         {"SetBuildWriteCache", {Start::callers, {{0, 4, 3}}}},
+    {"SetWriteCacheMarkers", {Start::required, {{0, 4, 4}}}},              {"SetStoragePool", {Start::required, {{0, 4, 5}}}},
+    {"GetStoragePool", {Start::required, {{0, 4, 6}}}},                    {"CreateTpControllerLun", {Start::required, {{0, 4, 7}}}},
+    {"SendAppReqResp", {Start::callers, {{7, 1, 3}}}},                     {"WaitForAppReqResp", {Start::callers, {{7, 1, 2}}}},
+    {"WaitForCmdExecConfirm", {Start::callers, {{7, 1, 4}}}},              {"SendAcbAppRsp", {Start::callers, {{7, 1, 5}}}},
+    {"SendClusterAppRsp", {Start::callers, {{7, 1, 6}}}},                  {"GetDriveFromConfiguredStoragePool", {Start::callers, {{4, 4, 1}}}},
+    {"GetDriveFromFreeStoragePool", {Start::callers, {{4, 4, 2}}}},        {"AddDriveToConfiguredStoragePool", {Start::callers, {{0, 4, 2}, {4, 4, 0}}}},
+    {"GetHeartBeatStatus", {Start::callers, {{19, 1, 0}}}},                {"SetHeartBeatServiceStatus", {Start::callers, {{19, 1, 1}}}},
+    {"ReqOrNotifyPeer", {Start::zeros, {{0, 2, 0x8102}, {2, 2, 0x1234}}}}, {"SetAdapterId", {Start::zeros, {{0, 4, 0x80000001}, {4, 4, 0x12345678}}}},
+    {"PersistenceBootComplete", {Start::zeros, {{0, 4, 0x90ABCDEF}}}},     {"TestScsiComm", {Start::zeros, {{0, 4, 0x01020304}}}},
+    {"SelectPrimaryEEPROM", {Start::zeros, {{0, 4, 2}}}},                  {"SelectSecondaryEEPROM", {Start::zeros, {{0, 4, 3}}}},
+    {"SelectEEPROMMux", {Start::zeros, {{0, 1, 1}}}},                      {"getTwoBladesActive", {Start::zeros, {}}},
 };
+// clang-format on
 
 Change changeOf(const std::string& operation) {
     auto const found = changes.find(operation);
@@ -208,13 +113,13 @@ using Call = int (*)(void* record);
 #define CALL_TYPED(operation, device, group, number, size, type)                                   \
     {#operation, [](void* record) { return XBMGT_##operation(static_cast<type*>(record)); }},
 #define CALLED_ABOVE(...)
+// clang-format off
 const std::map<std::string, Call> calls = {
     {"SetPortParams", [](void* p) { return XBMGT_SetPortParams(static_cast<PortParams*>(p)); }},
     {"SetNvRam", [](void* record) { return XBMGT_SetNvRam(record); }},
     {"SetLed", [](void* record) { return XBMGT_SetLed(record); }},
     {"SendAppReqResp", [](void* record) { return XBMGT_SendAppReqResp(record, 3); }},
-    {"AddDriveToConfiguredStoragePool",
-     [](void* record) { return XBMGT_AddDriveToConfiguredStoragePool(record); }},
+    {"AddDriveToConfiguredStoragePool", [](void* record) { return XBMGT_AddDriveToConfiguredStoragePool(record); }},
     {"SetDriveConfig", [](void*) { return XBMGT_SetDriveConfig(); }},
     {"WcSetBootupMode", [](void*) { return XBMGT_WcSetBootupMode(0x80000002); }},
     {"ReqOrNotifyPeer", [](void*) { return XBMGT_ReqOrNotifyPeer(0x8102, 0x1234); }},
@@ -225,7 +130,9 @@ const std::map<std::string, Call> calls = {
     {"SelectSecondaryEEPROM", [](void*) { return XBMGT_SelectSecondaryEEPROM(3); }},
     {"SelectEEPROMMux", [](void*) { return XBMGT_SelectEEPROMMux(1); }},
     {"getTwoBladesActive", [](void*) { return XBMGT_getTwoBladesActive(&twoBladesActive); }},
-    VXBLADE_REQUESTS(CALL, CALL_TYPED, CALL, CALL, CALLED_ABOVE)};
+    VXBLADE_REQUESTS(CALL, CALL_TYPED, CALL, CALL, CALLED_ABOVE)
+};
+// clang-format on
 
 std::string codeOf(const Row& row) {
     return row.group + std::to_string(row.number);
@@ -265,9 +172,7 @@ TEST_F(Requests, AllRows) {
         }
         Bytes const own = record; // kept where the function makes its record itself
         control("answer " + codeOf(row) + " a5\nreturn " + codeOf(row) + " 7");
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(calls.at(row.operation)(record.data()), 7);
-        testing::internal::GetCapturedStdout();
+        printedBy([&] { EXPECT_EQ(calls.at(row.operation)(record.data()), 7); });
         EXPECT_EQ(issued(), traced(row, "7"));
         EXPECT_EQ(passed(codeOf(row)), Bytes(expected.data(), expected.data() + row.size));
         expected[0] = 0xA5;
@@ -286,9 +191,7 @@ TEST_F(Requests, NullRecords) {
             continue;
         }
         errno = 0;
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(calls.at(row.operation)(nullptr), -1) << row.operation;
-        testing::internal::GetCapturedStdout();
+        printedBy([&] { EXPECT_EQ(calls.at(row.operation)(nullptr), -1) << row.operation; });
         EXPECT_EQ(errno, change.words.empty() ? EFAULT : 0) << row.operation;
     }
     EXPECT_EQ(XBMGT_getTwoBladesActive(nullptr), -1);
@@ -325,26 +228,21 @@ TEST_F(Requests, RefusedSelectors) {
 
 TEST_F(Requests, EepromSelection) {
     struct {
-        const char* what;
         int (*select)(int32_t);
         const char* request;
         int first, last;
         std::size_t width;
-    } const cases[] = {
-        {"primary", XBMGT_SelectPrimaryEEPROM, "vxgpdev h8 4 = 0\n", 1, 2, 4},
-        {"secondary", XBMGT_SelectSecondaryEEPROM, "vxgpdev h8 4 = 0\n", 3, 4, 4},
-        {"multiplexer", XBMGT_SelectEEPROMMux, "vxgpdev h18 1 = 0\n", 0, 1, 1},
-    };
+    } const cases[] = {{XBMGT_SelectPrimaryEEPROM, "vxgpdev h8 4 = 0\n", 1, 2, 4},
+                       {XBMGT_SelectSecondaryEEPROM, "vxgpdev h8 4 = 0\n", 3, 4, 4},
+                       {XBMGT_SelectEEPROMMux, "vxgpdev h18 1 = 0\n", 0, 1, 1}};
     for (auto const& c : cases) {
         for (int const which : {-1, 0, 1, 2, 3, 4, 5, 256, 257, 259}) {
-            SCOPED_TRACE(c.what + std::to_string(which));
+            SCOPED_TRACE(std::to_string(c.first) + ": " + std::to_string(which));
             bool const accepted = which >= c.first && which <= c.last;
-            testing::internal::CaptureStdout();
-            EXPECT_EQ(c.select(which), accepted ? 0 : -1);
-            EXPECT_EQ(testing::internal::GetCapturedStdout(),
-                      accepted || c.width == 4 ? ""
-                                               : "XBMGT_SelectEEPROMMux 1424: Invalid parameter " +
-                                                     std::to_string(which) + "\n");
+            std::string const invalid =
+                "XBMGT_SelectEEPROMMux 1424: Invalid parameter " + std::to_string(which) + "\n";
+            EXPECT_EQ(printedBy([&] { EXPECT_EQ(c.select(which), accepted ? 0 : -1); }),
+                      accepted || c.width == 4 ? "" : invalid);
             EXPECT_EQ(issued(), accepted ? c.request : "");
             if (accepted) {
                 Bytes expected(c.width);

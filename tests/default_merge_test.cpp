@@ -7,10 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <iterator>
 #include <sstream>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -47,13 +45,9 @@ std::string line(const std::string& prefix, const std::string& key, const std::s
 
 using Operation = int (*)(PropertiesHandle, PropertiesHandle);
 
-template <int (*operation)(PropertiesHandle, PropertiesHandle, uint32_t), uint32_t port>
-int onPort(PropertiesHandle oldFile, PropertiesHandle newFile) {
-    return operation(oldFile, newFile, port);
-}
-
-int onGroup3(PropertiesHandle oldFile, PropertiesHandle newFile) {
-    return vx::compareDefaultHostGroupInfo(oldFile, newFile, 3);
+template <auto operation, auto number>
+int on(PropertiesHandle oldFile, PropertiesHandle newFile) {
+    return operation(oldFile, newFile, number);
 }
 
 // The keys of each section in the order in which they are compared, as engineers know them.
@@ -69,54 +63,47 @@ struct SectionCase {
     const char* update;
     std::size_t count;
     const char* keys;
-
-    std::vector<std::string> keyList() const {
-        std::istringstream words(keys);
-        return {std::istream_iterator<std::string>(words), {}};
-    }
 } const sectionCases[] = {
-    {vx::compareDefaultBridgeConfigInfo, "config.bridge.",
-     "vxpvh:compareDefaultBridgeConfigInfo!244 Updating Bridge Info\n", 12,
+    // clang-format off
+    {vx::compareDefaultBridgeConfigInfo, "config.bridge.", "BridgeConfigInfo!244 Updating Bridge Info\n", 12,
      "BridgeMode BridgeLogSize BridgeLogLevel BridgeRemoteCommandTimeout BridgeSmisFlags "
      "BridgeUserDaemonFeatures BridgeSmisListenerPersistenceType BridgeDataMigrationMode "
      "BridgeIqnGenFlags BridgeTargetMode BridgeLunMapping BridgeIscsiBaseName"},
-    {vx::compareDefaultCliConfigInfo, "config.cli.",
-     "vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info\n", 2,
+    {vx::compareDefaultCliConfigInfo, "config.cli.", "CliConfigInfo!327 Updating CLI Info\n", 2,
      "BridgeCliTimeout BridgeCliPrompt"},
-    {onPort<vx::compareDefaultIsConfigInfo, 1>, "config.port.is.1.",
-     "vxpvh:compareDefaultIsConfigInfo!537 Updating iSCSI Port 1\n", 43,
+    {on<vx::compareDefaultIsConfigInfo, 1>, "config.port.is.1.", "IsConfigInfo!537 Updating iSCSI Port 1\n", 43,
      IP_PORT_KEYS
      "PortState Ipv6Enabled Ipv6TrafficClass Ipv6HopLimit Ipv6TcpWindowScaleFactor "
      "Ipv6DupDetectionCnt Ipv6Options Ipv6AdditionalOptions Ipv6TcpOptions Ipv6PortNumber "
      "Ipv6FlowLabel Ipv6TagControlInfo Ipv6NDReachableTime Ipv6NDRexmitTime Ipv6StaleTimeout"},
-    {onPort<vx::compareDefaultFcConfigInfo, 5>, "config.port.fc.5.",
-     "vxpvh:compareDefaultFcConfigInfo!1051 Updating FC Port 5\n", 23,
+    {on<vx::compareDefaultFcConfigInfo, 5>, "config.port.fc.5.", "FcConfigInfo!1051 Updating FC Port 5\n", 23,
      "HostOption ResetDelay PortDownRetryCount MaxLunsPerTarget RiscVersion RiscOption "
      "MaxIocbAllocation RetryCount RetryDelay AdapterHardLoopId TargetDiscovery LoginTimeout "
      "ExtRiscOption1 RespAccumulationTimer IntrDelayTimer ExtRiscOption2 LinkDownTimeout "
      "MaxFrameLength ExecutionThrottle TxParam8G TxParam4G RxParam8G RxParam4G"},
-    {onPort<vx::compareDefaultGigeConfigInfo, 0>, "config.port.gi.0.",
-     "vxpvh:compareDefaultGigeConfigInfo!696 Updating GE Port 0\n", 28, IP_PORT_KEYS},
-    {onGroup3, "config.hostgroup.3.",
-     "vxpvh:compareDefaultHostGroupInfo!1280 Updating HostGroup Index 3\n", 2,
+    {on<vx::compareDefaultGigeConfigInfo, 0>, "config.port.gi.0.", "GigeConfigInfo!696 Updating GE Port 0\n", 28, IP_PORT_KEYS},
+    {on<vx::compareDefaultHostGroupInfo, 3>, "config.hostgroup.3.", "HostGroupInfo!1280 Updating HostGroup Index 3\n", 2,
      "Flags HostGroupName"},
+    // clang-format on
 };
 
 // Every key's default changed alone: its own line and no other, the update named once.
 TEST_F(MergeTest, EveryKeyOfEverySection) {
     for (SectionCase const& c : sectionCases) {
-        EXPECT_EQ(c.keyList().size(), c.count) << c.prefix;
         std::string allNew;
         std::string allLines;
-        for (std::string const& key : c.keyList()) {
+        std::size_t count = 0;
+        std::istringstream words(c.keys);
+        for (std::string key; words >> key; ++count) {
             SetUp();
             std::string const expected = "Compare Diff: field=" + key + ", update=1\n";
             EXPECT_EQ(merge(c.operation, "", line(c.prefix, key, "17")), expected);
-            EXPECT_EQ(errors, c.update);
+            EXPECT_EQ(errors, std::string("vxpvh:compareDefault") + c.update);
             EXPECT_EQ(result, noFile);
             allNew = line(c.prefix, key, "17") + allNew; // the file's order is the reverse
             allLines += expected;
         }
+        EXPECT_EQ(count, c.count) << c.prefix;
         SetUp();
         EXPECT_EQ(merge(c.operation, "", allNew), allLines);
         EXPECT_EQ(merge(c.operation, allNew, allNew), "");
@@ -143,26 +130,19 @@ TEST_F(MergeTest, WhatIsNobodysToMerge) {
 
 // Both work on one record: the GigE merge sees what the iSCSI merge just wrote.
 TEST_F(MergeTest, GigeFollowsIscsi) {
-    struct {
-        const char* gigeOld;
-        const char* gigeNew;
-        uint16_t after;
-        const char* printed;
-    } const cases[] = {
-        {"10", "30", 20, ""},                                           // no longer the old default
-        {"20", "30", 30, "Compare Diff: field=TcpOptions, update=1\n"}, // equals what iSCSI wrote
-    };
-    for (auto const& c : cases) {
+    std::string const is = "config.port.is.0.";
+    std::string const gi = "config.port.gi.0.";
+    uint16_t& live = port_configuration[8].record.params.TcpOptions;
+    for (bool const equalsIscsi : {false, true}) { // the old GigE default: 10, or what iSCSI wrote
         SetUp();
-        port_configuration[8].record.params.TcpOptions = 10;
-        merge(onPort<vx::compareDefaultIsConfigInfo, 0>,
-              line("config.port.is.0.", "TcpOptions", "10"),
-              line("config.port.is.0.", "TcpOptions", "20"));
-        EXPECT_EQ(merge(onPort<vx::compareDefaultGigeConfigInfo, 0>,
-                        line("config.port.gi.0.", "TcpOptions", c.gigeOld),
-                        line("config.port.gi.0.", "TcpOptions", c.gigeNew)),
-                  c.printed);
-        EXPECT_EQ(port_configuration[8].record.params.TcpOptions, c.after);
+        live = 10;
+        merge(on<vx::compareDefaultIsConfigInfo, 0>, line(is, "TcpOptions", "10"),
+              line(is, "TcpOptions", "20"));
+        EXPECT_EQ(merge(on<vx::compareDefaultGigeConfigInfo, 0>,
+                        line(gi, "TcpOptions", equalsIscsi ? "20" : "10"),
+                        line(gi, "TcpOptions", "30")),
+                  equalsIscsi ? "Compare Diff: field=TcpOptions, update=1\n" : "");
+        EXPECT_EQ(live, equalsIscsi ? 30 : 20);
     }
 }
 
@@ -222,12 +202,10 @@ TEST_F(MergeTest, SnmpTraps) {
         std::string const prefix = std::string("config.snmp.Traps.") + trap + ".";
         newFile += line(prefix, "TrapVersion", "2") + line(prefix, "TrapPort", "162");
     }
+    std::string const trapMoved = "Compare Diff: field=TrapPort, update=1\n"
+                                  "Compare Diff: field=TrapVersion, update=1\n";
     EXPECT_EQ(merge(vx::compareDefaultSnmpConfigInfo, oldFile, newFile),
-              "Compare Diff: field=TrapCommunity, update=1\n"
-              "Compare Diff: field=TrapPort, update=1\n"
-              "Compare Diff: field=TrapVersion, update=1\n"
-              "Compare Diff: field=TrapPort, update=1\n"
-              "Compare Diff: field=TrapVersion, update=1\n");
+              "Compare Diff: field=TrapCommunity, update=1\n" + trapMoved + trapMoved);
     EXPECT_EQ(errors,
               "vxpvh:compareDefaultSnmpConfigInfo!1190 3: Already configured. TrapPort 1620. "
               "Enabled: 2. Not Updating with default \n"
@@ -275,11 +253,10 @@ TEST_F(MergeTest, ChassisName) {
         EXPECT_EQ(result, -1);
         // Behind the merge's own words stand the flash's, where it was written.
         EXPECT_EQ(errors.substr(0, errors.find("vhnor_api")), c.errors);
-        char name[100] = "?";
-        vornhal_getenv("ChassisName", name, sizeof name);
-        EXPECT_EQ(name, c.after);
-        if (c.errors.ends_with(updating)) {
-            EXPECT_EQ(vornhal_init_env(0), 0) << "the environment was saved";
+        // … and after the saved environment was read again, where the merge saved it.
+        for (bool const saved : {false, c.errors.ends_with(updating)}) {
+            EXPECT_EQ(saved ? vornhal_init_env(0) : 0, 0);
+            char name[100] = "?";
             vornhal_getenv("ChassisName", name, sizeof name);
             EXPECT_EQ(name, c.after);
         }
@@ -307,12 +284,12 @@ TEST_F(MergeTest, TruthTableOfTheTwoRules) {
         std::snprintf(live.BridgeIscsiBaseName, sizeof live.BridgeIscsiBaseName, "%d", c.live);
         std::snprintf(live.cli.BridgeCliPrompt, sizeof live.cli.BridgeCliPrompt, "%d", c.live);
         auto const file = [](int value) {
-            std::string const text = std::to_string(value);
-            return line("config.bridge.", "BridgeMode", text) +
-                   line("config.bridge.", "BridgeLogSize", text) +
-                   line("config.bridge.", "BridgeTargetMode", text) +
-                   line("config.bridge.", "BridgeIscsiBaseName", text) +
-                   line("config.cli.", "BridgeCliPrompt", text);
+            std::string text = line("config.cli.", "BridgeCliPrompt", std::to_string(value));
+            for (const char* const key :
+                 {"BridgeMode", "BridgeLogSize", "BridgeTargetMode", "BridgeIscsiBaseName"}) {
+                text += line("config.bridge.", key, std::to_string(value));
+            }
+            return text;
         };
         std::string const printed =
             merge(vx::compareDefaultBridgeConfigInfo, file(c.oldDefault), file(c.newDefault));
@@ -330,13 +307,12 @@ TEST_F(MergeTest, TruthTableOfTheTwoRules) {
 TEST_F(MergeTest, LongPromptsAreCutBeforeTheyAreCompared) {
     std::string const common(63, 'p');
     std::string const oldFile = line("config.cli.", "BridgeCliPrompt", common + "old");
-    EXPECT_EQ(merge(vx::compareDefaultCliConfigInfo, oldFile,
-                    line("config.cli.", "BridgeCliPrompt", common + "new")),
-              "");
-    std::memset(&bridge_configuration.record.cli, 'p', sizeof(CliConfig)); // live, without a NUL
-    EXPECT_EQ(merge(vx::compareDefaultCliConfigInfo, oldFile,
-                    line("config.cli.", "BridgeCliPrompt", "short")),
-              "");
+    for (std::string const& newPrompt : {common + "new", std::string("short")}) {
+        EXPECT_EQ(merge(vx::compareDefaultCliConfigInfo, oldFile,
+                        line("config.cli.", "BridgeCliPrompt", newPrompt)),
+                  "");
+        std::memset(&bridge_configuration.record.cli, 'p', sizeof(CliConfig)); // without a NUL
+    }
 }
 
 } // namespace

@@ -10,21 +10,16 @@
 
 namespace {
 
-int readMgmt(PropertiesHandle handle, int) {
-    return readDefaultMgmtConfigInfo(handle);
+// The reader of a section that a blade has once.
+template <int (*read)(PropertiesHandle)>
+int once(PropertiesHandle handle, int) {
+    return read(handle);
 }
-int readBridge(PropertiesHandle handle, int) {
-    return readDefaultBridgeConfigInfo(handle);
-}
-int readCli(PropertiesHandle handle, int) {
-    return readDefaultCliConfigInfo(handle);
-}
-int readSnmp(PropertiesHandle handle, int) {
-    return readDefaultSnmpConfigInfo(handle);
-}
-int readPool(PropertiesHandle handle, int) {
-    return readDefaultStoragePoolConfig(handle);
-}
+constexpr auto* readMgmt = once<readDefaultMgmtConfigInfo>;
+constexpr auto* readBridge = once<readDefaultBridgeConfigInfo>;
+constexpr auto* readCli = once<readDefaultCliConfigInfo>;
+constexpr auto* readSnmp = once<readDefaultSnmpConfigInfo>;
+constexpr auto* readPool = once<readDefaultStoragePoolConfig>;
 
 constexpr std::size_t portAt(std::size_t slot) {
     return 3100 + 1296 * slot + offsetof(PortSlot, params);
@@ -78,8 +73,8 @@ TEST_F(BladeTest, ConversionsThroughReaders) {
         EXPECT_EQ(Bytes(at, at + static_cast<std::ptrdiff_t>(c.bytes.size())), c.bytes) << c.key;
         propClosePropertiesFile(handle);
     }
-    std::string const cache =
-        "config.cache.FlusIosPerInterval=\"9\"\nconfig.cache.FlushIosPerInterval=\"8\"";
+    std::string const cache = "config.cache.FlusIosPerInterval=\"9\"\n"
+                              "config.cache.FlushIosPerInterval=\"8\"";
     PropertiesHandle handle =
         propReadPropertiesBuffer(cache.data(), static_cast<int>(cache.size()));
     EXPECT_EQ(readDefaultCacheConfig(handle), 0);

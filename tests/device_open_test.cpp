@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/mount.h>
@@ -25,16 +27,8 @@ class Devices : public DeviceTest {
   protected:
     void SetUp() override {
         DeviceTest::SetUp();
-        std::ofstream(listing_) << "early 5 vxgpdev\n"
-                                   "Character devices:\n"
-                                   "  1 mem\n"
-                                   "254 vxgpdev2\n"
-                                   " 90 mtd\n"
-                                   "12345 huge\n"
-                                   "1234 four\n"
-                                   "\n"
-                                   "Block devices:\n"
-                                   "  7 loop\n";
+        std::ofstream(listing_) << "early 5 vxgpdev\nCharacter devices:\n  1 mem\n254 vxgpdev2\n"
+                                   " 90 mtd\n12345 huge\n1234 four\n\nBlock devices:\n  7 loop\n";
         if (::mount(listing_.c_str(), "/proc/devices", nullptr, MS_BIND, nullptr) != 0) {
             GTEST_SKIP() << "SKIPPED: Devices: cannot mount over /proc/devices: "
                          << std::strerror(errno);
@@ -58,23 +52,18 @@ class Devices : public DeviceTest {
 };
 
 TEST_F(Devices, MajorNumbers) {
-    struct {
-        const char* name;
-        int type;
-        uint32_t number;
-    } const cases[] = {{"mem", 0, 1},  {"vxgpdev", 0, 0}, {"vxgpdev2", 0, 254}, {"mtd", 0, 90},
-                       {"huge", 0, 0}, {"four", 0, 1234}, {"loop", 0, 0},       {"loop", 1, 7},
-                       {"mem", 1, 0},  {"MEM", 0, 0}};
-    for (auto const& c : cases) {
-        EXPECT_EQ(getMajor(c.name, c.type), c.number) << c.name;
+    std::tuple<const char*, int, uint32_t> const cases[] = {
+        {"mem", 0, 1},     {"vxgpdev", 0, 0}, {"vxgpdev2", 0, 254}, {"mtd", 0, 90}, {"huge", 0, 0},
+        {"four", 0, 1234}, {"loop", 0, 0},    {"loop", 1, 7},       {"mem", 1, 0},  {"MEM", 0, 0}};
+    for (auto const& [name, type, number] : cases) {
+        EXPECT_EQ(getMajor(name, type), number) << name;
     }
 }
 
 TEST_F(Devices, NodesAreMadeAndReplaced) {
-    testing::internal::CaptureStdout();
-    int const missing = map_driver("absent", DEVICE_CHARACTER, node_.c_str(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "map_driver Failed to find driver absent \n");
-    EXPECT_EQ(missing, -1);
+    EXPECT_EQ(
+        printedBy([&] { EXPECT_EQ(map_driver("absent", DEVICE_CHARACTER, node_.c_str(), 0), -1); }),
+        "map_driver Failed to find driver absent \n");
     if (::mknod("/dev/vx-probe", S_IFCHR | 0600, makedev(1, 3)) != 0) {
         GTEST_SKIP() << "SKIPPED: Devices.NodesAreMadeAndReplaced: cannot make device nodes: "
                      << std::strerror(errno);
@@ -82,18 +71,16 @@ TEST_F(Devices, NodesAreMadeAndReplaced) {
     ::unlink("/dev/vx-probe");
     // A missing node, the right one, one of a wrong number.
     std::string const mismatch = "Mismatch on map_driver, trying to remove node: " + node_ + "\n";
-    struct {
-        int minorNumber;
-        std::string printed;
-    } const cases[] = {{3, ""}, {3, ""}, {5, mismatch}};
-    for (auto const& c : cases) {
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(map_driver("mem", DEVICE_CHARACTER, node_.c_str(), c.minorNumber), 0);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), c.printed);
+    std::pair<int, std::string> const cases[] = {{3, ""}, {3, ""}, {5, mismatch}};
+    for (auto const& [number, printed] : cases) {
+        EXPECT_EQ(printedBy([&, minorNumber = number] {
+                      EXPECT_EQ(map_driver("mem", DEVICE_CHARACTER, node_.c_str(), minorNumber), 0);
+                  }),
+                  printed);
         struct stat status {};
         ASSERT_EQ(::stat(node_.c_str(), &status), 0);
         EXPECT_TRUE(S_ISCHR(status.st_mode));
-        EXPECT_EQ(status.st_rdev, makedev(1, static_cast<unsigned>(c.minorNumber)));
+        EXPECT_EQ(status.st_rdev, makedev(1, static_cast<unsigned>(number)));
     }
     EXPECT_EQ(nodeExists(node_.c_str(), makedev(1, 5)), 1);
     EXPECT_EQ(nodeExists(node_.c_str(), makedev(1, 6)), -1);
@@ -102,9 +89,9 @@ TEST_F(Devices, NodesAreMadeAndReplaced) {
     EXPECT_EQ(nodeExists(node_.c_str(), folder.st_dev), 1) << "the file system's own number";
     EXPECT_EQ(nodeExists("/dev/none", makedev(1, 6)), 0);
     // What cannot be removed stays a mismatch.
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(map_driver("mem", DEVICE_CHARACTER, "/dev/vxgpdev", 0), -1);
-    EXPECT_NE(testing::internal::GetCapturedStdout(), "");
+    EXPECT_NE(
+        printedBy([] { EXPECT_EQ(map_driver("mem", DEVICE_CHARACTER, "/dev/vxgpdev", 0), -1); }),
+        "");
 }
 
 TEST_F(Devices, OpensOnce) {

@@ -44,27 +44,13 @@ TEST(NetLines, Route4) {
         const char* text;
         bool good;
     } const cases[] = {
-        {0, "eth0", true},
-        {0, "sixteen-letters-", true},
-        {0, "seventeen-letters", false},
-        {2, "fFfFfFfF", true},
-        {2, "-1", false},
-        {2, "0x1", false},
-        {2, "+1", false},
-        {2, "0101A8C00", false},
-        {2, "0101A8CG", false},
-        {3, "0x3", false},
-        {3, "-3", false},
-        {3, "", false},
-        {6, "-1", true},
-        {6, "-", false},
-        {6, "1a", false},
-        {4, "+1", false},
-        {8, "1.5", false},
-        {10, "4294967295", true},
-        {10, "0 12th x", true},
-        {7, "any text", false},
+        // clang-format off
+        {0, "eth0", true}, {0, "sixteen-letters-", true}, {0, "seventeen-letters", false}, {2, "fFfFfFfF", true},
+        {2, "-1", false}, {2, "0x1", false}, {2, "+1", false}, {2, "0101A8C00", false}, {2, "0101A8CG", false},
+        {3, "0x3", false}, {3, "-3", false}, {3, "", false}, {6, "-1", true}, {6, "-", false}, {6, "1a", false},
+        {4, "+1", false}, {8, "1.5", false}, {10, "4294967295", true}, {10, "0 12th x", true}, {7, "any text", false},
         {1, "seventeen-letters", false},
+        // clang-format on
     };
     for (auto const& c : cases) {
         Exact const line(lineWith(c.field, c.text));
@@ -140,24 +126,14 @@ TEST(NetLines, Route6) {
         std::string text;
         Route6Fault fault;
     } const cases[] = {
-        {0, "2", Route6Fault::none},
-        {0, "-", Route6Fault::destination},
-        {31, " ", Route6Fault::destination},
-        {33, "0x", Route6Fault::prefixLength},
-        {33, "-1", Route6Fault::prefixLength},
-        {33, " 4", Route6Fault::prefixLength},
-        {33, "40x", Route6Fault::prefixLength},
-        {33, "400000000", Route6Fault::prefixLength},
-        {32, "x", Route6Fault::none},
-        {36, "x", Route6Fault::none},
-        {72, "g", Route6Fault::nextHop},
-        {103, "\t", Route6Fault::nextHop},
-        {131, "x", Route6Fault::none},
-        {132, "-", Route6Fault::flags},
-        {132, " ", Route6Fault::flags},
-        {139, "g", Route6Fault::flags},
-        {140, "0", Route6Fault::flags},
-        {104, "x", Route6Fault::none},
+        // clang-format off
+        {0, "2", Route6Fault::none}, {0, "-", Route6Fault::destination}, {31, " ", Route6Fault::destination},
+        {33, "0x", Route6Fault::prefixLength}, {33, "-1", Route6Fault::prefixLength}, {33, " 4", Route6Fault::prefixLength},
+        {33, "40x", Route6Fault::prefixLength}, {33, "400000000", Route6Fault::prefixLength}, {32, "x", Route6Fault::none},
+        {36, "x", Route6Fault::none}, {72, "g", Route6Fault::nextHop}, {103, "\t", Route6Fault::nextHop},
+        {131, "x", Route6Fault::none}, {132, "-", Route6Fault::flags}, {132, " ", Route6Fault::flags},
+        {139, "g", Route6Fault::flags}, {140, "0", Route6Fault::flags}, {104, "x", Route6Fault::none},
+        // clang-format on
     };
     for (auto const& c : cases) {
         std::string const line = std::string(route6).replace(c.column, c.text.size(), c.text);

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -20,8 +22,7 @@ using Bytes = std::vector<uint8_t>;
 std::string digitsOf(const char* address) {
     std::string text;
     for (uint8_t const byte : address6(address)) {
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 15];
+        text += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
     }
     return text;
 }
@@ -71,11 +72,8 @@ TEST_F(ProcNet, Gateway) {
     std::string const heading = "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\t"
                                 "MTU\tWindow\tIRTT                        \n";
     std::string const good = route4("eth0", "0101A8C0", "0003"); // not to a default destination
-    struct {
-        std::string table;
-        const char* ifname;
-        uint32_t gateway;
-    } const cases[] = {
+    std::tuple<std::string, const char*, uint32_t> const cases[] = {
+        // clang-format off
         {heading + good + route4("eth0", "0201A8C0", "0003"), "eth0", 0xC0A80101},
         {route4("eth0", "0201A8C0", "0001") + good, "eth0", 0xC0A80101},
         {route4("eth0", "0201A8C0", "0002") + good, "eth0", 0xC0A80101},
@@ -86,14 +84,12 @@ TEST_F(ProcNet, Gateway) {
         {std::string(1000, ' ') + good, "eth0", 0}, // cut at 1024
         {route4("sixteen-letters-", "0101A8C0", "3"), "sixteen-letters-", 0xC0A80101},
         {route4("sixteen-letters-", "0101A8C0", "3"), "sixteen-letters-x", 0},
-        {heading, "eth0", 0},
-        {good, "eth", 0},
-        {good, "eth00", 0},
-        {good, nullptr, 0},
+        {heading, "eth0", 0}, {good, "eth", 0}, {good, "eth00", 0}, {good, nullptr, 0},
+        // clang-format on
     };
-    for (auto const& c : cases) {
-        table("route", c.table);
-        EXPECT_EQ(VXNetGetGateway(c.ifname), c.gateway) << c.table;
+    for (auto const& [text, ifname, gateway] : cases) {
+        table("route", text);
+        EXPECT_EQ(VXNetGetGateway(ifname), gateway) << text;
     }
 }
 
@@ -193,12 +189,8 @@ TEST_F(ProcNet, InterfaceLines) {
 
 TEST_F(ProcNet, Gateway6) {
     std::string const good = route6("fd00::1", "00000003"); // not to a default destination
-    struct {
-        std::string table;
-        const char* ifname;
-        const char* gateway;
-        bool prints = false;
-    } const cases[] = {
+    std::string const outOfStep = route6("fd00::2", "00000003", "nineletters") + good; // reported
+    std::tuple<std::string, const char*, const char*> const cases[] = {
         {good + route6("fd00::2", "00000003"), "eth0", "fd00::1"},
         {route6("fd00::2", "00000001") + good, "eth0", "fd00::1"},
         {route6("fd00::2", "00000002") + good, "eth0", "fd00::1"},
@@ -211,35 +203,37 @@ TEST_F(ProcNet, Gateway6) {
         {good, nullptr, "::"},
         {good.substr(0, 149), "eth0", "::"},
         {"", "eth0", "::"},
-        {route6("fd00::2", "00000003", "nineletters") + good, "eth0", "::", true}, // out of step
-    };
-    for (auto const& c : cases) {
-        table("ipv6_route", c.table);
+        {outOfStep, "eth0", "::"}};
+    for (auto const& [text, name, gateway] : cases) {
+        table("ipv6_route", text);
         Address6 address;
         address.fill(0xEE);
-        auto const run = [&] { EXPECT_EQ(VXNetGetGateway6(c.ifname, address.data()), 0); };
-        EXPECT_EQ(captured(run).empty(), !c.prints);
-        EXPECT_EQ(address, address6(c.gateway)) << c.table;
+        std::string const printed = captured(
+            [&, ifname = name] { EXPECT_EQ(VXNetGetGateway6(ifname, address.data()), 0); });
+        EXPECT_EQ(printed.empty(), text != outOfStep);
+        EXPECT_EQ(address, address6(gateway)) << text;
     }
 }
 
 TEST_F(ProcNet, RouteEntries6) {
     std::string const good = route6("fd00::1", "00000003");
-    struct {
-        std::size_t column; // of a sign in the line
-        std::string fault;
-    } const cases[] = {{36, ""}, {0, "dst"}, {33, "plen"}, {72, "next hop"}, {132, "flags"}};
-    for (auto const& c : cases) {
+    std::pair<std::size_t, std::string> const cases[] = {// a sign in a column, the fault
+                                                         {36, ""},
+                                                         {0, "dst"},
+                                                         {33, "plen"},
+                                                         {72, "next hop"},
+                                                         {132, "flags"}};
+    for (auto const& [column, fault] : cases) {
         std::string line = good;
-        line[c.column] = '-';
+        line[column] = '-';
         table("ipv6_route", line + good.substr(0, 149));
-        bool const whole = c.fault.empty();
+        bool const whole = fault.empty();
         int const fd = ::open("/proc/net/ipv6_route", O_RDONLY | O_CLOEXEC);
         VXNetRouteEntry6 record;
         std::memset(&record, 0xEE, sizeof record);
         auto const run = [&] { EXPECT_EQ(VXNetGetRouteEntry6(fd, &record), whole ? 0 : -1); };
         EXPECT_EQ(captured(run),
-                  whole ? "" : "VXNetGetRouteEntry6: failed to parse " + c.fault + ":\n" + line);
+                  whole ? "" : "VXNetGetRouteEntry6: failed to parse " + fault + ":\n" + line);
         EXPECT_STREQ(record.name, whole ? "eth0" : "");
         EXPECT_EQ(record.prefixLength, whole ? 0x30U : 0U);
         auto const atEnd = [&] { EXPECT_EQ(VXNetGetRouteEntry6(fd, &record), -1); };
@@ -267,14 +261,12 @@ TEST(NetReaders, Lines) {
         ASSERT_EQ(::write(ends[1], packet.data(), packet.size()), ssize_t(packet.size()));
     }
     ::close(ends[1]);
-    struct {
-        int count;
-        std::string line;
-    } const cases[] = {{5, "abcde"}, {0, ""}, {-1, ""}, {7, "fgh"}, {7, ""}};
-    for (auto const& c : cases) {
+    std::pair<int, std::string> const cases[] = {
+        {5, "abcde"}, {0, ""}, {-1, ""}, {7, "fgh"}, {7, ""}};
+    for (auto const& [count, expected] : cases) {
         char line[8] = "";
-        EXPECT_EQ(read_line_from_file(ends[0], line, c.count), int(c.line.size()));
-        EXPECT_EQ(line, c.line);
+        EXPECT_EQ(read_line_from_file(ends[0], line, count), int(expected.size()));
+        EXPECT_EQ(line, expected);
     }
     ::close(ends[0]);
 }

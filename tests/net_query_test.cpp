@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <set>
+#include <tuple>
+#include <utility>
 
 #include <fcntl.h>
 #include <net/if.h>
@@ -53,18 +55,15 @@ TEST_F(Network, Properties) {
     int const fd = std::stoi(printed.substr(started.size()));
     EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC);
     struct ifreq block;
-    struct {
-        const char* ifname;
-        int status;
-        int mtu;
-    } const cases[] = {{"eth0", 0, 1400}, {"none", -1, -1}, {"more-than-sixteen", -1, -1}};
-    for (auto const& c : cases) {
+    std::tuple<std::string, int, int> const cases[] = {
+        {"eth0", 0, 1400}, {"none", -1, -1}, {"more-than-sixteen", -1, -1}};
+    for (auto const& [ifname, status, mtu] : cases) {
         std::memset(&block, 0xFF, sizeof block);
-        EXPECT_EQ(VXNetIoctlGetNetProperty(handle, c.ifname, SIOCGIFMTU, &block), c.status);
-        char name[IFNAMSIZ] = {};
-        std::memcpy(name, c.ifname, std::min<std::size_t>(std::strlen(c.ifname), IFNAMSIZ));
-        EXPECT_EQ(std::memcmp(block.ifr_name, name, IFNAMSIZ), 0) << c.ifname;
-        EXPECT_EQ(block.ifr_mtu, c.mtu);
+        EXPECT_EQ(VXNetIoctlGetNetProperty(handle, ifname.c_str(), SIOCGIFMTU, &block), status);
+        std::string name = ifname;
+        name.resize(IFNAMSIZ);
+        EXPECT_EQ(std::string(block.ifr_name, IFNAMSIZ), name);
+        EXPECT_EQ(block.ifr_mtu, mtu);
     }
     struct ifreq const before = block;
     errno = 0;
@@ -104,25 +103,17 @@ TEST_F(Network, NoSocket) {
 }
 
 std::string flagLines(unsigned flags) {
-    std::string text = "Flags for iface:";
-    auto const add = [&](const char* name, unsigned bit) {
-        text += std::string(name) + ((flags & bit) != 0 ? ": 1\n" : ": 0\n");
+    constexpr std::pair<const char*, unsigned> names[] = {
+        // clang-format off
+        {"IFF_UP", 0x1}, {"IFF_BROADCAST", 0x2}, {"IFF_DEBUG", 0x4}, {"IFF_LOOPBACK", 0x8}, {"IFF_POINTOPOINT", 0x10},
+        {"IFF_RUNNING", 0x40}, {"IFF_NOARP", 0x80}, {"IFF_PROMISC", 0x100}, {"IFF_NOTRAILERS", 0x20}, {"IFF_ALLMULTI", 0x200},
+        {"IFF_MASTER", 0x400}, {"IFF_SLAVE", 0x800}, {"IFF_MULTICAST", 0x1000}, {"IFF_PORTSEL", 0x2000}, {"IFF_AUTOMEDIA", 0x4000},
+        // clang-format on
     };
-    add("IFF_UP", 0x1);
-    add("IFF_BROADCAST", 0x2);
-    add("IFF_DEBUG", 0x4);
-    add("IFF_LOOPBACK", 0x8);
-    add("IFF_POINTOPOINT", 0x10);
-    add("IFF_RUNNING", 0x40);
-    add("IFF_NOARP", 0x80);
-    add("IFF_PROMISC", 0x100);
-    add("IFF_NOTRAILERS", 0x20);
-    add("IFF_ALLMULTI", 0x200);
-    add("IFF_MASTER", 0x400);
-    add("IFF_SLAVE", 0x800);
-    add("IFF_MULTICAST", 0x1000);
-    add("IFF_PORTSEL", 0x2000);
-    add("IFF_AUTOMEDIA", 0x4000);
+    std::string text = "Flags for iface:";
+    for (auto const& [name, bit] : names) {
+        text += std::string(name) + ((flags & bit) != 0 ? ": 1\n" : ": 0\n");
+    }
     return text;
 }
 
@@ -161,19 +152,16 @@ TEST_F(Network, InterfaceInfo) {
 }
 
 TEST_F(Network, Gateway) {
-    struct {
-        const char* change;
-        uint32_t gateway;
-    } const cases[] = {
+    std::pair<const char*, uint32_t> const cases[] = {
         {"route add 10.2.0.0/16 dev eth0", 0},
         {"route replace unreachable 10.3.0.0/16", 0},
         {"route add 10.4.0.0/16 via 192.168.1.7", 0xC0A80107}, // not the default one
         {"route add default via 192.168.1.1 metric 4294967295", 0xC0A80101},
         {"route flush dev eth0", 0},
     };
-    for (auto const& c : cases) {
-        ASSERT_TRUE(ip(c.change));
-        EXPECT_EQ(VXNetGetGateway("eth0"), c.gateway) << c.change;
+    for (auto const& [change, gateway] : cases) {
+        ASSERT_TRUE(ip(change));
+        EXPECT_EQ(VXNetGetGateway("eth0"), gateway) << change;
         EXPECT_EQ(VXNetGetGateway("peer0"), 0U);
     }
 }
@@ -211,23 +199,20 @@ TEST_F(Network6, Addresses) {
 }
 
 TEST_F(Network6, Gateway) {
-    struct {
-        const char* change;
-        const char* gateway;
-    } const cases[] = {
+    std::pair<const char*, const char*> const cases[] = {
         {"route replace unreachable 2001:db8:6::/48", "::"},
         {"route add 2001:db8:7::/48 via fd00::7 dev eth0", "fd00::7"}, // not the default one
         {"route del 2001:db8:7::/48", "::"},
         {"route add ::/0 via fd00::1 dev eth0", "fd00::1"},
     };
-    for (auto const& c : cases) {
-        ASSERT_TRUE(ip(c.change));
-        Address6 gateway;
-        gateway.fill(0xEE);
-        EXPECT_EQ(VXNetGetGateway6("eth0", gateway.data()), 0);
-        EXPECT_EQ(gateway, address6(c.gateway)) << c.change;
-        EXPECT_EQ(VXNetGetGateway6("lo", gateway.data()), 0);
-        EXPECT_EQ(gateway, address6("::")) << c.change;
+    for (auto const& [change, expected] : cases) {
+        ASSERT_TRUE(ip(change));
+        for (std::string const ifname : {"eth0", "lo"}) {
+            Address6 gateway;
+            gateway.fill(0xEE);
+            EXPECT_EQ(VXNetGetGateway6(ifname.c_str(), gateway.data()), 0);
+            EXPECT_EQ(gateway, address6(ifname == "lo" ? "::" : expected)) << change;
+        }
     }
 }
 

@@ -8,9 +8,10 @@
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 
@@ -93,16 +94,15 @@ struct PowerCut : BladeTest {
 
     static Bytes bridgeOnFile(const std::string& path) {
         Bytes const bytes = readBytes(path);
-        return {bytes.begin() + 64, bytes.begin() + 64 + sizeof(BridgeConfig)};
+        return bytesOf(bytes.data() + 64, sizeof(BridgeConfig));
     }
 
     // The bridge record takes three states: before, after the bridge merge, after the CLI merge.
     bool isWhole(const Bytes& record) const {
-        BridgeConfig between;
-        std::memcpy(&between, after.data(), sizeof between);
-        std::memcpy(&between.cli, before.data() + offsetof(BridgeConfig, cli), sizeof between.cli);
-        return record == before || record == after ||
-               std::memcmp(record.data(), &between, sizeof between) == 0;
+        Bytes between = after;
+        constexpr std::size_t cli = offsetof(BridgeConfig, cli);
+        std::copy_n(before.begin() + cli, sizeof(CliConfig), between.begin() + cli);
+        return record == before || record == after || record == between;
     }
 
     Bytes before; // the bridge record
@@ -118,10 +118,8 @@ TEST_F(PowerCut, EveryPointOfAnUpgrade) {
     Bytes const upgraded = readBytes(primary(1));
     ASSERT_NE(upgraded, start.at(primary(1)));
     after = bridgeOnFile(primary(1));
-    BridgeConfig record;
-    std::memcpy(&record, upgraded.data() + 64, sizeof record);
-    ASSERT_EQ(record.BridgeLogSize, userLogSize);
-    ASSERT_EQ(record.BridgeLogLevel, 3);
+    auto const record = onFile<BridgeConfig>(1, 64);
+    ASSERT_TRUE(record.BridgeLogSize == userLogSize && record.BridgeLogLevel == 3);
     for (bool const half : {false, true}) {
         int cut = 0;
         bool reachedEnd = false;
@@ -141,9 +139,8 @@ TEST_F(PowerCut, EveryPointOfAnUpgrade) {
             for (int const made : {33, 42}) {
                 PsstHeader expected;
                 CreateHeader(&expected, static_cast<uint32_t>(made) + 3);
-                Bytes const file = readBytes(primary(made));
-                ASSERT_EQ(file.size(), expected.fileSize) << "cut " << cut << " file " << made;
-                EXPECT_EQ(std::memcmp(file.data(), &expected, sizeof expected), 0) << cut;
+                ASSERT_EQ(fs::file_size(primary(made)), expected.fileSize) << cut << ": " << made;
+                EXPECT_TRUE(equal(onFile<PsstHeader>(made, 0), expected)) << cut << ": " << made;
             }
             EXPECT_EQ(readBytes(primary(21)).size(), 64U);
         }
@@ -154,29 +151,21 @@ TEST_F(PowerCut, EveryPointOfAnUpgrade) {
 
 // What the tool leaves as the next upgrade's reference is on the medium when it ends.
 TEST_F(PowerCut, SavedCopiesAreSynced) {
-    int pipe[2];
-    ASSERT_EQ(::pipe(pipe), 0);
+    constexpr const char* lastCalls = "/mnt/nand0/last_calls";
     if (pid_t const child = ::fork(); child == 0) {
         ::dup2(::open("/dev/null", O_WRONLY), 1);
         ::dup2(1, 2);
-        systemCalls.recording = true;
-        vx::runUpgrade();
-        systemCalls.recording = false;
-        std::string last;
-        for (std::size_t i = systemCalls.log.size() - 3; i < systemCalls.log.size(); ++i) {
-            last += systemCalls.log[i] + "\n";
-        }
-        (void)!::write(pipe[1], last.data(), last.size());
+        auto const calls = callsOf([] { vx::runUpgrade(); });
+        std::ofstream(lastCalls) << calls.end()[-3] << '\n'
+                                 << calls.end()[-2] << '\n'
+                                 << calls.back();
         ::_exit(0);
     }
-    ::close(pipe[1]);
-    char last[256] = "";
-    ASSERT_GT(::read(pipe[0], last, sizeof last - 1), 0);
-    ::close(pipe[0]);
     ::wait(nullptr);
-    EXPECT_STREQ(last, "sync nand0/default_bridge_config.cfg.0\n"
-                       "sync nand0/default_bridge_config.cfg.1\n"
-                       "sync nand0\n");
+    Bytes const last = readBytes(lastCalls);
+    EXPECT_EQ(std::string(last.begin(), last.end()), "sync nand0/default_bridge_config.cfg.0\n"
+                                                     "sync nand0/default_bridge_config.cfg.1\n"
+                                                     "sync nand0");
 }
 
 } // namespace

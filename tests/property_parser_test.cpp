@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -18,12 +20,8 @@ PropertyParser parserOf(const std::string& text) {
     return {text.data(), static_cast<int>(text.size())};
 }
 
-struct Parsed {
-    int result;
-    std::string key;
-    std::string value;
-};
-
+// The result, the key and the value of a text's first property.
+using Parsed = std::tuple<int, std::string, std::string>;
 Parsed parseFirst(const std::string& text) {
     char key[64] = "?";
     char value[64] = "?";
@@ -34,52 +32,31 @@ Parsed parseFirst(const std::string& text) {
     return {result, key, value};
 }
 
-TEST(PropertyParser, Accepts) {
-    struct {
-        std::string text, key, value;
-    } const cases[] = {
-        {"config.mgmt.IpAddr = \"10.0.0.1\"\n", "config.mgmt.IpAddr", "10.0.0.1"},
-        {"x_y-z.1=\"a b # c\"   # trailing comment\n", "x_y-z.1", "a b # c"},
-        {"key=\"\"", "key", ""},
-        {"key=\"v\"", "key", "v"},
-        {"\t key\t=\r\"v\" \t\r\n", "key", "v"},
-        {"\r\n# note\r\n  # more = \"x\"\r\nk = \"v\"\r\n", "k", "v"},
-        {"k = \"line1\nline2\"\n", "k", "line1\nline2"},
-        {"k = \"a=b\\c\"#", "k", "a=b\\c"},
-        {"k = \"v\"\n\"rest of the file\"", "k", "v"},
-        {std::string("k = \"v\"\0x", 10), "k", "v"},
+TEST(PropertyParser, FirstProperties) {
+    using namespace std::string_literals;
+    std::pair<std::string, Parsed> const cases[] = {
+        // clang-format off
+        {"config.mgmt.IpAddr = \"10.0.0.1\"\n", {0, "config.mgmt.IpAddr", "10.0.0.1"}},
+        {"x_y-z.1=\"a b # c\"   # trailing comment\n", {0, "x_y-z.1", "a b # c"}},
+        {"key=\"\"", {0, "key", ""}},
+        {"\t key\t=\r\"v\" \t\r\n", {0, "key", "v"}},
+        {"\r\n# note\r\n  # more = \"x\"\r\nk = \"v\"\r\n", {0, "k", "v"}},
+        {"k = \"line1\nline2\"\n", {0, "k", "line1\nline2"}},
+        {"k = \"a=b\\c\"#", {0, "k", "a=b\\c"}},
+        {"k = \"v\"\n\"rest of the file\"", {0, "k", "v"}},
+        {"k = \"v\"\0x"s, {0, "k", "v"}},
+        // A malformed line leaves its key behind.
+        {"", {-1, "", ""}},                   {" \n# only comments", {-1, "", ""}},
+        {"key = value\n", {-1, "key", ""}},   {"key : \"v\"", {-1, "key", ""}},
+        {"key \"v\"", {-1, "key", ""}},       {"key = \"v\" extra", {-1, "key", "v"}},
+        {"\"key\" = \"v\"", {-1, "", ""}},    {"key = \"unterminated\n", {-1, "key", ""}},
+        {"key\n= \"v\"", {-1, "key", ""}},    {"key =\n\"v\"", {-1, "key", ""}},
+        {"k = \"a\\\"b\"", {-1, "k", "a\\"}}, {"k/l = \"v\"", {-1, "k", ""}},
+        {"k = \"v\";", {-1, "k", "v"}},       {"k = \"v\0\""s, {-1, "k", ""}},
+        // clang-format on
     };
-    for (auto const& c : cases) {
-        Parsed const parsed = parseFirst(c.text);
-        EXPECT_EQ(parsed.result, 0) << c.text;
-        EXPECT_EQ(parsed.key, c.key) << c.text;
-        EXPECT_EQ(parsed.value, c.value) << c.text;
-    }
-}
-
-TEST(PropertyParser, Rejects) {
-    struct {
-        std::string text, key; // the key that a malformed line leaves behind
-    } const cases[] = {
-        {"", ""},
-        {" \n# only comments", ""},
-        {"key = value\n", "key"},
-        {"key : \"v\"", "key"},
-        {"key \"v\"", "key"},
-        {"key = \"v\" extra", "key"},
-        {"\"key\" = \"v\"", ""},
-        {"key = \"unterminated\n", "key"},
-        {"key\n= \"v\"", "key"},
-        {"key =\n\"v\"", "key"},
-        {"k = \"a\\\"b\"", "k"},
-        {"k/l = \"v\"", "k"},
-        {"k = \"v\";", "k"},
-        {std::string("k = \"v\0\"", 8), "k"},
-    };
-    for (auto const& c : cases) {
-        Parsed const parsed = parseFirst(c.text);
-        EXPECT_EQ(parsed.result, -1) << c.text;
-        EXPECT_EQ(parsed.key, c.key) << c.text;
+    for (auto const& [text, parsed] : cases) {
+        EXPECT_EQ(parseFirst(text), parsed) << text;
     }
 }
 
@@ -166,19 +143,19 @@ TEST(PropertyParser, Files) {
         ("parser" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
          std::to_string(::getpid()));
     std::filesystem::create_directory(folder);
-    std::string const good = folder / "good";
-    std::ofstream(good) << "a=\"b\"\n";
-    EXPECT_EQ(printedByOpening(good), "PropertyParser: read 6 bytes from " + good + "\n");
-    std::string const missing = folder / "missing";
-    EXPECT_EQ(printedByOpening(missing),
-              "PropertyParser: Failed to query file size init " + missing + "\n");
-    EXPECT_EQ(printedByOpening(folder),
-              "PropertyParser: read 0 bytes from " + folder.string() + "\n");
-    std::string const gigantic = folder / "gigantic";
-    std::ofstream(gigantic) << "a=\"b\"\n";
-    std::filesystem::resize_file(gigantic, std::uintmax_t{1} << 40);
-    EXPECT_EQ(printedByOpening(gigantic),
-              "PropertyParser: Failed to query file size init " + gigantic + "\n");
+    std::ofstream(folder / "good") << "a=\"b\"\n";
+    std::ofstream(folder / "gigantic") << "a=\"b\"\n";
+    std::filesystem::resize_file(folder / "gigantic", std::uintmax_t{1} << 40);
+    std::pair<const char*, std::string> const cases[] = {
+        {"good", "read 6 bytes from "},
+        {"missing", "Failed to query file size init "},
+        {"", "read 0 bytes from "}, // the folder itself
+        {"gigantic", "Failed to query file size init "},
+    };
+    for (auto const& [name, words] : cases) {
+        std::string const path = folder / name;
+        EXPECT_EQ(printedByOpening(path), "PropertyParser: " + words + path + "\n");
+    }
     std::filesystem::remove_all(folder);
 }
 

@@ -4,9 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
+#include <iterator>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -22,25 +23,13 @@ constexpr uint32_t sizes[] = {
 };
 
 TEST(PsstHeader, BytesOfEveryCode) {
-    uint32_t type = 0;
-    for (uint32_t const size : sizes) {
-        unsigned char bytes[64];
-        std::memset(bytes, 0xEE, sizeof bytes);
-        CreateHeader(reinterpret_cast<PsstHeader*>(bytes), type);
-        std::vector<unsigned char> expected(64, 0);
-        auto const put = [&](std::size_t offset, uint32_t value) {
-            for (std::size_t i = 0; i < 4; ++i) {
-                expected[offset + i] = static_cast<unsigned char>(value >> (8 * i));
-            }
-        };
-        put(0, 13);
-        put(4, 0x1BADA555);
-        put(8, type == 9 || type == 10 ? crcOfZeroVpd : 0);
-        put(12, size);
-        put(16, type);
-        expected[28] = 64;
-        EXPECT_EQ(std::vector<unsigned char>(bytes, bytes + 64), expected) << type;
-        ++type;
+    for (uint32_t type = 0; type < std::size(sizes); ++type) {
+        std::array<uint32_t, 16> words;
+        words.fill(0xEEEEEEEE);
+        CreateHeader(reinterpret_cast<PsstHeader*>(words.data()), type);
+        uint32_t const crc = type == 9 || type == 10 ? crcOfZeroVpd : 0;
+        EXPECT_EQ(words,
+                  (std::array<uint32_t, 16>{13, 0x1BADA555, crc, sizes[type], type, 0, 0, 64}));
     }
 }
 

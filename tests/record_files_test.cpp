@@ -10,6 +10,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -51,9 +52,7 @@ TEST_F(RecordFiles, ClientTableFollowsAModel) {
         freeSlots.clear();
         std::ranges::sort(order);
         for (uint32_t slot = 0; slot < 256; ++slot) {
-            bool const used = std::ranges::any_of(
-                slotOf, [slot](auto const& entry) { return entry.second == slot; });
-            if (!used) {
+            if (std::ranges::find(order, slot) == order.end()) {
                 freeSlots.push_back(slot);
             }
         }
@@ -86,10 +85,8 @@ TEST_F(RecordFiles, ClientTableFollowsAModel) {
         auto const now = slotOf.find(number);
         RegisteredClientEntry const* const found = findRegisteredClient(&client);
         ASSERT_EQ(found != nullptr, now != slotOf.end());
-        if (found != nullptr) {
-            ASSERT_EQ(found - RegisteredClients, now->second);
-            ASSERT_EQ(std::memcmp(&found->record.client, &client, sizeof client), 0);
-        }
+        ASSERT_TRUE(found == nullptr || (found == &RegisteredClients[now->second] &&
+                                         equal(found->record.client, client)));
         ASSERT_EQ(pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS].free, freeSlots.size());
         ASSERT_EQ(pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS].inUse, slotOf.size());
     }
@@ -106,8 +103,7 @@ TEST_F(RecordFiles, ClientTableFollowsAModel) {
     }
     Bytes const file = readBytes(primary(33));
     for (uint32_t slot = 0; slot < 256; ++slot) {
-        EXPECT_EQ(std::memcmp(file.data() + 64 + 588 * slot, &RegisteredClients[slot].record, 588),
-                  0);
+        ASSERT_EQ(std::memcmp(&file[64 + 588 * slot], &RegisteredClients[slot].record, 588), 0);
     }
 }
 
@@ -177,12 +173,12 @@ TEST_F(RecordFiles, CacheStoreDrives) {
     std::string const text = printed();
     EXPECT_EQ(std::ranges::count(text, '\n'), 35 * 7);
     for (const char* const part :
-         {"data_cfg -> driveIndex: 64\n", "data_cfg -> TargetDeviceIndex: 7\n",
-          "data_cfg -> LunId: 1234567891\n", "data_cfg -> ownerAdapterId: 0xabc\n",
-          "data_cfg -> StartLbaForStripeAlloc: 0x46\n", "data_cfg -> LunInfoIndex: 23\n"}) {
-        EXPECT_NE(text.find(part), std::string::npos) << part;
+         {"driveIndex: 64", "TargetDeviceIndex: 7", "LunId: 1234567891", "ownerAdapterId: 0xabc",
+          "StartLbaForStripeAlloc: 0x46", "LunInfoIndex: 23"}) {
+        EXPECT_NE(text.find("data_cfg -> " + std::string(part) + "\n"), std::string::npos) << part;
     }
     EXPECT_EQ(vxpmgr_getNextCacheStorePhysDrvInfo(&one, 5), 7) << "drive 5 was never written";
+    EXPECT_EQ(vxpmgr_getNextCacheStorePhysDrvInfo(&one, 6), 7) << "the slot itself counts";
     EXPECT_EQ(one.driveIndex, 106U);
     EXPECT_EQ(vxpmgr_getNextCacheStorePhysDrvInfo(&one, 36), -1);
 }
@@ -261,8 +257,7 @@ TEST_F(RecordFiles, MigrationParameters) {
     migration_param.record.JOBUUID = 0;
     std::memset(&param, 0xEE, sizeof param);
     EXPECT_EQ(vxpmgr_GetMigrationParam(&param), 0);
-    EXPECT_EQ(param.JOBUUID, 4711U);
-    EXPECT_EQ(param.opaque4[511], 0);
+    EXPECT_TRUE(param.JOBUUID == 4711 && param.opaque4[511] == 0);
     std::string const text = printed();
     EXPECT_NE(text.find("error reading file JOBUUID = 4711\n"), std::string::npos);
     EXPECT_NE(text.find("HERE I am with JOBUUID = 4711\n"), std::string::npos);
@@ -272,20 +267,15 @@ TEST_F(RecordFiles, MigrationParameters) {
 }
 
 TEST_F(RecordFiles, BadHeadersAreRefused) {
-    struct {
-        int index;
-        int (*read)();
-    } const cases[] = {{33, ReadRegisteredClientInfo},
-                       {36, ReadMigrationParamFile},
-                       {40, ReadCacheStorePhysDrvInfo},
-                       {41, ReadPhysLunStripeTable},
-                       {43, ReadClusterCachedLunAndPushToBA}};
-    for (auto const& c : cases) {
-        EXPECT_EQ(c.read(), 0) << c.index;
-        Bytes bytes = readBytes(primary(c.index));
-        bytes[16] = 99;
-        writeBytes(primary(c.index), bytes);
-        EXPECT_EQ(c.read(), -1) << c.index;
+    std::pair<int, int (*)()> const cases[] = {{33, ReadRegisteredClientInfo},
+                                               {36, ReadMigrationParamFile},
+                                               {40, ReadCacheStorePhysDrvInfo},
+                                               {41, ReadPhysLunStripeTable},
+                                               {43, ReadClusterCachedLunAndPushToBA}};
+    for (auto const& [index, read] : cases) {
+        EXPECT_EQ(read(), 0) << index;
+        setByte(primary(index), 16, 99);
+        EXPECT_EQ(read(), -1) << index;
     }
 }
 

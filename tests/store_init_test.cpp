@@ -33,57 +33,35 @@ std::set<std::string> filesOn(const char* volume) {
     return names;
 }
 
-PsstHeader headerOf(int index) {
-    PsstHeader header{};
-    std::ifstream(primary(index), std::ios::binary)
-        .read(reinterpret_cast<char*>(&header), sizeof header);
-    return header;
-}
-
 void changeHeader(int index, std::size_t offset, uint32_t value) {
     std::fstream file(primary(index), std::ios::binary | std::ios::in | std::ios::out);
     file.seekp(static_cast<std::streamoff>(offset));
     file.write(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-// What is done to one file of a good store, and what initialisation makes of it.
-enum class Damage { remove, empty, cutShort, halfMade, badMagic, badType, zeroMagic, zeroSize };
-
-void damage(int index, Damage how) {
-    switch (how) {
-    case Damage::remove:
-        fs::remove(primary(index));
-        break;
-    case Damage::empty:
-        fs::resize_file(primary(index), 0);
-        break;
-    case Damage::cutShort:
-        fs::resize_file(primary(index), 63);
-        break;
-    case Damage::halfMade:
-        changeHeader(index, 4, 0);
-        changeHeader(index, 12, 0);
-        break;
-    case Damage::badMagic:
-        changeHeader(index, 4, 0x12345678);
-        break;
-    case Damage::badType:
-        changeHeader(index, 16, 99);
-        break;
-    case Damage::zeroMagic:
-        changeHeader(index, 4, 0);
-        break;
-    case Damage::zeroSize:
-        changeHeader(index, 12, 0);
-        break;
-    }
-}
+// What is done to one file of a good store. From the header's on, the file is finished and wrong.
+const struct {
+    const char* what;
+    bool bad;
+    void (*damage)(int index);
+} damages[] = {
+    // clang-format off
+    {"remove",     false, [](int index) { fs::remove(primary(index)); }},
+    {"empty",      false, [](int index) { fs::resize_file(primary(index), 0); }},
+    {"cut short",  false, [](int index) { fs::resize_file(primary(index), 63); }},
+    {"half made",  false, [](int index) { changeHeader(index, 4, 0); changeHeader(index, 12, 0); }},
+    {"bad magic",  true,  [](int index) { changeHeader(index, 4, 0x12345678); }},
+    {"bad type",   true,  [](int index) { changeHeader(index, 16, 99); }},
+    {"zero magic", true,  [](int index) { changeHeader(index, 4, 0); }},
+    {"zero size",  true,  [](int index) { changeHeader(index, 12, 0); }},
+    // clang-format on
+};
 
 bool isGood(int index) {
     uint32_t const type = vx::fileTypeOf(index);
     PsstHeader expected;
     CreateHeader(&expected, type);
-    PsstHeader const header = headerOf(index);
+    auto const header = onFile<PsstHeader>(index, 0);
     return header.magic == expected.magic && header.fileSize == expected.fileSize &&
            header.type == type && fs::file_size(primary(index)) == 64 + vx::dataLengthOf(index);
 }
@@ -91,9 +69,7 @@ bool isGood(int index) {
 TEST_F(StoreInit, OpensAGoodStore) {
     makeStore();
     for (int const index : {4, 8}) {
-        Bytes bytes = readBytes(primary(index));
-        bytes[64] = 0x5A;
-        writeBytes(primary(index), bytes);
+        setByte(primary(index), 64, 0x5A);
         fs::permissions(primary(index), fs::perms::owner_read | fs::perms::owner_write);
     }
     uint64_t const before = sequenceNumberOnFile();
@@ -126,31 +102,24 @@ TEST_F(StoreInit, DamagedFiles) {
     };
     makeStore();
     ASSERT_EQ(vxpmgr_init_lite(), 0);
-    VpdRecord vpd;
-    std::memset(&vpd, 0x5A, sizeof vpd);
+    auto const vpd = filled<VpdRecord>(0x5A);
     ASSERT_EQ(vxpmgr_UpdateVpdInfo(&vpd), 0);
     for (Case const& c : cases) {
         std::string const keep = "/mnt/nand0/keep";
         fs::copy_file(primary(c.index), keep, fs::copy_options::overwrite_existing);
-        for (Damage const how :
-             {Damage::remove, Damage::empty, Damage::cutShort, Damage::halfMade, Damage::badMagic,
-              Damage::badType, Damage::zeroMagic, Damage::zeroSize}) {
-            bool const bad = how >= Damage::badMagic;
-            damage(c.index, how);
-            EXPECT_EQ(vxpmgr_init_lite(), bad ? c.bad : c.unfinished)
-                << c.index << " damage " << static_cast<int>(how);
-            if (!bad) {
-                EXPECT_EQ(fs::exists(primary(c.index)) && isGood(c.index), c.healed)
-                    << c.index << " damage " << static_cast<int>(how);
-            }
+        for (auto const& [what, bad, damage] : damages) {
+            SCOPED_TRACE(std::to_string(c.index) + ", " + what);
+            damage(c.index);
+            EXPECT_EQ(vxpmgr_init_lite(), bad ? c.bad : c.unfinished);
+            bool const exists = fs::exists(primary(c.index));
+            EXPECT_TRUE(bad || (exists && isGood(c.index)) == c.healed);
             if (c.index == 6 || c.index == 7) { // each comes back from its twin, not from nothing
-                EXPECT_EQ(readBytes(primary(c.index)), readBytes(keep)) << c.index;
+                EXPECT_EQ(readBytes(primary(c.index)), readBytes(keep));
                 EXPECT_EQ(vpd_info.record.bytes[9], 0x5A);
             }
             EXPECT_TRUE(c.index != 16 || vx::descriptorOf(1) == 0) << "all closed";
-            if (how == Damage::remove && c.unfinished != 0) {
-                EXPECT_FALSE(fs::exists(primary(c.index))) << "an empty file would be left behind";
-            }
+            EXPECT_FALSE(exists && damage == damages[0].damage && c.unfinished != 0)
+                << "left behind";
             close_all_files();
             fs::copy_file(keep, primary(c.index), fs::copy_options::overwrite_existing);
         }
@@ -191,12 +160,6 @@ TEST_F(StoreInit, WhatIsNotOursIsNotUnfinished) {
     EXPECT_TRUE(vx::isUnfinished("/mnt/nand1/nothing"));
 }
 
-TEST_F(StoreInit, ShortConfigurationFails) {
-    makeStore();
-    fs::resize_file(primary(1), 44571);
-    EXPECT_EQ(vxpmgr_init_lite(), -1);
-}
-
 class OtherVersion : public BladeTest, public testing::WithParamInterface<uint32_t> {};
 INSTANTIATE_TEST_SUITE_P(OlderAndNewer, OtherVersion, testing::Values(12, 14));
 
@@ -216,13 +179,15 @@ TEST_P(OtherVersion, MovesThreeFilesAside) {
     EXPECT_EQ(filesOn("/mnt/nand1").count("brapp_seqno.cfg"), 0U);
 }
 
-TEST_F(StoreInit, BadMigrationParametersAreReplaced) {
+TEST_F(StoreInit, BadMigrationParametersAreReplacedAndShortConfigurationsRefused) {
     makeStore();
     changeHeader(36, 4, 1);
     EXPECT_EQ(vxpmgr_init_lite(), -1);
     EXPECT_TRUE(isGood(36));
     EXPECT_EQ(vx::descriptorOf(1), 0) << "all files are closed";
     EXPECT_EQ(vxpmgr_init_lite(), 0) << "the next run finds the fresh file";
+    fs::resize_file(primary(1), 44571);
+    EXPECT_EQ(vxpmgr_init_lite(), -1) << "a short configuration";
 }
 
 TEST_F(StoreInit, MigrationFileThatCannotBeMade) {
@@ -235,43 +200,37 @@ TEST_F(StoreInit, MigrationFileThatCannotBeMade) {
     EXPECT_GE(vx::descriptorOf(1), 3);
 }
 
+// The files that newer firmware brought.
+constexpr int newerFiles[] = {27, 32, 33, 35, 36, 39, 40, 41, 42, 43};
+std::set<std::string> withNewerFiles(std::set<std::string> names) {
+    names.insert({"brapp_logical_lun.bin", "brapp_event_notify.bin", "brapp_registered_clients.bin",
+                  "brapp_ext_migration.bin", "brapp_cluster_member_info.bin",
+                  "brapp_cache_store_phys_drive_info.bin", "brapp_phys_lun_stripe_table.bin",
+                  "brapp_cluster_metadata.bin", "brapp_cluster_cached_lun_info.bin",
+                  "brapp_migration_param.cfg", "brapp_seqno.cfg"});
+    EXPECT_TRUE(std::ranges::all_of(newerFiles, isGood));
+    return names;
+}
+
 TEST_F(StoreInit, MakesWhatNewerFirmwareWants) {
     makeFiles({1, 4, 8, 16, 20});
     ASSERT_EQ(vxpmgr_init_lite(), 0);
     EXPECT_EQ(filesOn("/mnt/nand1"),
-              (std::set<std::string>{
-                  "brapp_config.bin", "brapp_device.bin", "brapp_passwd.bin", "brapp_fcip.bin",
-                  "brapp_hostgroup.bin", "brapp_seqno.cfg", "brapp_vpd.cfg", "brapp_vpd_bak.cfg",
-                  "brapp_migration_param.cfg", "brapp_event_notify.bin", "brapp_migration.bin",
-                  "brapp_logical_lun.bin", "brapp_registered_clients.bin",
-                  "brapp_ext_migration.bin", "brapp_cluster_member_info.bin",
-                  "brapp_cache_store_phys_drive_info.bin", "brapp_phys_lun_stripe_table.bin",
-                  "brapp_cluster_metadata.bin", "brapp_cluster_cached_lun_info.bin"}));
-    for (int const index : {6, 7, 36, 32, 18, 27, 33, 35, 39, 40, 41, 42, 43}) {
-        EXPECT_TRUE(isGood(index)) << index;
-    }
+              withNewerFiles({"brapp_config.bin", "brapp_device.bin", "brapp_passwd.bin",
+                              "brapp_fcip.bin", "brapp_hostgroup.bin", "brapp_vpd.cfg",
+                              "brapp_vpd_bak.cfg", "brapp_migration.bin"}));
+    EXPECT_TRUE(isGood(6) && isGood(7) && isGood(18));
 }
 
 TEST_F(StoreInit, EqualVersionsOnlyMakeMissingFiles) {
     vxpmgr_create_files_on_upgrade();
-    EXPECT_EQ(filesOn("/mnt/nand1"),
-              (std::set<std::string>{
-                  "brapp_seqno.cfg", "brapp_logical_lun.bin", "brapp_event_notify.bin",
-                  "brapp_registered_clients.bin", "brapp_ext_migration.bin",
-                  "brapp_cluster_member_info.bin", "brapp_cache_store_phys_drive_info.bin",
-                  "brapp_phys_lun_stripe_table.bin", "brapp_cluster_metadata.bin",
-                  "brapp_cluster_cached_lun_info.bin", "brapp_migration_param.cfg"}));
+    EXPECT_EQ(filesOn("/mnt/nand1"), withNewerFiles({}));
     EXPECT_TRUE(filesOn("/mnt/nand2").empty());
-    for (int const index : {27, 32, 33, 35, 36, 39, 40, 41, 42, 43}) {
-        EXPECT_TRUE(isGood(index)) << index;
-    }
     EXPECT_EQ(vx::descriptorOf(4), 0);
-    Bytes events = readBytes(primary(32));
-    events[70] = 0x5A;
-    writeBytes(primary(32), events);
+    setByte(primary(32), 70, 0x5A);
     uint64_t const before = sequenceNumberOnFile();
     vxpmgr_create_files_on_upgrade();
-    EXPECT_EQ(readBytes(primary(32)), events) << "a good file is not made again";
+    EXPECT_EQ(readBytes(primary(32)).at(70), 0x5A) << "a good file is not made again";
     EXPECT_EQ(sequenceNumberOnFile(), before);
 }
 
@@ -281,10 +240,9 @@ TEST_F(StoreInit, CreatorsRemoveWhatTheyCannotFinish) {
     rlimit const small{100000, limit.rlim_max};
     signal(SIGXFSZ, SIG_IGN);
     setrlimit(RLIMIT_FSIZE, &small);
-    testing::internal::CaptureStdout();
-    int const small_enough = CreateEventNotifyPsst();
+    int small_enough = -1;
+    std::string const printed = printedBy([&] { small_enough = CreateEventNotifyPsst(); });
     int const too_large = CreateRegisteredClientPsstFile();
-    std::string const printed = testing::internal::GetCapturedStdout();
     setrlimit(RLIMIT_FSIZE, &limit);
     EXPECT_EQ(small_enough, 0);
     EXPECT_EQ(printed, "");
@@ -306,34 +264,24 @@ TEST_F(StoreInit, FilesAreMadeInDurableOrder) {
     std::memcpy(remnant.data(), &header, remnant.size());
     writeBytes(primary(42), remnant);
     Bytes firstBytes;
-    systemCalls.recording = true;
-    systemCalls.log.clear();
     systemCalls.afterWrite = [&] { firstBytes.push_back(readBytes(primary(42)).at(4)); };
-    EXPECT_EQ(CreatePsstFile(42), 0);
+    std::string const file = "nand1/brapp_cluster_metadata.bin";
+    std::string const write = "write " + file;
+    std::string const sync = "sync " + file;
+    EXPECT_EQ(callsOf([] { EXPECT_EQ(CreatePsstFile(42), 0); }),
+              (std::vector<std::string>{write, sync, write, sync, "mark 42", write, sync, "mark 42",
+                                        "sync nand1"}));
     systemCalls.afterWrite = nullptr;
-    systemCalls.recording = false;
-    EXPECT_EQ(systemCalls.log, (std::vector<std::string>{
-                                   "write nand1/brapp_cluster_metadata.bin",
-                                   "sync nand1/brapp_cluster_metadata.bin",
-                                   "write nand1/brapp_cluster_metadata.bin",
-                                   "sync nand1/brapp_cluster_metadata.bin",
-                                   "mark 42",
-                                   "write nand1/brapp_cluster_metadata.bin",
-                                   "sync nand1/brapp_cluster_metadata.bin",
-                                   "mark 42",
-                                   "sync nand1",
-                               }));
     EXPECT_EQ(firstBytes, (Bytes{0, 0, 0x55})) << "the magic's first byte after each write";
     EXPECT_TRUE(isGood(42));
     // Initial records come before the header that vouches for them.
     fs::remove(primary(42));
     static int magicAtRecords = -1;
-    EXPECT_EQ(vx::makePsstFile(42,
-                               [](uint32_t) {
-                                   magicAtRecords = readBytes(primary(42)).at(4);
-                                   return 0;
-                               }),
-              0);
+    auto const records = [](uint32_t) {
+        magicAtRecords = readBytes(primary(42)).at(4);
+        return 0;
+    };
+    EXPECT_EQ(vx::makePsstFile(42, records), 0);
     EXPECT_EQ(magicAtRecords, 0);
     fs::remove(primary(42));
     EXPECT_EQ(vx::makePsstFile(42, [](uint32_t) { return -1; }), -1);
@@ -345,24 +293,22 @@ TEST_F(StoreInit, EveryCreatorMakesItsFile) {
         int (*create)();
         int index;
     } const cases[] = {
-        {create_migration_param_file, 36},
-        {CreateRegisteredClientPsstFile, 33},
-        {CreateExtMigrationFile, 35},
+        // clang-format off
+        {create_migration_param_file, 36}, {CreateRegisteredClientPsstFile, 33},
+        {CreateExtMigrationFile, 35},      {CreateLogicalLunPsst, 27},
+        {CreateMigrationPsst, 18},         {CreateStoragePoolInfoPsstFile, 31},
+        {CreateWriteCacheInfoPsstFile, 29},
         {[] { return CreateClusterMemberInfoPsstFile(1); }, 39},
         {[] { return CreateCacheStorePhysLunInfoPsstFile(1); }, 40},
         {[] { return CreatePhysLunStripeTableFile(1); }, 41},
         {[] { return CreateClusterCachedLunPsstFile(1); }, 43},
-        {CreateLogicalLunPsst, 27},
-        {CreateMigrationPsst, 18},
-        {CreateStoragePoolInfoPsstFile, 31},
-        {CreateWriteCacheInfoPsstFile, 29},
+        // clang-format on
     };
     for (auto const& c : cases) {
         EXPECT_EQ(c.create(), 0) << c.index;
         EXPECT_TRUE(isGood(c.index)) << c.index;
         PsstHeader header{};
         EXPECT_EQ(ReadHeader(&header, static_cast<uint32_t>(c.index) + 3), 0);
-        EXPECT_EQ(header.magic, PSST_MAGIC);
     }
     EXPECT_EQ(updateLogicalLunWwuln(), 0);
     ClusterMemberInfo.record.bytes[255] = 0x5A;
@@ -379,9 +325,7 @@ TEST_F(StoreInit, EveryCreatorMakesItsFile) {
 
 TEST_F(StoreInit, EventNotificationFailureIsReported) {
     fs::create_directory(primary(32));
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(CreateEventNotifyPsst(), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(printedBy([] { EXPECT_EQ(CreateEventNotifyPsst(), -1); }),
               "Cannot create EventNotifyPsst persistence file.");
 }
 

@@ -21,11 +21,6 @@ namespace {
 
 using StoreIo = BladeTest;
 
-Bytes bytesOf(const void* data, std::size_t size) {
-    auto const* bytes = static_cast<const unsigned char*>(data);
-    return {bytes, bytes + size};
-}
-
 // Each writer puts its bytes at its place and leaves its neighbours alone, on both sides.
 TEST_F(StoreIo, EveryRecordAtItsPlace) {
     struct Case {
@@ -53,26 +48,20 @@ TEST_F(StoreIo, EveryRecordAtItsPlace) {
     Bytes const block(2112, 0xAB);
 
     Case const cases[] = {
-        {1, 64, bytesOf(&bridge_configuration.record, 2704),
-         [] { return WriteBridgeConfigFile(&bridge_configuration, PSST_BRIDGE_CONFIG); }},
-        {1, 2768, bytesOf(&mgmt_port.record, 332),
-         [] { return WriteBridgeConfigFile(&mgmt_port, PSST_MGMT_PORT); }},
-        {1, 9580, bytesOf(&portSlot, 1296),
-         [] { return WriteBridgeConfigFile(&port_configuration[5], PSST_PORT_CONFIG); }},
-        {20, 64 + 3 * 940, bytesOf(&groupSlot, 940),
-         [] { return WriteHostGroupFile(&HostGroups[3]); }},
+        // clang-format off
+        {1, 64, bytesOf(&bridge_configuration.record, 2704), [] { return WriteBridgeConfigFile(&bridge_configuration, PSST_BRIDGE_CONFIG); }},
+        {1, 2768, bytesOf(&mgmt_port.record, 332), [] { return WriteBridgeConfigFile(&mgmt_port, PSST_MGMT_PORT); }},
+        {1, 9580, bytesOf(&portSlot, 1296), [] { return WriteBridgeConfigFile(&port_configuration[5], PSST_PORT_CONFIG); }},
+        {20, 64 + 3 * 940, bytesOf(&groupSlot, 940), [] { return WriteHostGroupFile(&HostGroups[3]); }},
         {8, 64, bytesOf(&passwd_data.record, 2112), [] { return WritePasswdFile(&passwd_data); }},
         {9, 64, bytesOf(&snmp_info.record, 7076), [] { return WriteSnmpFile(&snmp_info); }},
         {6, 64, bytesOf(&vpd_info.record, 2224), [] { return WriteVpdFile(&vpd_info, PSST_VPD); }},
-        {35, 64 + 2 * 1088, bytesOf(&migration.record, 1088),
-         [] { return WriteExtMigrationFile(&migration); }},
-        {42, 64, bytesOf(&cluster_metadata.record, 128),
-         [] { return WriteClusterMetaData(&cluster_metadata); }},
+        {35, 64 + 2 * 1088, bytesOf(&migration.record, 1088), [] { return WriteExtMigrationFile(&migration); }},
+        {42, 64, bytesOf(&cluster_metadata.record, 128), [] { return WriteClusterMetaData(&cluster_metadata); }},
         // A single record ignores its number; a header goes to the start, whatever its type.
-        {8, 64, block,
-         [&] { return WritePsstFile(block.data(), 2112, PSST_PASSWD, 7, PSST_MODE_RECORD); }},
-        {1, 0, Bytes(64, 0xAB),
-         [&] { return WritePsstFile(block.data(), 64, PSST_MGMT_PORT, 0, PSST_MODE_HEADER); }},
+        {8, 64, block, [&] { return WritePsstFile(block.data(), 2112, PSST_PASSWD, 7, PSST_MODE_RECORD); }},
+        {1, 0, Bytes(64, 0xAB), [&] { return WritePsstFile(block.data(), 64, PSST_MGMT_PORT, 0, PSST_MODE_HEADER); }},
+        // clang-format on
     };
     makeFiles({1, 6, 8, 9, 20, 35, 42});
     for (Case const& c : cases) {
@@ -92,29 +81,18 @@ TEST_F(StoreIo, EveryRecordAtItsPlace) {
     EXPECT_EQ(ReadBridgeConfigFile(), 0);
     EXPECT_EQ(bytesOf(&mgmt_port.record, 332), cases[1].written);
     EXPECT_EQ(bytesOf(&port_configuration[5].record, sizeof(PortSlot)), portBytes);
-    EXPECT_EQ(WriteBridgeConfigFile(&mgmt_port, PSST_PASSWD), -1);
-    EXPECT_EQ(WriteVpdFile(&vpd_info, PSST_PASSWD), -1);
 }
 
 TEST_F(StoreIo, OneWriteInDurableOrder) {
     makeFiles({20});
     uint64_t const before = pmgr_cb->sequenceNumber;
-    systemCalls.recording = true;
-    systemCalls.log.clear();
-    EXPECT_EQ(WriteHostGroupFile(&HostGroups[0]), 0);
-    systemCalls.recording = false;
-    EXPECT_EQ(systemCalls.log, (std::vector<std::string>{
-                                   "write nand1/brapp_hostgroup.bin",
-                                   "sync nand1/brapp_hostgroup.bin",
-                                   "write nand2/brapp_hostgroup.bin",
-                                   "sync nand2/brapp_hostgroup.bin",
-                                   "write nand1/brapp_seqno.cfg",
-                                   "sync nand1/brapp_seqno.cfg",
-                                   "write nand2/brapp_seqno.cfg",
-                                   "sync nand2/brapp_seqno.cfg",
-                                   "mark 21",
-                                   "mark 20",
-                               }));
+    EXPECT_EQ(
+        callsOf([] { EXPECT_EQ(WriteHostGroupFile(&HostGroups[0]), 0); }),
+        (std::vector<std::string>{
+            "write nand1/brapp_hostgroup.bin", "sync nand1/brapp_hostgroup.bin",
+            "write nand2/brapp_hostgroup.bin", "sync nand2/brapp_hostgroup.bin",
+            "write nand1/brapp_seqno.cfg", "sync nand1/brapp_seqno.cfg",
+            "write nand2/brapp_seqno.cfg", "sync nand2/brapp_seqno.cfg", "mark 21", "mark 20"}));
     EXPECT_EQ(sequenceNumberOnFile(), before + 1);
     EXPECT_EQ(readBytes(mirror(21)), readBytes(primary(21)));
     EXPECT_EQ(readBytes("/mnt/nand0/backup_bitmap.bin"), (Bytes{0, 0, 0x30, 0, 0, 0, 0, 0}));
@@ -161,16 +139,12 @@ TEST_F(StoreIo, StoppedSequenceNumberStillMirrorsAndMarks) {
     EXPECT_EQ(readBytes(primary(21)), before);
     EXPECT_EQ(readBytes(mirror(20)), readBytes(primary(20)));
     EXPECT_EQ(readBytes("/mnt/nand0/backup_bitmap.bin").at(2) & 0x10, 0x10);
-}
-
-TEST_F(StoreIo, MissingMirrorIsNotMade) {
-    makeFiles({20});
-    std::filesystem::remove(mirror(20));
+    std::filesystem::remove(mirror(20)); // a missing one is not made
     EXPECT_EQ(WriteHostGroupFile(&HostGroups[0]), 0);
     EXPECT_FALSE(std::filesystem::exists(mirror(20)));
-    EXPECT_EQ(MirrorPsstFile("x", 1, 20, 0), -1);
-    EXPECT_EQ(MirrorPsstFile("x", 1, 0, 0), -1);
-    EXPECT_EQ(MirrorPsstFile("x", 1, 99, 0), -1);
+    for (int const index : {20, 0, 99}) {
+        EXPECT_EQ(MirrorPsstFile("x", 1, index, 0), -1) << index;
+    }
 }
 
 // A failed transfer closes the file for good: its number goes to another file, which later writes
@@ -219,17 +193,16 @@ TEST_F(StoreIo, BadRequests) {
     EXPECT_EQ(vx::descriptorOf(8), 0) << "standard input was not tried";
     EXPECT_EQ(ReadPsstFile(&byte, 1, 47, 0, 0), -1);
     EXPECT_EQ(WritePsstFile(&byte, 1, PSST_SEQUENCE_NUMBER, 0, PSST_MODE_HEADER), -1);
+    EXPECT_EQ(WriteBridgeConfigFile(&mgmt_port, PSST_PASSWD), -1);
+    EXPECT_EQ(WriteVpdFile(&vpd_info, PSST_PASSWD), -1);
 }
 
 TEST_F(StoreIo, ZeroFill) {
     vx::keepDescriptor(20, vx::openFile(primary(20).c_str(), O_RDWR | O_CREAT));
     EXPECT_EQ(WriteZeroFile(20, 0), 0);
     EXPECT_EQ(readBytes(primary(20)), Bytes{});
-    systemCalls.recording = true;
-    systemCalls.log.clear();
-    EXPECT_EQ(WriteZeroFile(20, 131073), 0);
-    systemCalls.recording = false;
-    EXPECT_EQ(systemCalls.log.size(), 4U) << "two chunks, each synced";
+    EXPECT_EQ(callsOf([] { EXPECT_EQ(WriteZeroFile(20, 131073), 0); }).size(), 4U)
+        << "two chunks, each synced";
     EXPECT_EQ(readBytes(primary(20)), Bytes(64 + 131073, 0));
 }
 
@@ -237,15 +210,14 @@ TEST_F(StoreIo, ReadersKeepTheTableOnABadHeader) {
     struct {
         int index;
         int (*read)();
-        const unsigned char* table;
+        const void* table;
     } const cases[] = {
-        {1, ReadBridgeConfigFile, reinterpret_cast<unsigned char*>(&bridge_configuration.record)},
-        {4, ReadTargetDeviceFile, TargetDevices[0].record.bytes},
-        {8, ReadPasswdFile, reinterpret_cast<unsigned char*>(&passwd_data.record)},
-        {9, ReadSnmpFile, reinterpret_cast<unsigned char*>(&snmp_info.record)},
-        {20, ReadHostGroupFile, reinterpret_cast<unsigned char*>(&HostGroups[0].record)},
-        {32, ReadEventNotifyFile, reinterpret_cast<unsigned char*>(&eventnotify_info.record)},
-        {42, ReadClusterMetaData, reinterpret_cast<unsigned char*>(&cluster_metadata.record)},
+        // clang-format off
+        {1, ReadBridgeConfigFile, &bridge_configuration.record}, {4, ReadTargetDeviceFile, &TargetDevices[0].record},
+        {8, ReadPasswdFile, &passwd_data.record},                {9, ReadSnmpFile, &snmp_info.record},
+        {20, ReadHostGroupFile, &HostGroups[0].record},          {32, ReadEventNotifyFile, &eventnotify_info.record},
+        {42, ReadClusterMetaData, &cluster_metadata.record},
+        // clang-format on
     };
     makeFiles({1, 4, 8, 9, 20, 32, 42});
     for (auto const& c : cases) {
@@ -256,11 +228,11 @@ TEST_F(StoreIo, ReadersKeepTheTableOnABadHeader) {
             std::ranges::fill_n(bad.begin() + static_cast<std::ptrdiff_t>(damaged), 4, 0);
             writeBytes(primary(c.index), bad);
             EXPECT_EQ(c.read(), -1) << c.index;
-            EXPECT_EQ(c.table[10], 0) << c.index;
+            EXPECT_EQ(static_cast<const char*>(c.table)[10], 0) << c.index;
         }
         writeBytes(primary(c.index), bytes);
         EXPECT_EQ(c.read(), 0) << c.index;
-        EXPECT_EQ(c.table[10], 0x5A) << c.index;
+        EXPECT_EQ(static_cast<const char*>(c.table)[10], 0x5A) << c.index;
         bytes.pop_back(); // the last record is short
         writeBytes(primary(c.index), bytes);
         EXPECT_EQ(c.read(), -1) << c.index;

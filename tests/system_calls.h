@@ -18,3 +18,12 @@ struct SystemCalls {
     int sleeps = 0;                                 // seconds that were asked for and not slept
 };
 extern SystemCalls systemCalls;
+
+// What a piece of work calls, in order.
+std::vector<std::string> callsOf(const auto& work) {
+    systemCalls.recording = true;
+    systemCalls.log.clear();
+    work();
+    systemCalls.recording = false;
+    return systemCalls.log;
+}

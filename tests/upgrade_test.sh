@@ -70,26 +70,15 @@ if grep -q mtd "$state/proc-devices"; then
 else
   echo "SKIPPED: $name: no device error on either stream: device nodes cannot have a number here"
 fi
-check "devices are reached" "mtd0 info = 0
-mtd0 open = 0
-mtd0 regions = 0
-vxgpdev open = 0" "$(grep -v 'mtd0 read' "$state/trace" | sort)"
-check "live settings" \
-  'config.bridge.BridgeMode = "1"
-config.bridge.BridgeLogSize = "9999"
-config.bridge.BridgeLogLevel = "3"
-config.bridge.BridgeRemoteCommandTimeout = "60"
-config.bridge.BridgeSmisFlags = "1"
-config.bridge.BridgeUserDaemonFeatures = "7"
-config.bridge.BridgeSmisListenerPersistenceType = "2"
-config.bridge.BridgeDataMigrationMode = "2"
-config.bridge.BridgeIqnGenFlags = "1"
-config.bridge.BridgeTargetMode = "2"
-config.bridge.BridgeLunMapping = "1"
-config.bridge.BridgeIscsiBaseName = "iqn.2026-01.example.vxblade:vx2410."
-config.cli.BridgeCliTimeout = "900"
-config.cli.BridgeCliPrompt = "vx2410 #>"' \
-  "$(show | grep -e '^config.bridge' -e '^config.cli' | grep -v -e ProductName -e SerialNumber -e VersionNumber -e SymbolicName)"
+check "devices are reached" "mtd0 info = 0,mtd0 open = 0,mtd0 regions = 0,vxgpdev open = 0" \
+  "$(grep -v 'mtd0 read' "$state/trace" | sort | paste -sd,)"
+# settings PATTERN...: names and values of the settings that match, without their sections.
+settings() { show | grep "$@" | sed 's/^config\.[a-z]*\.\(.*\) = "\(.*\)"$/\1 \2,/' | tr '\n' ' '; }
+check "live settings" "BridgeMode 1, BridgeLogSize 9999, BridgeLogLevel 3, BridgeRemoteCommandTimeout 60, \
+BridgeSmisFlags 1, BridgeUserDaemonFeatures 7, BridgeSmisListenerPersistenceType 2, BridgeDataMigrationMode 2, \
+BridgeIqnGenFlags 1, BridgeTargetMode 2, BridgeLunMapping 1, \
+BridgeIscsiBaseName iqn.2026-01.example.vxblade:vx2410., BridgeCliTimeout 900, BridgeCliPrompt vx2410 #>, " \
+  "$(settings -P '^config\.(cli|bridge\.(?!Bridge(ProductName|SerialNumber|\w*VersionNumber|SymbolicName)))')"
 check "one number for each write" $((before + 17)) "$(sequence_number)"
 for file in "$state"/nand1/brapp_*.bin "$state"/nand1/brapp_{vpd,vpd_bak,seqno,migration_param}.cfg; do
   check "mirror of $file" "" "$(cmp "$file" "$state/nand2/$(basename "$file")" 2>&1)"
@@ -206,13 +195,8 @@ check "same defaults: no write" "$before $config" "$(sequence_number) $(sha256su
 # --- A factory store holds what its file says, but for what is never loaded or not shown.
 new_store "$old"
 check "defaults that are not live" \
-  "config.port.is.0.PortState = \"1\"
-config.port.is.1.PortState = \"1\"
-config.port.is.2.PortState = \"1\"
-config.port.is.3.PortState = \"1\"
-config.port.pcie.0.PortNumber = \"0\"" \
-  "$(sort "$old" | grep -e '^config.bridge.Bridge' -e '^config.cli' -e '^config.mgmt' -e '^config.port' -e '^config.hostgroup' |
-    comm -23 - <(show | sort))"
+  "$(for port in 0 1 2 3; do echo "config.port.is.$port.PortState = \"1\""; done; echo 'config.port.pcie.0.PortNumber = "0"')" \
+  "$(grep -E '^config\.(bridge\.Bridge|cli|mgmt|port|hostgroup)' "$old" | sort | comm -23 - <(show | sort))"
 
 # --- Stores: refused when valid, made over when not, --force, --full, unmounted volumes.
 check "a valid store is refused" 1 "$(bladesim --state "$state" vxcfg store create --defaults "$old" 2>&1 | grep -c -- '--force replaces it')"

@@ -9,6 +9,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <tuple>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -27,8 +28,7 @@ struct Vpd : BladeTest {
         vxpmgr_create_mirror_paths(0, 0, 0, 0);
         ReadSequenceNumber();
         ASSERT_EQ(vxpmgr_create_vpd_psst(), 0);
-        VpdRecord record;
-        std::memset(&record, 0x5A, sizeof record);
+        auto const record = filled<VpdRecord>(0x5A);
         ASSERT_EQ(vxpmgr_UpdateVpdInfo(&record), 0);
         good = readBytes(primary(vpd));
         goodBackup = readBytes(primary(backup));
@@ -45,48 +45,38 @@ Bytes changed(Bytes bytes, std::size_t offset) {
 }
 
 TEST_F(Vpd, FilesCarryTheCrcOfTheirData) {
-    uint32_t const crc = crc32(0, good.data() + 64, 2224);
-    uint32_t stored = 0;
-    std::memcpy(&stored, good.data() + 8, sizeof stored);
-    EXPECT_EQ(stored, crc);
-    EXPECT_EQ(good.size(), 2288U);
-    EXPECT_EQ(good[16], 9);
-    EXPECT_EQ(goodBackup[16], 10);
+    ASSERT_EQ(good.size(), 2288U);
+    EXPECT_EQ(onFile<PsstHeader>(vpd, 0).crc, crc32(0, good.data() + 64, 2224));
+    EXPECT_TRUE(good[16] == 9 && goodBackup[16] == 10);
     EXPECT_TRUE(std::equal(good.begin() + 64, good.end(), goodBackup.begin() + 64));
 }
 
 TEST_F(Vpd, BadFilesAreRepairedFromTheirTwin) {
     Bytes const shortFile(good.begin(), good.begin() + 100);
-    struct {
-        Bytes vpdBytes, backupBytes;
-        int result;
-    } const cases[] = {
-        {good, goodBackup, 0},
-        {changed(good, 100), goodBackup, 0}, // data
-        {changed(good, 8), goodBackup, 0},   // CRC
-        {changed(good, 5), goodBackup, 0},   // magic
-        {shortFile, goodBackup, 0},
-        {{}, goodBackup, 0},
-        {good, changed(goodBackup, 100), 0},
-        {good, {}, 0},
+    std::tuple<Bytes, Bytes, int> const cases[] = {
+        // clang-format off
+        {good, goodBackup, 0},               {changed(good, 100), goodBackup, 0}, // data
+        {changed(good, 8), goodBackup, 0},   {changed(good, 5), goodBackup, 0},   // CRC, magic
+        {shortFile, goodBackup, 0},          {{}, goodBackup, 0},
+        {good, changed(goodBackup, 100), 0}, {good, {}, 0},
         {changed(good, 100), changed(goodBackup, 16), -1},
+        // clang-format on
     };
-    for (auto const& c : cases) {
-        writeBytes(primary(vpd), c.vpdBytes);
-        writeBytes(primary(backup), c.backupBytes);
+    for (auto const& [vpdBytes, backupBytes, result] : cases) {
+        writeBytes(primary(vpd), vpdBytes);
+        writeBytes(primary(backup), backupBytes);
         InitDatabaseLite();
-        EXPECT_EQ(vxpmgr_readVpdFile(), c.result);
-        EXPECT_EQ(readBytes(primary(vpd)), c.result == 0 ? good : c.vpdBytes);
-        EXPECT_EQ(readBytes(primary(backup)), c.result == 0 ? goodBackup : c.backupBytes);
+        EXPECT_EQ(vxpmgr_readVpdFile(), result);
+        EXPECT_EQ(readBytes(primary(vpd)), result == 0 ? good : vpdBytes);
+        EXPECT_EQ(readBytes(primary(backup)), result == 0 ? goodBackup : backupBytes);
         VpdRecord record;
         vxpmgr_GetVpdInfo(&record);
-        EXPECT_EQ(record.bytes[0], c.result == 0 ? 0x5A : 0);
+        EXPECT_EQ(record.bytes[0], result == 0 ? 0x5A : 0);
     }
 }
 
 TEST_F(Vpd, TheFirstGoodFileWins) {
-    VpdRecord next;
-    std::memset(&next, 0x77, sizeof next);
+    auto const next = filled<VpdRecord>(0x77);
     ASSERT_EQ(vxpmgr_readVpdFile(), 0);
     ASSERT_EQ(vxpmgr_UpdateVpdInfo(&next), 0);
     writeBytes(primary(backup), goodBackup); // an update was cut between the two files
@@ -104,8 +94,7 @@ TEST_F(Vpd, TheFirstGoodFileWins) {
 
 // Data before header, the first file before the second: a cut at any write leaves one good file.
 TEST_F(Vpd, UpdateLeavesOneGoodFileAtEveryCut) {
-    VpdRecord next;
-    std::memset(&next, 0x77, sizeof next);
+    auto const next = filled<VpdRecord>(0x77);
     bool finished = false;
     for (int cut = 1; !finished; ++cut) {
         writeBytes(primary(vpd), good);
