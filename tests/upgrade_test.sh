@@ -244,6 +244,11 @@ else
   check "the next try" 0 $?
 fi
 
+rm -rf "$state"
+check "a flash that cannot be erased" 1 "$(bladesim --state "$state" sh -c '
+  echo "fail mtd0 erase EIO" >/dev/blade/devices/control; vxcfg store create --defaults "$1" 2>&1' sh "$old" |
+  grep -c '^vxcfg: the chassis name could not be saved in the boot environment$')"
+
 # --- bladesim itself.
 check "working directory, arguments, status" "/tmp a b 7" \
   "$(cd /tmp && bladesim --state "$state" -- sh -c 'echo "$PWD $1 $2 $(exit 7; )7"; exit 7' sh a b)"

@@ -155,7 +155,10 @@ int loadDefaults(uint32_t /*type*/) {
     (void)readDefaultBridgeDataMigrationInfo(handle, &bridge);
     (void)readDefaultSnmpConfigInfo(handle);
     (void)vornhal_init_env(vhnor_init());
-    (void)readDefaultChassisName(handle);
+    if (readDefaultChassisName(handle) != 0) { // no setting of the store: it is made all the same
+        std::fprintf(stderr,
+                     "vxcfg: the chassis name could not be saved in the boot environment\n");
+    }
     propClosePropertiesFile(handle);
     // The full load ignores its readers' results; a write that failed marks its file.
     for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
