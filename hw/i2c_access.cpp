@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <mutex>
 
 #include <fcntl.h>
@@ -47,13 +46,13 @@ MemoryAddress memoryAddress(int offset, int bits) {
     return bits == 16 ? MemoryAddress{{high, low}, 2} : MemoryAddress{{low, 0}, 1};
 }
 
-// One transfer of `size` bytes, repeated after EIO; reports each repetition with `retryWords`.
-// errno is cleared first, so that a short count does not carry an older call's.
 struct Outcome {
     ssize_t result;
     int error;
 };
 
+// One transfer of `size` bytes, repeated after EIO, which `sayRetry` reports with the result and
+// the number of the repetition. errno is cleared first: a short count leaves an older call's there.
 template <class Call>
 Outcome transfer(int size, Call call, void (*sayRetry)(int, int)) {
     for (int retry = 1;; ++retry) {

@@ -122,7 +122,7 @@ bool placeAt(uint64_t offset, uint32_t size, Place& place) {
 
 bool isUsable(const Layout& layout) {
     auto const& [a, b] = layout.places;
-    return layout.size > textsOffset + 1 && layout.size <= largestSize &&
+    return layout.size > textsOffset + 1 &&
            (a.blocksEnd <= b.blocksStart || b.blocksEnd <= a.blocksStart);
 }
 
@@ -344,10 +344,9 @@ int replaceCopy(const Layout& layout, const Copies& copies, int current,
         return -1;
     }
     if (current >= 0) {
-        uint32_t const flag = layout.places[static_cast<std::size_t>(current)].offset + flagOffset;
-        if (vhnor_program(flag, &obsolete, sizeof obsolete) != sizeof obsolete) {
-            return failed("cannot mark the old copy at 0x%x",
-                          layout.places[static_cast<std::size_t>(current)].offset);
+        uint32_t const old = layout.places[1 - target].offset;
+        if (vhnor_program(old + flagOffset, &obsolete, sizeof obsolete) != sizeof obsolete) {
+            return failed("cannot mark the old copy at 0x%x", old);
         }
     }
     (void)vxplatform::removeFile(erasingPath);

@@ -95,8 +95,7 @@ void overlay(const fs::path& folder, const std::set<std::string>& hidden) {
     if (::mount("tmpfs", folder.c_str(), "tmpfs", MS_NOSUID, "mode=0755") != 0) {
         fail("cannot mount a tmpfs on " + folder.string());
     }
-    fs::path const originals = "/proc/self/fd/" + std::to_string(original);
-    for (const fs::directory_entry& entry : fs::directory_iterator(originals)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(heldFolder(original))) {
         fs::path const to = folder / entry.path().filename();
         if (hidden.contains(to.filename())) {
             continue;

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cinttypes>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 
 #define FUSE_USE_VERSION 35
 #include <fuse3/fuse.h>
@@ -51,7 +49,8 @@ DeviceBench::DeviceBench(const fs::path& state) : trace_(openForAppending(state 
     devices_["vxllednode"] = std::make_unique<RequestDriver>(state, "l");
 }
 
-int DeviceBench::carryOut(std::string_view device, const Operation& operation, pid_t caller) {
+int DeviceBench::carryOut(std::string_view device, const Operation& operation, std::size_t whole,
+                          pid_t caller) {
     std::string line = std::string(device) + " " + operation.name;
     line += operation.detail.empty() ? "" : " " + operation.detail;
     Verdict const verdict = faults_.next(device, operation.name);
@@ -65,7 +64,7 @@ int DeviceBench::carryOut(std::string_view device, const Operation& operation, p
         result = operation.perform(size > 0 ? size - 1 : 0);
         break;
     case Verdict::skip:
-        result = static_cast<int>(operation.counts ? size : 0);
+        result = static_cast<int>(whole);
         break;
     case Verdict::tear:
         operation.perform(size / 2);
@@ -140,8 +139,8 @@ OpenNode& nodeOf(fuse_file_info* file) {
     return *reinterpret_cast<OpenNode*>(file->fh); // NOLINT(performance-no-int-to-ptr)
 }
 
-int carryOut(const char* path, const Operation& operation) {
-    return bench().carryOut(path + 1, operation, ::fuse_get_context()->pid);
+int carryOut(const char* path, const Operation& operation, std::size_t whole) {
+    return bench().carryOut(path + 1, operation, whole, ::fuse_get_context()->pid);
 }
 
 void* initialise(fuse_conn_info* /*connection*/, fuse_config* config) {
@@ -175,7 +174,7 @@ int openFile(const char* path, fuse_file_info* file) {
         return -ENOENT;
     }
     if (!isControl(path)) {
-        int const result = carryOut(path, {"open", "", 0, [](std::size_t) { return 0; }});
+        int const result = carryOut(path, {"open", "", 0, [](std::size_t) { return 0; }}, 0);
         if (result < 0) {
             return result;
         }
@@ -193,9 +192,11 @@ int readFile(const char* path, char* to, size_t size, off_t offset, fuse_file_in
     if (isControl(path)) {
         return 0;
     }
-    return carryOut(path, bench().device(path + 1).read(nodeOf(file),
-                                                        {reinterpret_cast<uint8_t*>(to), size},
-                                                        static_cast<uint64_t>(offset)));
+    return carryOut(path,
+                    bench().device(path + 1).read(nodeOf(file),
+                                                  {reinterpret_cast<uint8_t*>(to), size},
+                                                  static_cast<uint64_t>(offset)),
+                    size);
 }
 
 int writeFile(const char* path, const char* from, size_t size, off_t offset, fuse_file_info* file) {
@@ -203,9 +204,11 @@ int writeFile(const char* path, const char* from, size_t size, off_t offset, fus
         int const result = bench().control({from, size});
         return result < 0 ? result : static_cast<int>(size);
     }
-    return carryOut(path, bench().device(path + 1).write(
-                              nodeOf(file), {reinterpret_cast<const uint8_t*>(from), size},
-                              static_cast<uint64_t>(offset)));
+    return carryOut(path,
+                    bench().device(path + 1).write(nodeOf(file),
+                                                   {reinterpret_cast<const uint8_t*>(from), size},
+                                                   static_cast<uint64_t>(offset)),
+                    size);
 }
 
 int requestOn(const char* path, unsigned code, void* argument, fuse_file_info* file,
@@ -214,9 +217,11 @@ int requestOn(const char* path, unsigned code, void* argument, fuse_file_info* f
         return -ENOTTY;
     }
     std::size_t const size = data != nullptr ? _IOC_SIZE(code) : 0;
-    return carryOut(path, bench().device(path + 1).request(nodeOf(file), code,
-                                                           reinterpret_cast<uintptr_t>(argument),
-                                                           {static_cast<uint8_t*>(data), size}));
+    return carryOut(path,
+                    bench().device(path + 1).request(nodeOf(file), code,
+                                                     reinterpret_cast<uintptr_t>(argument),
+                                                     {static_cast<uint8_t*>(data), size}),
+                    0);
 }
 
 int truncateFile(const char* /*path*/, off_t /*size*/, fuse_file_info* /*file*/) {

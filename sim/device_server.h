@@ -26,8 +26,10 @@ class DeviceBench {
     explicit DeviceBench(const std::filesystem::path& state);
 
     [[nodiscard]] Device& device(std::string_view name) { return *devices_.at(std::string(name)); }
-    // Result of the operation for the process `caller`, which is killed where the power goes.
-    int carryOut(std::string_view device, const Operation& operation, pid_t caller);
+    // Result of the operation for the process `caller`, which is killed where the power goes;
+    // `whole` is the result that a program takes for complete success.
+    int carryOut(std::string_view device, const Operation& operation, std::size_t whole,
+                 pid_t caller);
     // Applies commands. 0, or -EINVAL, reported on standard error, at the first wrong one.
     int control(std::string_view commands);
 

@@ -145,12 +145,10 @@ Operation NorFlash::read(OpenNode& /*node*/, std::span<uint8_t> to, uint64_t off
     auto const flash = image_->bytes();
     std::size_t const size = offset < flash.size() ? std::min(to.size(), flash.size() - offset) : 0;
     return {"read", formatted("%08llx+%zu", static_cast<unsigned long long>(offset), to.size()),
-            size,
-            [=](std::size_t count) {
+            size, [=](std::size_t count) {
                 std::ranges::copy(flash.subspan(size == 0 ? 0 : offset, count), to.begin());
                 return static_cast<int>(count);
-            },
-            true};
+            }};
 }
 
 Operation NorFlash::write(OpenNode& /*node*/, std::span<const uint8_t> from, uint64_t offset) {
@@ -167,8 +165,7 @@ Operation NorFlash::write(OpenNode& /*node*/, std::span<const uint8_t> from, uin
                     flash[offset + i] &= from[i];
                 }
                 return static_cast<int>(count);
-            },
-            true};
+            }};
 }
 
 int NorFlash::erase(const erase_info_user& range, std::size_t count) {
@@ -257,16 +254,14 @@ Operation I2cBus::read(OpenNode& node, std::span<uint8_t> to, uint64_t /*offset*
     if (part == parts_.end()) {
         return refusal("read", ENXIO);
     }
-    return {"read", std::to_string(to.size()), to.size(),
-            [=](std::size_t count) {
+    return {"read", std::to_string(to.size()), to.size(), [=](std::size_t count) {
                 auto const memory = part->second.image.bytes();
                 for (std::size_t i = 0; i < count; ++i) {
                     to[i] = memory[part->second.at];
                     part->second.at = (part->second.at + 1) % memory.size();
                 }
                 return static_cast<int>(count);
-            },
-            true};
+            }};
 }
 
 int I2cBus::store(Eeprom& part, std::span<const uint8_t> from) {

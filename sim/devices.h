@@ -24,7 +24,6 @@ struct Operation {
     std::string detail; // the rest of its line in the trace
     std::size_t size;   // bytes that it moves or erases
     std::function<int(std::size_t count)> perform; // on its first `count` bytes
-    bool counts = false;                           // its result is the number of bytes
 };
 
 // What a driver keeps for each opening of its node.

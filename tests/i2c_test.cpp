@@ -125,6 +125,7 @@ TEST_F(I2c, FailuresOfATransfer) {
         {'w', "fail i2c-0 write EIO 15\nfail i2c-0 write EIO 15 1", 5, retried(piece, 15) + retried(piece, 15)},
         {'w', "fail i2c-0 write EIO 16 1",  1, retried(piece, 15) + endOfWrite(-1, 5, "02", 4)},
         {'w', "fail i2c-0 write ENXIO 1",   0, endOfWrite(-1, 6, "01", 3)},
+        {'w', "skip i2c-0 write 9",         5, ""}, // a part that only says that it took them
         {'w', "short i2c-0 write 1 2",      3, endOfWrite(3, 0, "04", 4)},
         {'w', "fail i2c-0 address EBUSY",   0, w + "ioctl failed\n" + w + "I2c write failed.\n"},
         {'w', "fail i2c-0 open EACCES",     0, w + "ioctl failed\n" + w + "I2c write failed.\n"},
