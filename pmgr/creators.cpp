@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vx {
@@ -49,10 +50,14 @@ bool isUnfinished(const char* path) {
         return !fileExists(path);
     }
     ssize_t const got = ::read(file.get(), &header, sizeof header);
-    if (got < 0) {
-        return false; // there is something, and it is not ours to replace
+    if (got == sizeof header) {
+        return header.magic == 0 && header.fileSize == 0;
     }
-    return got < static_cast<ssize_t>(sizeof header) || (header.magic == 0 && header.fileSize == 0);
+    // Only a file that is known to be short is ours to replace: a read that fails, or that gives
+    // less than there is, does not say so.
+    struct stat status {};
+    return got >= 0 && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_size < PSST_HEADER_LENGTH;
 }
 
 int makePsstFile(int fileIndex, RecordWriter writeRecords) {
