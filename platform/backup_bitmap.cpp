@@ -3,11 +3,13 @@
 
 #include "platform/files.h"
 
+#include <cerrno>
 #include <cstdint>
 
 namespace {
 // Bit n stands for the file of index n. A backup program reads the word and removes the file.
 constexpr const char* bitmapPath = "/mnt/nand0/backup_bitmap.bin";
+constexpr uint64_t everyFile = (uint64_t{2} << PSST_LAST_INDEX) - (uint64_t{1} << PSST_FIRST_INDEX);
 } // namespace
 
 int vxbackup_SetBackupBitmap(uint32_t fileIndex) {
@@ -15,7 +17,11 @@ int vxbackup_SetBackupBitmap(uint32_t fileIndex) {
         return -1;
     }
     uint64_t bitmap = 0;
-    (void)vxplatform::readFile(bitmapPath, &bitmap, sizeof bitmap); // absent: nothing is marked
+    errno = 0; // a short read sets none
+    if (vxplatform::readFile(bitmapPath, &bitmap, sizeof bitmap) != sizeof bitmap) {
+        // Absent: nothing is marked. Unreadable: marks would be lost, so every file is.
+        bitmap = errno == ENOENT ? 0 : everyFile;
+    }
     uint64_t const bit = uint64_t{1} << fileIndex;
     if ((bitmap & bit) != 0) {
         return 0; // spares the flash a write for every further record of a file
