@@ -15,11 +15,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include <fcntl.h>
+
 namespace vx {
 
 namespace {
 
 constexpr const char* newPersonalityFile = "default_bridge_config.cfg";
+
+// Nothing else uses this lock. The kernel releases it when its holder ends, however it ends.
+constexpr const char* lockPath = "/var/lock/vxpvh.lock";
 
 // How many of each an upgrade merges.
 constexpr uint32_t iscsiPorts = 4;
@@ -94,6 +99,16 @@ void mergeSections(PropertiesHandle oldFile, PropertiesHandle newFile) {
     (void)compareDefaultMgmtInfo(oldFile, newFile);
 }
 
+// One upgrade at a time: a second one waits here and then finds the work done. Where there can be
+// no lock file, the upgrade is not held up.
+Descriptor waitForTurn() {
+    Descriptor lock(openFile(lockPath, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK));
+    if (lock.ok()) {
+        (void)VX_PosixFileLockUnLock(lock.get(), FILE_LOCK);
+    }
+    return lock;
+}
+
 void savePersonalityFile() {
     constexpr std::size_t commandSize = 256;
     for (const char* const saved : savedPersonalityFiles) {
@@ -132,6 +147,7 @@ int compareDefaultConfiguration() {
 }
 
 int runUpgrade() {
+    Descriptor const turn = waitForTurn();
     if (compareDefaultConfiguration() != 0) {
         report("main", 1634, "Copying new personality file into /mnt/nand0\n");
         savePersonalityFile();
