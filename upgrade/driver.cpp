@@ -79,24 +79,31 @@ bool openStore() {
     return vxpmgr_init_lite() == 0;
 }
 
-// The sections in their fixed order; a failure in one does not stop the others.
+// A section's result. The line that announced its update would else stand as if it had been made.
+void check(int result) {
+    if (result != 0) {
+        report("compareDefaultConfiguration", 1540, "The update could not be stored: %d\n", result);
+    }
+}
+
+// The sections in their fixed order; a failure in one is reported and does not stop the others.
 void mergeSections(PropertiesHandle oldFile, PropertiesHandle newFile) {
-    (void)compareDefaultBridgeConfigInfo(oldFile, newFile);
-    (void)compareDefaultCliConfigInfo(oldFile, newFile);
+    check(compareDefaultBridgeConfigInfo(oldFile, newFile));
+    check(compareDefaultCliConfigInfo(oldFile, newFile));
     for (uint32_t port = 0; port < iscsiPorts; ++port) {
-        (void)compareDefaultIsConfigInfo(oldFile, newFile, port);
+        check(compareDefaultIsConfigInfo(oldFile, newFile, port));
     }
     for (uint32_t port = 0; port < fcPorts; ++port) {
-        (void)compareDefaultFcConfigInfo(oldFile, newFile, port);
+        check(compareDefaultFcConfigInfo(oldFile, newFile, port));
     }
     for (uint32_t port = 0; port < gigePorts; ++port) {
-        (void)compareDefaultGigeConfigInfo(oldFile, newFile, port);
+        check(compareDefaultGigeConfigInfo(oldFile, newFile, port));
     }
     for (int32_t group = 0; group < hostGroups; ++group) {
-        (void)compareDefaultHostGroupInfo(oldFile, newFile, group);
+        check(compareDefaultHostGroupInfo(oldFile, newFile, group));
     }
     (void)VerifyTelnetandSshConfigFiles();
-    (void)compareDefaultMgmtInfo(oldFile, newFile);
+    check(compareDefaultMgmtInfo(oldFile, newFile));
 }
 
 // One upgrade at a time: a second one waits here and then finds the work done. Where there can be
