@@ -2,6 +2,7 @@
 
 #include "common/files.h"
 #include "common/shell.h"
+#include "pmgr/mirror_refresh.h"
 #include "props/saved_files.h"
 #include "upgrade/report.h"
 #include "upgrade/sections.h"
@@ -149,6 +150,7 @@ int compareDefaultConfiguration() {
         return 1;
     }
     mergeSections(files.oldFile, files.newFile);
+    refreshMirrors(); // of records that a run before this one wrote and could not mirror
     closePersonalityFiles(files);
     return 1;
 }
