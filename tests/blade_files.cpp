@@ -5,13 +5,17 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
 Bytes readBytes(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::error_code missing;
+    auto const size = fs::file_size(path, missing);
+    Bytes bytes(missing ? 0 : size);
+    std::ifstream(path, std::ios::binary)
+        .read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
 }
 
 void writeBytes(const std::string& path, const Bytes& bytes) {

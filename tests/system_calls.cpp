@@ -2,43 +2,22 @@
 
 #include <vxblade/i2c.h>
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdint>
-#include <cstring>
+#include <cstdarg>
+#include <cstdio>
+#include <iterator>
+#include <optional>
 
+#include <fcntl.h>
 #include <linux/limits.h>
 #include <semaphore.h>
 #include <unistd.h>
 
 SystemCalls systemCalls;
-
-namespace {
-
-std::string nameOf(int fd) {
-    std::array<char, PATH_MAX> path{};
-    std::string const link = "/proc/self/fd/" + std::to_string(fd);
-    if (::readlink(link.c_str(), path.data(), path.size() - 1) < 0) {
-        return "?";
-    }
-    // Files of the second and third volume by volume and name, the primaries by name.
-    std::string const full = path.data();
-    auto const volume = full.find("nand");
-    return volume == std::string::npos ? full : full.substr(volume);
-}
-
-// True when this call is the one at which the power goes.
-bool isLast() {
-    return systemCalls.cutAt > 0 && --systemCalls.cutAt == 0;
-}
-
-void record(const std::string& what) {
-    if (systemCalls.recording) {
-        systemCalls.log.push_back(what);
-    }
-}
-
-} // namespace
 
 extern "C" {
 
@@ -54,16 +33,134 @@ int __real_vxpmgr_create_mirror_paths(uint32_t a, uint32_t b, uint32_t c, uint32
 int __real_XBMGT_SetClusterCachedLun(void* lun);
 int __real_VX_systemWrapper(const char* command);
 int __real_vxbackup_SetBackupBitmap(uint32_t fileIndex);
+int __real_open64(const char* path, int flags, ...);
+FILE* __real_fopen64(const char* path, const char* mode);
+ssize_t __real_read(int fd, void* data, size_t size);
+ssize_t __real_pread64(int fd, void* data, size_t size, off64_t offset);
+size_t __real_fread(void* data, size_t size, size_t count, FILE* file);
+off64_t __real_lseek64(int fd, off64_t offset, int whence);
+}
+
+namespace {
+
+std::string nameOf(int fd) {
+    std::array<char, PATH_MAX> path{};
+    std::string const link = "/proc/self/fd/" + std::to_string(fd);
+    if (::readlink(link.c_str(), path.data(), path.size() - 1) < 0) {
+        return "?";
+    }
+    // Files of the second and third volume by volume and name, the primaries by name.
+    std::string const full = path.data();
+    auto const volume = full.find("nand");
+    return volume == std::string::npos ? full : full.substr(volume);
+}
+
+// A call that is about to be made, on a path or a descriptor.
+struct Call {
+    Operation operation;
+    const char* path;
+    int fd = -1;
+    std::size_t size = 0;       // of a transfer
+    const void* data = nullptr; // of a write
+};
+
+void log(const Call& call, OperationLog& log) {
+    ASSERT_LT(static_cast<std::size_t>(log.count), std::size(log.entries));
+    auto& entry = log.entries[log.count++];
+    bool const isWrite = call.operation == Operation::write;
+    entry = {call.operation,
+             static_cast<uint32_t>(call.size),
+             isWrite ? __real_lseek64(call.fd, 0, SEEK_CUR) : 0,
+             {}};
+    std::string const name = call.path != nullptr ? call.path : nameOf(call.fd);
+    name.copy(entry.name, sizeof entry.name - 1);
+}
+
+// How many bytes the call may move; nothing where it is to fail, with errno set. At a power cut
+// this moves what still reaches the medium and does not return.
+std::optional<std::size_t> allowed(const Call& call) {
+    if (systemCalls.operationLog != nullptr) {
+        log(call, *systemCalls.operationLog);
+    }
+    const Fault& fault = systemCalls.fault;
+    if (++systemCalls.operations != fault.at) {
+        return call.size;
+    }
+    std::size_t const moved = std::min(call.size, fault.bytes);
+    switch (fault.kind) {
+    case Fault::Kind::powerCut:
+        if (call.data != nullptr) {
+            (void)!__real_write(call.fd, call.data, moved);
+        }
+        ::_exit(powerCutStatus);
+    case Fault::Kind::error:
+        errno = fault.error;
+        return std::nullopt;
+    case Fault::Kind::shortTransfer:
+        return moved;
+    case Fault::Kind::none:
+        break;
+    }
+    return call.size;
+}
+
+void record(const std::string& what) {
+    if (systemCalls.recording) {
+        systemCalls.log.push_back(what);
+    }
+}
+
+void recordFile(const char* what, int fd) {
+    if (systemCalls.recording) { // the name costs a system call
+        record(what + nameOf(fd));
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+int __wrap_open64(const char* path, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        va_list arguments;
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    bool const creates = (flags & O_CREAT) != 0;
+    return allowed({creates ? Operation::create : Operation::open, path})
+               ? __real_open64(path, flags, mode)
+               : -1;
+}
+
+FILE* __wrap_fopen64(const char* path, const char* mode) {
+    return allowed({Operation::open, path}) ? __real_fopen64(path, mode) : nullptr;
+}
+
+ssize_t __wrap_read(int fd, void* data, size_t size) {
+    auto const bytes = allowed({Operation::read, nullptr, fd, size});
+    return bytes ? __real_read(fd, data, *bytes) : -1;
+}
+
+ssize_t __wrap_pread64(int fd, void* data, size_t size, off64_t offset) {
+    auto const bytes = allowed({Operation::read, nullptr, fd, size});
+    return bytes ? __real_pread64(fd, data, *bytes, offset) : -1;
+}
+
+size_t __wrap_fread(void* data, size_t size, size_t count, FILE* file) {
+    auto const bytes = allowed({Operation::read, nullptr, ::fileno(file), size * count});
+    return bytes ? __real_fread(data, size, *bytes / size, file) : 0;
+}
+
+off64_t __wrap_lseek64(int fd, off64_t offset, int whence) {
+    return allowed({Operation::seek, nullptr, fd}) ? __real_lseek64(fd, offset, whence) : -1;
+}
 
 ssize_t __wrap_write(int fd, const void* data, size_t size) {
-    record("write " + nameOf(fd));
-    if (isLast()) {
-        if (systemCalls.cutHalf) {
-            (void)!__real_write(fd, data, size / 2);
-        }
-        ::_exit(0);
-    }
-    ssize_t const written = __real_write(fd, data, size);
+    recordFile("write ", fd);
+    auto const bytes = allowed({Operation::write, nullptr, fd, size, data});
+    ssize_t const written = bytes ? __real_write(fd, data, *bytes) : -1;
     if (systemCalls.recording && systemCalls.afterWrite) {
         systemCalls.afterWrite();
     }
@@ -71,30 +168,24 @@ ssize_t __wrap_write(int fd, const void* data, size_t size) {
 }
 
 int __wrap_fsync(int fd) {
-    record("sync " + nameOf(fd));
-    return __real_fsync(fd);
+    recordFile("sync ", fd);
+    return allowed({Operation::sync, nullptr, fd}) ? __real_fsync(fd) : -1;
 }
 
 int __wrap_rename(const char* from, const char* to) {
-    if (isLast()) {
-        ::_exit(0);
-    }
-    return __real_rename(from, to);
+    return allowed({Operation::rename, to}) ? __real_rename(from, to) : -1;
 }
 
 int __wrap_unlink(const char* path) {
-    if (isLast()) {
-        ::_exit(0);
-    }
-    return __real_unlink(path);
+    return allowed({Operation::unlink, path}) ? __real_unlink(path) : -1;
 }
 
 int __wrap_system(const char* command) {
     record(std::string("run ") + command);
-    if (isLast()) {
-        ::_exit(0);
+    if (!allowed({Operation::shell, command})) {
+        return -1;
     }
-    return __real_system(command);
+    return systemCalls.shell ? systemCalls.shell(command) : __real_system(command);
 }
 
 int __wrap_sem_wait(sem_t* semaphore) {

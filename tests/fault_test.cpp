@@ -1,0 +1,126 @@
+// Every operation of an upgrade, and of the layer's updates, fails once.
+#include "tests/upgrade_fixture.h"
+
+#include <vxblade/pmgr.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+
+namespace {
+
+struct Faults : UpgradeTest {
+    // Every error and a half transfer at each operation; at those that change no medium one of
+    // the errors in turn, unless all are asked for.
+    static std::vector<Fault> faultsOf(const std::vector<OperationLog::Entry>& operations) {
+        constexpr int errors[] = {ENOSPC, EIO, EINTR, EROFS};
+        std::vector<Fault> faults;
+        for (int i = 1; i <= static_cast<int>(operations.size()); ++i) {
+            auto const& entry = operations[static_cast<std::size_t>(i) - 1];
+            for (int error = 0; error < 4; ++error) {
+                if (isDurable(entry.operation) || longRun() || i % 4 == error) {
+                    faults.push_back({Fault::Kind::error, i, errors[error], 0});
+                }
+            }
+            if (entry.operation == Operation::read || entry.operation == Operation::write) {
+                std::size_t const half =
+                    entry.size > 1024 ? entry.size / 1024 * 512 : entry.size / 2;
+                faults.push_back({Fault::Kind::shortTransfer, i, 0, half});
+            }
+        }
+        return faults;
+    }
+
+    static std::string text(const Fault& fault, const OperationLog::Entry& entry) {
+        std::string const what = fault.kind == Fault::Kind::error
+                                     ? std::strerror(fault.error)
+                                     : "only " + std::to_string(fault.bytes) + " bytes";
+        return "operation " + std::to_string(fault.at) + " (" + entry.name + "): " + what;
+    }
+
+    static bool isPersonalityFile(const OperationLog::Entry& entry) {
+        return std::strstr(entry.name, "default_bridge_config.cfg") != nullptr &&
+               (entry.operation == Operation::open || entry.operation == Operation::read);
+    }
+
+    static bool isStoreFile(const OperationLog::Entry& entry) {
+        return std::strcmp(entry.name, "nand1/brapp_config.bin") == 0 ||
+               std::strcmp(entry.name, "nand1/brapp_hostgroup.bin") == 0;
+    }
+};
+
+// The tool ends as it always does, holds no more descriptors than it should, leaves each file whole
+// and says which record it could not write. With its reference put back, the next run makes good.
+TEST_F(Faults, EveryOperationOfAnUpgrade) {
+    std::vector<Fault> const faults = chosen(faultsOf(operations), SANITIZED   ? 300
+                                                                   : longRun() ? everything
+                                                                               : 4000);
+    for (const Fault& fault : faults) {
+        auto const& entry = operations[static_cast<std::size_t>(fault.at) - 1];
+        std::string const in = text(fault, entry);
+        start.restore();
+        Run const run = upgrade(fault);
+        ASSERT_TRUE(run.reachedEnd()) << in << ": status " << run.status;
+        EXPECT_LE(run.descriptors, descriptors) << in;
+        Bytes const bytes = readBytes(printed);
+        std::string const said(bytes.begin(), bytes.end());
+        if (entry.operation == Operation::write && isStoreFile(entry)) {
+            EXPECT_NE(said.find("The update could not be stored: -1\n"), std::string::npos) << in;
+        }
+        // What cannot be read of the two files counts as zero, which is neither old nor new.
+        if (!isPersonalityFile(entry)) {
+            expectWhole(in);
+            writeBytes(savedCopy, start.find(savedCopy)->bytes);
+            ASSERT_TRUE(upgrade().reachedEnd()) << in;
+            expectEnd(in, 0);
+        }
+        ASSERT_FALSE(HasFailure());
+    }
+    std::printf("%zu faults in an upgrade of %zu operations\n", faults.size(), operations.size());
+}
+
+// A write that reports success has put its record on the medium, and a failed one is followed by no
+// other; neither touches another file of records.
+TEST_F(Faults, EveryOperationOfAWrite) {
+    struct {
+        uint32_t type, number;
+        int32_t length;
+        int file;
+        std::size_t offset;
+    } const writes[] = {
+        // clang-format off
+        {PSST_BRIDGE_CONFIG, 0,  2704, 1,  64},
+        {PSST_MGMT_PORT,     0,  332,  1,  2768},
+        {PSST_PORT_CONFIG,   31, 1296, 1,  3100 + 31 * 1296},
+        {PSST_PASSWD,        0,  2112, 8,  64},
+        {PSST_HOST_GROUP,    7,  940,  20, 64 + 7 * 940},
+        {PSST_VPD,           0,  2224, 6,  64},
+        // clang-format on
+    };
+    for (auto const& w : writes) {
+        Bytes const record(static_cast<std::size_t>(w.length), 0x77);
+        auto const write = [&] {
+            return WritePsstFile(record.data(), w.length, w.type, w.number, PSST_MODE_RECORD);
+        };
+        end.restore(); // nothing is left to be made when the store opens
+        for (const Fault& fault : faultsOf(run(vxpmgr_init_lite, write, {}).operations)) {
+            end.restore();
+            Run const failed = run(vxpmgr_init_lite, write, fault);
+            std::string const in = text(fault, failed.operations.back());
+            bool const said = failed.status == 0;
+            Bytes bytes = readBytes(primary(w.file));
+            auto const place = bytes.begin() + static_cast<std::ptrdiff_t>(w.offset);
+            EXPECT_TRUE(!said || std::equal(record.begin(), record.end(), place)) << in;
+            EXPECT_EQ(said, failed.operations.size() > 2) << in;
+            for (int const other : {1, 6, 7, 8, 20, 32, 36}) {
+                EXPECT_TRUE(other == w.file ||
+                            readBytes(primary(other)) == end.find(primary(other))->bytes)
+                    << in;
+            }
+        }
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+} // namespace

@@ -1,0 +1,59 @@
+// An upgrade that does all that one can: sections that change, a user's own values, opaque bytes,
+// files to be made and a VPD twin to be restored. It runs in a process of its own, with faults.
+#pragma once
+
+#include "tests/system_calls.h"
+#include "tests/volumes.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// True where all that a test can do is asked for, which takes hours: RELIABILITY=long.
+[[nodiscard]] bool longRun();
+
+// At most `count` of what could be tried, by a fixed seed, in order; everything for `everything`.
+inline constexpr std::size_t everything = SIZE_MAX;
+[[nodiscard]] std::vector<Fault> chosen(std::vector<Fault> faults, std::size_t count);
+
+// The tool's shell commands without a shell, which would be most of an upgrade's time; for
+// systemCalls.shell.
+int runInProcess(const std::string& command);
+
+class UpgradeTest : public BladeTest {
+  public:
+    static constexpr const char* printed = "/var/lock/printed";
+    static constexpr const char* newFile = "/mnt/nand0/firmware/default_bridge_config.cfg";
+    static constexpr const char* savedCopy = "/mnt/nand0/default_bridge_config.cfg.0";
+    static constexpr const char* secondSavedCopy = "/mnt/nand0/default_bridge_config.cfg.1";
+
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    struct Run {
+        int status;      // as of waitpid
+        int descriptors; // open at the end, the store closed
+        std::vector<OperationLog::Entry> operations;
+        [[nodiscard]] bool reachedEnd() const { return status == 0; }
+        [[nodiscard]] bool wasCut() const;
+    };
+    // Runs work in a process of its own, with a fault that counts from its start; its result is the
+    // process's exit status.
+    using Work = std::function<int()>;
+    static Run run(const Work& prepare, const Work& work, const Fault& fault);
+    // Runs the upgrade with a fault; what it printed stands in `printed`.
+    static Run upgrade(const Fault& fault = {});
+
+    // Fails unless every file holds what it held at the start or holds at the end, or (a new file)
+    // is one that readers refuse; records count field by field. `in` says where.
+    void expectWhole(const std::string& in) const;
+    // Fails unless the volumes are as an uninterrupted upgrade leaves them, but for the sequence
+    // number, which is at least `sequence`, and what else a cut may leave behind.
+    void expectEnd(const std::string& in, uint64_t sequence) const;
+
+    int descriptors = 0; // open at the end of that upgrade
+    Volumes start;
+    Volumes end;                                 // of an uninterrupted upgrade
+    std::vector<OperationLog::Entry> operations; // of that upgrade
+};
