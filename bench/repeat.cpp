@@ -16,6 +16,6 @@ int main(int argc, char** argv) try {
     }
     return 0;
 } catch (const std::exception& error) {
-    std::fprintf(stderr, "vxwork: %s\n", error.what());
+    std::fprintf(stderr, "not measured: %s: %s\n", argv[2], error.what());
     return 1;
 }

@@ -149,62 +149,69 @@ uint32_t crcOf(std::size_t size) {
     return crcBytewise(size)();
 }
 
-// --- The merge of the sample defaults into a live configuration.
+// --- The merge of new defaults into a live configuration, from three texts in the working
+// directory.
 
-Properties openSample(const char* name) {
-    std::ifstream file(std::string(SAMPLES "/personality-") + name + ".cfg", std::ios::binary);
+Properties openFile(const char* path) {
+    std::ifstream file(path, std::ios::binary);
     return open({std::istreambuf_iterator<char>(file), {}});
 }
 
-// Every section that an upgrade merges, in memory: no store is open, so that the records' writes
-// end at once.
+// Every section that an upgrade merges, but for its records' writes: no store is open, so that
+// they end at once.
 Work merge(std::size_t /*once*/) {
     using namespace vx;
-    constexpr int iscsiPorts = 4, fcPorts = 6, gigePorts = 2, hostGroups = 4;
-    auto const oldFile = openSample("5.2.1");
-    auto const newFile = openSample("5.3.0");
+    constexpr int iscsiPorts = 4;
+    constexpr int fcPorts = 6;
+    constexpr int gigePorts = 2;
+    constexpr int hostGroups = 4;
     InitDatabaseLite();
-    (void)readDefaultBridgeConfigInfo(oldFile.get());
-    (void)readDefaultCliConfigInfo(oldFile.get());
-    (void)readDefaultMgmtConfigInfo(oldFile.get());
+    Properties const live = openFile("live.cfg");
+    (void)readDefaultBridgeConfigInfo(live.get());
+    (void)readDefaultCliConfigInfo(live.get());
+    (void)readDefaultMgmtConfigInfo(live.get());
     for (int port = 0; port < iscsiPorts; ++port) {
-        (void)readDefaultIsConfigInfo(oldFile.get(), port);
+        (void)readDefaultIsConfigInfo(live.get(), port);
     }
     for (int port = 0; port < fcPorts; ++port) {
-        (void)readDefaultFcConfigInfo(oldFile.get(), port);
+        (void)readDefaultFcConfigInfo(live.get(), port);
     }
     for (int group = 0; group < hostGroups; ++group) {
-        (void)readDefaultHostGroupConfigInfo(oldFile.get(), group);
+        (void)readDefaultHostGroupConfigInfo(live.get(), group);
     }
-    return [=, bridge = bridge_configuration, mgmt = mgmt_port,
+    return [oldFile = openFile("old.cfg"), newFile = openFile("new.cfg"),
+            bridge = bridge_configuration, mgmt = mgmt_port,
             ports = std::to_array(port_configuration), groups = std::to_array(HostGroups)] {
         bridge_configuration = bridge;
         mgmt_port = mgmt;
         std::ranges::copy(ports, port_configuration);
         std::ranges::copy(groups, HostGroups);
-        PropertiesHandle const before = oldFile.get();
-        PropertiesHandle const after = newFile.get();
-        (void)compareDefaultBridgeConfigInfo(before, after);
-        (void)compareDefaultCliConfigInfo(before, after);
+        auto const section = [&](auto operation, auto... number) {
+            (void)operation(oldFile.get(), newFile.get(), number...);
+        };
+        section(compareDefaultBridgeConfigInfo);
+        section(compareDefaultCliConfigInfo);
         for (uint32_t port = 0; port < iscsiPorts; ++port) {
-            (void)compareDefaultIsConfigInfo(before, after, port);
+            section(compareDefaultIsConfigInfo, port);
         }
         for (uint32_t port = 0; port < fcPorts; ++port) {
-            (void)compareDefaultFcConfigInfo(before, after, port);
+            section(compareDefaultFcConfigInfo, port);
         }
         for (uint32_t port = 0; port < gigePorts; ++port) {
-            (void)compareDefaultGigeConfigInfo(before, after, port);
+            section(compareDefaultGigeConfigInfo, port);
         }
         for (int group = 0; group < hostGroups; ++group) {
-            (void)compareDefaultHostGroupInfo(before, after, group);
+            section(compareDefaultHostGroupInfo, group);
         }
-        (void)compareDefaultMgmtInfo(before, after);
-        return bridge_configuration.record.BridgeLogLevel + 0U;
+        section(compareDefaultMgmtInfo);
+        const BridgeConfig& merged = bridge_configuration.record;
+        return merged.BridgeLogSize * 10 + merged.BridgeLogLevel;
     };
 }
 
-uint32_t mergedLogLevel(std::size_t /*once*/) {
-    return 3;
+// The user's size of the log, and the new default of its level.
+uint32_t mergedLog(std::size_t /*once*/) {
+    return 99993;
 }
 
 struct Kind {
@@ -219,7 +226,7 @@ constexpr Kind kinds[] = {
     {"crc", crc, crcOf},
     {"crc-zlib", crcZlib, crcOf},
     {"crc-bytewise", crcBytewise, crcOf},
-    {"merge", merge, mergedLogLevel},
+    {"merge", merge, mergedLog},
 };
 
 } // namespace
