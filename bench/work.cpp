@@ -168,6 +168,7 @@ Work merge(std::size_t /*once*/) {
     InitDatabaseLite();
     Properties const live = openFile("live.cfg");
     (void)readDefaultBridgeConfigInfo(live.get());
+    (void)readDefaultBridgeDataMigrationInfo(live.get(), &bridge_configuration.record);
     (void)readDefaultCliConfigInfo(live.get());
     (void)readDefaultMgmtConfigInfo(live.get());
     for (int port = 0; port < iscsiPorts; ++port) {
