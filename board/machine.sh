@@ -4,32 +4,8 @@
 
 cross=/usr/arm-linux-gnueabihf/lib # libraries of the cross compiler's packages
 
-# fetch_packages: the board's kernel and shell, by name, from where this machine has its packages.
-# apt works on a state of its own, so that the machine learns of no other architecture.
-fetch_packages() {
-  [ -e "$cache/fetched" ] && return 0
-  local state=$cache/apt kernel
-  rm -rf "$cache" && mkdir -p "$state/lists/partial" "$state/archives/partial" "$cache/root" || return 1
-  sources() {
-    apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) main' \
-      'Created-By: Packages' 'Component: main' "$@" | sort -u
-  }
-  sources 'Origin: Debian' >"$state/sources.list"
-  # Who made an archive is not known before its first update; others' archives do no harm.
-  [ -s "$state/sources.list" ] || sources --no-release-info >"$state/sources.list"
-  apt_armhf() {
-    "$@" -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root \
-      -o Dir::State="$state" -o Dir::State::status=/dev/null -o Dir::Cache="$state" \
-      -o Dir::Etc::SourceList="$state/sources.list" -o Dir::Etc::SourceParts=/dev/null
-  }
-  apt_armhf apt-get update # what else is out of reach does not matter
-  kernel=$(apt_armhf apt-cache depends linux-image-armmp | sed -n 's/.*Depends: //p')
-  (cd "$state" && apt_armhf apt-get download "$kernel" busybox-static) || return 1
-  for package in "$state"/*.deb; do
-    dpkg-deb -x "$package" "$cache/root" || return 1
-  done
-  rm -r "$state" && touch "$cache/fetched"
-}
+# fetch_packages: the board's kernel and shell.
+fetch_packages() { fetch_armhf "$cache/root" linux-image-armmp busybox-static; }
 
 # be32 NUMBER...: 32-bit numbers, high byte first.
 be32() { printf "$(printf '%08x' "$@" | sed 's/../\\x&/g')"; }
@@ -76,7 +52,7 @@ make_initramfs() {
 
 # make_machine: all that boots, into $cache and $work.
 make_machine() {
-  [ -e "$cache/kernel" ] || make_kernel || return 1
+  [ "$cache/kernel" -nt "$cache/root/fetched" ] || make_kernel || return 1
   make_device_tree && make_initramfs
 }
 

@@ -23,3 +23,37 @@ package_log=$(mktemp)
 build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest-dev libbenchmark-dev)
 board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev g++-arm-linux-gnueabihf qemu-system-arm
   device-tree-compiler cpio xz-utils libubootenv-tool)
+figures_packages=(zlib1g libinih1 git diffutils hyperfine valgrind strace qemu-user g++-arm-linux-gnueabihf)
+
+# fetch_armhf FOLDER PACKAGE...: unpacks packages for the blade's processor below FOLDER, once; of a
+# kernel's package, the kernel itself. They come from where this machine has its packages. apt works
+# on a state of its own, so that the machine learns of no other architecture.
+fetch_armhf() {
+  local folder=$1 state=$1.apt package names=()
+  [ -e "$folder/fetched" ] && return 0
+  rm -rf "$folder" "$state" && mkdir -p "$state/lists/partial" "$state/archives/partial" "$folder" || return 1
+  sources() {
+    apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) main' \
+      'Created-By: Packages' 'Component: main' "$@" | sort -u
+  }
+  sources 'Origin: Debian' >"$state/sources.list"
+  # Who made an archive is not known before its first update; others' archives do no harm.
+  [ -s "$state/sources.list" ] || sources --no-release-info >"$state/sources.list"
+  apt_armhf() {
+    "$@" -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root \
+      -o Dir::State="$state" -o Dir::State::status=/dev/null -o Dir::Cache="$state" \
+      -o Dir::Etc::SourceList="$state/sources.list" -o Dir::Etc::SourceParts=/dev/null
+  }
+  apt_armhf apt-get update # what else is out of reach does not matter
+  for package in "${@:2}"; do
+    case $package in
+    linux-image-*) names+=("$(apt_armhf apt-cache depends "$package" | sed -n 's/.*Depends: //p')") ;;
+    *) names+=("$package") ;;
+    esac
+  done
+  (cd "$state" && apt_armhf apt-get download "${names[@]}") || return 1
+  for package in "$state"/*.deb; do
+    dpkg-deb -x "$package" "$folder" || return 1
+  done
+  rm -r "$state" && touch "$folder/fetched"
+}
