@@ -143,6 +143,7 @@ for file in "$new" "$old"; do # versions that differ and, thanks to the copies, 
 done
 printf 'x' | dd of="$state/nand1/brapp_config.bin" bs=1 seek=4 conv=notrunc 2>/dev/null
 outcome "differ, store unusable" "$new" yes no
+check "an unusable store is said" 1 "$(grep -c '!1532 The store could not be opened: -1$' "$work/err")"
 sed 's/^properties.file.product.*/properties.file.product = "another"/' "$new" >"$work/product.cfg"
 outcome "product differs" "$work/product.cfg" yes no
 check "product differs: equal versions are printed" 1 "$(grep -c 'old=5.3.0.12 new=5.3.0.12' "$work/err")"

@@ -77,7 +77,11 @@ int checkMount() {
 bool openStore() {
     (void)initGpDevice();
     (void)vornhal_init_env(vhnor_init());
-    return vxpmgr_init_lite() == 0;
+    if (int const result = vxpmgr_init_lite(); result != 0) {
+        report("compareDefaultConfiguration", 1532, "The store could not be opened: %d\n", result);
+        return false;
+    }
+    return true;
 }
 
 // A section's result. The line that announced its update would else stand as if it had been made.
