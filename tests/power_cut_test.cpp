@@ -16,11 +16,11 @@ struct PowerCut : UpgradeTest {
                std::to_string(fault.bytes) + " bytes";
     }
 
-    // Before each operation that changes a medium, and inside writes: at each 512 bytes of what is
-    // written, and where a write crosses the 4096-byte pages in which the blade's file systems
-    // keep files.
+    // Before each operation that changes a medium, and inside writes of up to `torn` bytes: at each
+    // 512 bytes of what is written, and where a write crosses the 4096-byte pages in which the
+    // blade's file systems keep files.
     static std::vector<Fault> cutsOf(const std::vector<OperationLog::Entry>& operations,
-                                     bool inside) {
+                                     std::size_t torn) {
         std::vector<Fault> cuts;
         for (int i = 1; i <= static_cast<int>(operations.size()); ++i) {
             auto const& entry = operations[static_cast<std::size_t>(i) - 1];
@@ -28,7 +28,7 @@ struct PowerCut : UpgradeTest {
                 continue;
             }
             cuts.push_back({Fault::Kind::powerCut, i, 0, 0});
-            if (entry.operation != Operation::write || !inside) {
+            if (entry.operation != Operation::write || entry.size > torn) {
                 continue;
             }
             for (std::size_t bytes = 1; bytes < entry.size; ++bytes) {
@@ -58,7 +58,8 @@ struct PowerCut : UpgradeTest {
 };
 
 TEST_F(PowerCut, EveryPoint) {
-    std::vector<Fault> const cuts = chosen(cutsOf(operations, true), SANITIZED ? 60 : everything);
+    std::vector<Fault> const cuts =
+        chosen(cutsOf(operations, everything), SANITIZED ? 60 : everything);
     for (const Fault& fault : cuts) {
         std::string const in = text(fault, operations);
         start.restore();
@@ -72,15 +73,16 @@ TEST_F(PowerCut, EveryPoint) {
 // The recovery is cut too. Cuts inside the files that are filled with zeros are left to the test
 // above: there are many, and all leave the same.
 TEST_F(PowerCut, SecondCutDuringRecovery) {
-    std::size_t const wanted = longRun() ? everything : SANITIZED ? 5 : 40;
+    constexpr std::size_t largestRecord = 4096;
+    std::size_t const wanted = longRun() ? everything : SANITIZED ? 8 : 80;
     std::size_t pairs = 0;
-    for (const Fault& first : chosen(cutsOf(operations, false), wanted)) {
+    for (const Fault& first : chosen(cutsOf(operations, largestRecord), wanted)) {
         start.restore();
         std::string const in = text(first, operations);
         cut(first, in);
         Volumes const afterCut = Volumes::now();
         Run const recovery = upgrade();
-        for (const Fault& second : chosen(cutsOf(recovery.operations, false), wanted / 4)) {
+        for (const Fault& second : chosen(cutsOf(recovery.operations, largestRecord), wanted / 8)) {
             std::string const inBoth = in + ", then " + text(second, recovery.operations);
             afterCut.restore();
             cut(second, inBoth);
