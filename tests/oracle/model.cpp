@@ -1,7 +1,6 @@
 #include "tests/oracle/model.h"
 
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <optional>
 #include <span>
@@ -12,135 +11,114 @@ namespace {
 
 // --- What there is: fields in the order in which they are compared, and the sections' records.
 
+constexpr std::size_t u8 = 1;
+constexpr std::size_t u16 = 2;
+constexpr std::size_t u32 = 4;
 constexpr Kind number = Kind::number;
 constexpr Kind text = Kind::text;
 constexpr bool forced = true;
 
-constexpr Field bridgeFields[] = {{"BridgeMode", number, 776, 1},
-                                  {"BridgeLogSize", number, 640, 4},
-                                  {"BridgeLogLevel", number, 777, 1},
-                                  {"BridgeRemoteCommandTimeout", number, 644, 4},
-                                  {"BridgeSmisFlags", number, 781, 1},
-                                  {"BridgeUserDaemonFeatures", number, 782, 1},
-                                  {"BridgeSmisListenerPersistenceType", number, 648, 4},
-                                  {"BridgeDataMigrationMode", number, 652, 4},
-                                  {"BridgeIqnGenFlags", number, 778, 1, forced},
-                                  {"BridgeTargetMode", number, 779, 1, forced},
-                                  {"BridgeLunMapping", number, 780, 1, forced},
-                                  {"BridgeIscsiBaseName", text, 384, 256, forced}};
-
-constexpr Field cliFields[] = {{"BridgeCliTimeout", number, 1032, 4},
-                               {"BridgeCliPrompt", text, 1036, 64}};
-
-constexpr Field ipPortFields[] = {{"FwOptions", number, 446, 2},
-                                  {"MaxEthernetFrameSize", number, 458, 2},
-                                  {"AddlFwOptions", number, 448, 2},
-                                  {"HeartbeatInterval", number, 520, 1},
-                                  {"InstanceNo", number, 25, 1},
-                                  {"iScsiOptions", number, 454, 2},
-                                  {"TcpOptions", number, 452, 2},
-                                  {"IpOptions", number, 450, 2},
-                                  {"MaxRcvDataSegLen", number, 460, 2},
-                                  {"iScsiRcvMarkerInterval", number, 476, 2},
-                                  {"iScsiSendMarkerInterval", number, 478, 2},
-                                  {"iScsiDefT2W", number, 468, 2},
-                                  {"iScsiDefT2R", number, 466, 2},
-                                  {"iScsiMaxOutStandingR2T", number, 474, 2},
-                                  {"ConnKeepAliveTo", number, 464, 2},
-                                  {"PortNumber", number, 456, 2},
-                                  {"TypeOfService", number, 522, 1},
-                                  {"TimeToLive", number, 521, 1},
-                                  {"VlanPriority", number, 462, 2},
-                                  {"TcpMaxWinSize", number, 504, 4},
-                                  {"iScsiMaxBurstSize", number, 472, 2},
-                                  {"iScsiFirstBurstSize", number, 470, 2},
-                                  {"iSnsClientPortNo", number, 480, 2},
-                                  {"iSnsServerPortNo", number, 486, 2},
-                                  {"iSnsScnPortNo", number, 484, 2},
-                                  {"iSnsEsiPortNo", number, 482, 2},
-                                  {"LinkCfg", number, 500, 4},
-                                  {"TcpWindowScaleFactor", number, 523, 1},
-                                  {"PortState", number, 24, 1},
-                                  {"Ipv6Enabled", number, 524, 1},
-                                  {"Ipv6TrafficClass", number, 528, 1},
-                                  {"Ipv6HopLimit", number, 525, 1},
-                                  {"Ipv6TcpWindowScaleFactor", number, 527, 1},
-                                  {"Ipv6DupDetectionCnt", number, 526, 1},
-                                  {"Ipv6Options", number, 488, 2},
-                                  {"Ipv6AdditionalOptions", number, 490, 2},
-                                  {"Ipv6TcpOptions", number, 492, 2},
-                                  {"Ipv6PortNumber", number, 494, 2},
-                                  {"Ipv6FlowLabel", number, 496, 2},
-                                  {"Ipv6TagControlInfo", number, 498, 2},
-                                  {"Ipv6NDReachableTime", number, 508, 4},
-                                  {"Ipv6NDRexmitTime", number, 512, 4},
-                                  {"Ipv6StaleTimeout", number, 516, 4}};
-constexpr std::size_t gigeFieldCount = 28; // up to TcpWindowScaleFactor
-
+// clang-format off
+constexpr Field bridgeFields[] = {
+    {"BridgeMode", 776, u8}, {"BridgeLogSize", 640, u32}, {"BridgeLogLevel", 777, u8},
+    {"BridgeRemoteCommandTimeout", 644, u32}, {"BridgeSmisFlags", 781, u8},
+    {"BridgeUserDaemonFeatures", 782, u8}, {"BridgeSmisListenerPersistenceType", 648, u32},
+    {"BridgeDataMigrationMode", 652, u32}, {"BridgeIqnGenFlags", 778, u8, number, forced},
+    {"BridgeTargetMode", 779, u8, number, forced}, {"BridgeLunMapping", 780, u8, number, forced},
+    {"BridgeIscsiBaseName", 384, 256, text, forced}};
+constexpr Field cliFields[] = {{"BridgeCliTimeout", 1032, u32}, {"BridgeCliPrompt", 1036, 64, text}};
+constexpr Field ipPortFields[] = {
+    {"FwOptions", 446, u16}, {"MaxEthernetFrameSize", 458, u16}, {"AddlFwOptions", 448, u16},
+    {"HeartbeatInterval", 520, u8}, {"InstanceNo", 25, u8}, {"iScsiOptions", 454, u16},
+    {"TcpOptions", 452, u16}, {"IpOptions", 450, u16}, {"MaxRcvDataSegLen", 460, u16},
+    {"iScsiRcvMarkerInterval", 476, u16}, {"iScsiSendMarkerInterval", 478, u16},
+    {"iScsiDefT2W", 468, u16}, {"iScsiDefT2R", 466, u16}, {"iScsiMaxOutStandingR2T", 474, u16},
+    {"ConnKeepAliveTo", 464, u16}, {"PortNumber", 456, u16}, {"TypeOfService", 522, u8},
+    {"TimeToLive", 521, u8}, {"VlanPriority", 462, u16}, {"TcpMaxWinSize", 504, u32},
+    {"iScsiMaxBurstSize", 472, u16}, {"iScsiFirstBurstSize", 470, u16},
+    {"iSnsClientPortNo", 480, u16}, {"iSnsServerPortNo", 486, u16}, {"iSnsScnPortNo", 484, u16},
+    {"iSnsEsiPortNo", 482, u16}, {"LinkCfg", 500, u32}, {"TcpWindowScaleFactor", 523, u8},
+    // not of a GigE port:
+    {"PortState", 24, u8}, {"Ipv6Enabled", 524, u8}, {"Ipv6TrafficClass", 528, u8},
+    {"Ipv6HopLimit", 525, u8}, {"Ipv6TcpWindowScaleFactor", 527, u8},
+    {"Ipv6DupDetectionCnt", 526, u8}, {"Ipv6Options", 488, u16},
+    {"Ipv6AdditionalOptions", 490, u16}, {"Ipv6TcpOptions", 492, u16},
+    {"Ipv6PortNumber", 494, u16}, {"Ipv6FlowLabel", 496, u16}, {"Ipv6TagControlInfo", 498, u16},
+    {"Ipv6NDReachableTime", 508, u32}, {"Ipv6NDRexmitTime", 512, u32},
+    {"Ipv6StaleTimeout", 516, u32}};
+constexpr std::size_t gigeFieldCount = 28;
 constexpr Field fcPortFields[] = {
-    {"HostOption", number, 564, 2},         {"ResetDelay", number, 588, 1},
-    {"PortDownRetryCount", number, 587, 1}, {"MaxLunsPerTarget", number, 580, 2},
-    {"RiscVersion", number, 582, 1},        {"RiscOption", number, 566, 2},
-    {"MaxIocbAllocation", number, 578, 2},  {"RetryCount", number, 583, 1},
-    {"RetryDelay", number, 584, 1},         {"AdapterHardLoopId", number, 576, 2},
-    {"TargetDiscovery", number, 591, 1},    {"LoginTimeout", number, 585, 1},
-    {"ExtRiscOption1", number, 568, 2},     {"RespAccumulationTimer", number, 590, 1},
-    {"IntrDelayTimer", number, 589, 1},     {"ExtRiscOption2", number, 570, 2},
-    {"LinkDownTimeout", number, 586, 1},    {"MaxFrameLength", number, 572, 2},
-    {"ExecutionThrottle", number, 574, 2},  {"TxParam8G", number, 612, 4},
-    {"TxParam4G", number, 604, 4},          {"RxParam8G", number, 616, 4},
-    {"RxParam4G", number, 608, 4}};
-
-constexpr Field hostGroupFields[] = {{"Flags", number, 5, 1}, {"HostGroupName", text, 6, 64}};
-
-// The address itself never moves: it only tells whether a user has changed the port.
-constexpr Field mgmtFields[] = {{"iDhcpEnabled", number, 0, 4}};
-constexpr Field mgmtAddress = {"IpAddr", Kind::address, 8, 4};
-
-enum class Stamp { none, bridge, port, hostGroup }; // what a write changes besides settings
+    {"HostOption", 564, u16}, {"ResetDelay", 588, u8}, {"PortDownRetryCount", 587, u8},
+    {"MaxLunsPerTarget", 580, u16}, {"RiscVersion", 582, u8}, {"RiscOption", 566, u16},
+    {"MaxIocbAllocation", 578, u16}, {"RetryCount", 583, u8}, {"RetryDelay", 584, u8},
+    {"AdapterHardLoopId", 576, u16}, {"TargetDiscovery", 591, u8}, {"LoginTimeout", 585, u8},
+    {"ExtRiscOption1", 568, u16}, {"RespAccumulationTimer", 590, u8}, {"IntrDelayTimer", 589, u8},
+    {"ExtRiscOption2", 570, u16}, {"LinkDownTimeout", 586, u8}, {"MaxFrameLength", 572, u16},
+    {"ExecutionThrottle", 574, u16}, {"TxParam8G", 612, u32}, {"TxParam4G", 604, u32},
+    {"RxParam8G", 616, u32}, {"RxParam4G", 608, u32}};
+constexpr Field hostGroupFields[] = {{"Flags", 5, u8}, {"HostGroupName", 6, 64, text}};
+// The address never moves: it only tells, with the setting, whether a user has changed the port.
+constexpr Field mgmtFields[] = {{"iDhcpEnabled", 0, u32}};
+constexpr Field mgmtAddress = {"IpAddr", 8, 4, Kind::address};
+constexpr Field versionField = {"properties.file.version", 0, 16, text};
+constexpr Field productField = {"properties.file.product", 0, 256, text};
+// clang-format on
 
 constexpr std::size_t portsAt = 3100;
 constexpr std::size_t portSize = 1296;
-constexpr std::size_t portsOfAType = 8;
-constexpr std::size_t iscsiPortsAt = portsAt + portsOfAType * portSize;
+constexpr std::size_t iscsiAt = portsAt + 8 * portSize;
+
+// What a write changes besides settings, in the record of an index.
+void stampNothing(Bytes&, std::size_t) {}
+void stampBridge(Bytes& record, std::size_t) {
+    writeAt(record, 744, Bytes(32, '\0'));
+}
+void stampHostGroup(Bytes& record, std::size_t index) {
+    writeAt(record, 0, littleEndian(index, 4));
+}
+template <std::size_t firstSlot>
+void stampPort(Bytes& record, std::size_t index) {
+    constexpr std::size_t used = 195;
+    writeAt(record, 0, littleEndian(firstSlot + index, 4));
+    writeAt(record, 6, littleEndian(used, 2));
+}
 
 struct Section {
     const char* prefix;
-    unsigned count; // 0: one, without a number in its keys and its report
+    std::size_t count; // 0: a single one, without a number in its keys and its report
     std::span<const Field> fields;
-    const Field* guard; // moves nothing unless this is still the old default too
     const std::string& path;
     std::size_t offset; // of its first record in the file; the others follow
     std::size_t size;   // of a record
     std::size_t settingsAt;
-    Stamp stamp;
+    void (*stamp)(Bytes& record, std::size_t index);
     const char* operation;
     int line;
     const char* message;
+    const Field* guard = nullptr; // nothing moves unless this still is the old default too
 };
 
 const Section sections[] = {
-    {"config.bridge.", 0, bridgeFields, nullptr, configFile, 64, 2704, 0, Stamp::bridge,
+    {"config.bridge.", 0, bridgeFields, configFile, 64, 2704, 0, stampBridge,
      "compareDefaultBridgeConfigInfo", 244, "Updating Bridge Info"},
-    {"config.cli.", 0, cliFields, nullptr, configFile, 64, 2704, 0, Stamp::none,
+    {"config.cli.", 0, cliFields, configFile, 64, 2704, 0, stampNothing,
      "compareDefaultCliConfigInfo", 327, "Updating CLI Info"},
-    {"config.port.is.", 4, ipPortFields, nullptr, configFile, iscsiPortsAt, portSize, 8,
-     Stamp::port, "compareDefaultIsConfigInfo", 537, "Updating iSCSI Port "},
-    {"config.port.fc.", 6, fcPortFields, nullptr, configFile, portsAt, portSize, 8, Stamp::port,
+    {"config.port.is.", 4, ipPortFields, configFile, iscsiAt, portSize, 8, stampPort<8>,
+     "compareDefaultIsConfigInfo", 537, "Updating iSCSI Port "},
+    {"config.port.fc.", 6, fcPortFields, configFile, portsAt, portSize, 8, stampPort<0>,
      "compareDefaultFcConfigInfo", 1051, "Updating FC Port "},
-    {"config.port.gi.", 2, std::span(ipPortFields).first(gigeFieldCount), nullptr, configFile,
-     iscsiPortsAt, portSize, 8, Stamp::port, "compareDefaultGigeConfigInfo", 696,
-     "Updating GE Port "},
-    {"config.hostgroup.", 4, hostGroupFields, nullptr, hostGroupFile, 64, 940, 0, Stamp::hostGroup,
+    {"config.port.gi.", 2, std::span(ipPortFields).first(gigeFieldCount), configFile, iscsiAt,
+     portSize, 8, stampPort<8>, "compareDefaultGigeConfigInfo", 696, "Updating GE Port "},
+    {"config.hostgroup.", 4, hostGroupFields, hostGroupFile, 64, 940, 0, stampHostGroup,
      "compareDefaultHostGroupInfo", 1280, "Updating HostGroup Index "},
-    {"config.mgmt.", 0, mgmtFields, &mgmtAddress, configFile, 2768, 332, 0, Stamp::none,
-     "compareDefaultMgmtInfo", 1372, "Updating MGMT"}};
+    {"config.mgmt.", 0, mgmtFields, configFile, 2768, 332, 0, stampNothing,
+     "compareDefaultMgmtInfo", 1372, "Updating MGMT", &mgmtAddress}};
 
-std::string prefixOf(const Section& section, unsigned index) {
-    return section.prefix + (section.count > 0 ? std::to_string(index) + "." : "");
+std::string keyOf(const Section& section, std::size_t index, const Field& field) {
+    return section.prefix + (section.count > 0 ? std::to_string(index) + "." : "") + field.key;
 }
 
-// --- Texts.
+// --- Texts. What is taken leaves `rest`.
 
 std::string_view take(std::string_view& rest, std::string_view characters) {
     auto const taken = rest.substr(0, rest.find_first_not_of(characters));
@@ -160,49 +138,47 @@ void skipComment(std::string_view& rest) {
     }
 }
 
-struct Decimal {
-    bool isNegative;
-    bool isTooLarge;         // for a long, which is how a C library reads every number
-    unsigned long magnitude; // the largest there is where it is too large
-};
-
-// White space, a sign, digits.
-std::optional<Decimal> takeDecimal(std::string_view& rest) {
+// White space, a sign and digits, as a long: what it cannot hold becomes its largest or smallest.
+// Its low bytes are the field's.
+std::optional<unsigned long> takeNumber(std::string_view& rest, bool isSigned) {
     take(rest, " \t\n\v\f\r");
     bool const isNegative = accept(rest, '-');
-    if (!isNegative) {
-        accept(rest, '+');
-    }
+    (void)(isNegative || accept(rest, '+'));
     auto const digits = take(rest, "0123456789");
-    if (digits.empty()) {
-        return std::nullopt;
-    }
-    Decimal decimal{isNegative, false, 0};
+    unsigned long const largest = isSigned ? LONG_MAX + (isNegative ? 1UL : 0UL) : ULONG_MAX;
+    unsigned long value = 0;
     for (char const character : digits) {
         auto const digit = static_cast<unsigned long>(character - '0');
-        decimal.isTooLarge |= decimal.magnitude > (ULONG_MAX - digit) / 10;
-        decimal.magnitude = decimal.isTooLarge ? ULONG_MAX : decimal.magnitude * 10 + digit;
+        if (value > (largest - digit) / 10) {
+            return isNegative && isSigned ? 0 - largest : largest;
+        }
+        value = value * 10 + digit;
     }
-    return decimal;
+    return digits.empty() ? std::nullopt : std::optional(isNegative ? 0 - value : value);
 }
 
-unsigned long asUnsigned(const Decimal& value) {
-    return value.isNegative && !value.isTooLarge ? 0 - value.magnitude : value.magnitude;
-}
-
-unsigned long asSigned(const Decimal& value) {
-    constexpr unsigned long largest = LONG_MAX;
-    return value.isNegative ? 0 - std::min(value.magnitude, largest + 1)
-                            : std::min(value.magnitude, largest);
-}
-
-std::string cut(const std::string& value, std::size_t size) {
-    return value.substr(0, std::min(value.find('\0'), size));
+std::string untilNul(const Bytes& bytes) {
+    return bytes.substr(0, bytes.find('\0'));
 }
 
 // --- The store.
 
+struct {
+    const char* path;
+    int missingLine;
+    const char* missing;
+    int line;
+    const char* present;
+} constexpr remoteAccess[] = {{"/mnt/nand1/telnet.cfg", 1397, "TelnetConfig", 1401,
+                               " VerifyTelnetandSshConfigFiles: TelnetFile Exists "},
+                              {"/mnt/nand1/ssh.cfg", 1405, "SshConfig", 1408,
+                               " VerifyTelnetandSshConfigFiles: SshFile Exists"},
+                              {"/mnt/nand1/ftp.cfg", 1413, "ftpConfig", 1416,
+                               " VerifyTelnetSshFtpConfigFiles: ftpFile Exists"}};
+
 constexpr std::size_t headerSize = 64;
+constexpr uint64_t magic = 0x1BADA555;
+constexpr uint64_t headerVersion = 13;
 
 uint64_t numberAt(const Bytes& bytes, std::size_t offset, std::size_t size) {
     uint64_t value = 0;
@@ -212,234 +188,162 @@ uint64_t numberAt(const Bytes& bytes, std::size_t offset, std::size_t size) {
     return value;
 }
 
-Bytes header(uint32_t type, uint64_t sequenceNumber) {
-    Bytes bytes(headerSize, '\0');
-    writeAt(bytes, 0, littleEndian(13, 4) + littleEndian(0x1BADA555, 4));
-    writeAt(bytes, 16, littleEndian(type, 4) + littleEndian(sequenceNumber, 8));
+Bytes sequenceHeader(uint64_t sequenceNumber) {
+    Bytes bytes = littleEndian(headerVersion, 4) + littleEndian(magic, 4) + littleEndian(0, 8) +
+                  littleEndian(24, 4) + littleEndian(sequenceNumber, 8);
+    bytes.resize(headerSize);
     return bytes;
 }
 
-bool isValid(const Bytes& file, uint32_t type) {
-    return file.size() >= headerSize && numberAt(file, 4, 4) == 0x1BADA555 &&
-           numberAt(file, 12, 4) != 0 && numberAt(file, 16, 4) == type;
-}
-
-class Run {
-  public:
-    Run(const Files& before, bool isMounted) : isMounted_(isMounted) { result_.files = before; }
-
-    Upgrade result() && { return std::move(result_); }
-    void run();
-
-  private:
-    Files& files() { return result_.files; }
-    void report(const char* operation, int line, const std::string& message) {
-        result_.errors +=
-            "vxpvh:" + std::string(operation) + "!" + std::to_string(line) + " " + message + "\n";
-    }
-    Defaults open(const std::string& path, const char* name);
-    void loadSequenceNumber();
-    bool openStore();
-    void mark(int fileIndex);
-    void write(const std::string& path, std::size_t offset, const Bytes& bytes);
-    void merge(const Section& section, unsigned index);
-    void mergeAll();
-    void verifyRemoteAccess();
-
-    Upgrade result_;
-    bool isMounted_;
-    Defaults old_;
-    Defaults new_;
-    std::optional<uint64_t> sequenceNumber_; // none: the store does not count
-};
-
-Defaults Run::open(const std::string& path, const char* name) {
-    auto const found = files().find(path);
-    if (found == files().end()) {
-        result_.output +=
-            "PropertyParser: Failed to query file size init " + std::string(name) + "\n";
-        return {};
-    }
-    result_.output += "PropertyParser: read " + std::to_string(found->second.size()) +
-                      " bytes from " + name + "\n";
-    return parse(found->second);
-}
-
-void Run::loadSequenceNumber() {
-    Bytes& file = files()[sequenceFile];
-    if (file.empty()) {
-        file = header(24, 0);
-    }
-    if (file.size() >= headerSize) {
-        sequenceNumber_ = numberAt(file, 20, 8);
-    }
-}
-
-bool Run::openStore() {
-    struct Wanted {
-        const char* path;
-        uint32_t type;
-    };
-    constexpr Wanted others[] = {{"/mnt/nand1/brapp_passwd.bin", 11},
-                                 {"/mnt/nand1/brapp_hostgroup.bin", 23},
-                                 {"/mnt/nand1/brapp_fcip.bin", 19},
-                                 {"/mnt/nand1/brapp_device.bin", 7},
-                                 {"/mnt/nand1/brapp_event_notify.bin", 35}};
-    loadSequenceNumber();
-    if (!files().contains(configFile) || !isValid(files()[configFile], 2)) {
-        return false;
-    }
-    if (numberAt(files()[configFile], 0, 4) != 13) { // another format: its counters do not fit
-        files()[movedAside] = files()[sequenceFile];
-        files().erase(sequenceFile);
-        return false;
-    }
-    return std::ranges::all_of(others, [&](const Wanted& wanted) {
-        auto const found = files().find(wanted.path);
-        return found != files().end() && isValid(found->second, wanted.type);
-    });
-}
-
-void Run::mark(int fileIndex) {
-    Bytes& bitmap = files()[bitmapFile];
-    bitmap.resize(8);
-    bitmap = littleEndian(numberAt(bitmap, 0, 8) | uint64_t{1} << fileIndex, 8);
-}
-
-// The file, its mirror where there is one, the number and its mirror.
-void Run::write(const std::string& path, std::size_t offset, const Bytes& bytes) {
-    auto const put = [&](const std::string& primary, std::size_t at, const Bytes& what) {
-        writeAt(files().at(primary), at, what);
-        if (auto const mirror = files().find(mirrorOf(primary)); mirror != files().end()) {
-            writeAt(mirror->second, at, what);
-        }
-    };
-    put(path, offset, bytes);
-    mark(path == configFile ? 1 : 20);
-    if (sequenceNumber_) {
-        put(sequenceFile, 0, header(24, ++*sequenceNumber_));
-        mark(21);
-    }
-}
-
-void Run::merge(const Section& section, unsigned index) {
-    std::size_t const offset = section.offset + index * section.size;
-    Bytes record = files().at(section.path).substr(offset, section.size);
-    auto const factory = [&](const Defaults& defaults, const Field& field) {
-        auto const found = defaults.find(prefixOf(section, index) + field.key);
-        return found != defaults.end() ? convert(field, found->second) : Bytes(field.size, '\0');
-    };
-    auto const isUntouched = [&](const Field& field) {
-        Bytes const live = record.substr(section.settingsAt + field.offset, field.size);
-        Bytes const was = factory(old_, field);
-        return field.kind == Kind::text ? cut(live, field.size) == cut(was, field.size)
-                                        : live == was;
-    };
-    bool const isGuarded = section.guard != nullptr && !isUntouched(*section.guard);
-    if (section.guard != nullptr && !isGuarded && isUntouched(section.fields.front())) {
-        report(section.operation, 1366, "Updating MGMT DHCP and IpAddr Match");
-    }
-    bool isChanged = false;
-    for (Field const& field : section.fields) {
-        Bytes const is = factory(new_, field);
-        if (is == factory(old_, field)) {
-            continue;
-        }
-        ++result_.decided;
-        if (field.isForced || (isUntouched(field) && !isGuarded)) {
-            writeAt(record, section.settingsAt + field.offset, is);
-            result_.output += "Compare Diff: field=" + std::string(field.key) + ", update=1\n";
-            isChanged = true;
-        }
-    }
-    if (!isChanged) {
-        return;
-    }
-    report(section.operation, section.line,
-           section.message + (section.count > 0 ? std::to_string(index) : ""));
-    if (section.stamp == Stamp::bridge) {
-        writeAt(record, 744, Bytes(32, '\0'));
-    } else if (section.stamp == Stamp::hostGroup) {
-        writeAt(record, 0, littleEndian(index, 4));
-    } else if (section.stamp == Stamp::port) {
-        std::size_t const slot = (offset - portsAt) / portSize;
-        writeAt(record, 0, littleEndian(slot, 4));
-        writeAt(record, 6, littleEndian(195, 2));
-        writeAt(record, 10, littleEndian(portSlot(slot).type, 2));
-        writeAt(record, 12, littleEndian(portSlot(slot).number, 2));
-    }
-    write(section.path, offset, record);
-}
-
-void Run::verifyRemoteAccess() {
-    struct Step {
-        int missingLine;
-        const char* missing;
-        int line;
-        const char* present;
-    };
-    constexpr const char* operation = "VerifyTelnetandSshConfigFiles";
-    constexpr Step steps[] = {
-        {1397, "TelnetConfig", 1401, " VerifyTelnetandSshConfigFiles: TelnetFile Exists "},
-        {1405, "SshConfig", 1408, " VerifyTelnetandSshConfigFiles: SshFile Exists"},
-        {1413, "ftpConfig", 1416, " VerifyTelnetSshFtpConfigFiles: ftpFile Exists"}};
-    report(operation, 1392, " VerifyTelnetandSshConfigFiles: Entered ");
-    for (std::size_t i = 0; i < std::size(steps); ++i) {
-        if (files().try_emplace(remoteAccessFiles[i], anything).second) {
-            report(operation, steps[i].missingLine,
-                   std::string(operation) + ": " + steps[i].missing + " File doesn't exist ");
-        }
-        report(operation, steps[i].line, steps[i].present);
-    }
-}
-
-void Run::mergeAll() {
+void forEachRecord(const auto& use) {
     for (Section const& section : sections) {
-        if (section.guard != nullptr) { // the management port comes last
-            verifyRemoteAccess();
-        }
-        for (unsigned index = 0; index < std::max(section.count, 1U); ++index) {
-            merge(section, index);
+        for (std::size_t index = 0; index < std::max<std::size_t>(section.count, 1); ++index) {
+            use(section, index);
         }
     }
 }
 
-void Run::run() {
-    constexpr const char* operation = "compareDefaultConfiguration";
-    std::string const name = operation;
-    result_.output =
-        name + ": Verify that /mnt/nand1 is mounted\ncmdstr: mount | grep /mnt/nand1\n" +
-        (isMounted_ ? "status 0x0\n" : "status 0x100\n" + name + ": /mnt/nand1 not mounted\n");
-    new_ = open(newFile, "default_bridge_config.cfg");
-    old_ = open(savedFile, savedFile.c_str());
-    auto const version = [](const Defaults& defaults, const char* key, std::size_t size) {
-        auto const found = defaults.find(key);
-        return found != defaults.end() ? cut(found->second, size - 1) : std::string();
-    };
-    auto const block = [&](const Defaults& defaults) {
-        return std::pair{version(defaults, "properties.file.version", 16),
-                         version(defaults, "properties.file.product", 256)};
-    };
-    bool const isNew = block(old_) != block(new_);
-    if (isNew) {
-        report(operation, 1524,
-               "Personality File version difference detected old=" + block(old_).first +
-                   " new=" + block(new_).first);
+struct Run : Upgrade {
+    void report(const std::string& operation, int line, const std::string& message) {
+        errors += "vxpvh:" + operation + "!" + std::to_string(line) + " " + message + "\n";
     }
-    if (isNew && isMounted_ && openStore()) {
-        mergeAll();
-    } else if (!isNew && isMounted_) {
-        loadSequenceNumber();
+
+    Defaults open(const std::string& path, const std::string& name) {
+        auto const found = files.find(path);
+        if (found == files.end()) {
+            output += "PropertyParser: Failed to query file size init " + name + "\n";
+            return {};
+        }
+        auto const size = std::to_string(found->second.size());
+        output += "PropertyParser: read " + size + " bytes from " + name + "\n";
+        return parse(found->second);
     }
-    if (isNew || !isMounted_) {
-        report("main", 1634, "Copying new personality file into /mnt/nand0");
-        for (std::string const& copy : {savedFile, secondSavedFile}) {
-            if (files().contains(newFile)) { // "cp" of a missing file leaves the copies alone
-                files()[copy] = files()[newFile];
+
+    void loadSequenceNumber() {
+        Bytes& file = files[sequenceFile];
+        file = file.empty() ? sequenceHeader(0) : file;
+        if (file.size() >= headerSize) {
+            sequenceNumber = numberAt(file, 20, 8);
+        }
+    }
+
+    bool hasValid(const std::string& path, uint64_t type) {
+        return files.contains(path) && numberAt(files[path], 4, 4) == magic &&
+               numberAt(files[path], 12, 4) != 0 && numberAt(files[path], 16, 4) == type;
+    }
+
+    bool openStore() {
+        std::string const start = "/mnt/nand1/brapp_";
+        if (!hasValid(configFile, 2)) {
+            return false;
+        }
+        if (numberAt(files[configFile], 0, 4) != headerVersion) { // counted in another format
+            files[movedAside] = files[sequenceFile];
+            files.erase(sequenceFile);
+            return false;
+        }
+        return hasValid(start + "passwd.bin", 11) && hasValid(hostGroupFile, 23) &&
+               hasValid(start + "fcip.bin", 19) && hasValid(start + "device.bin", 7) &&
+               hasValid(start + "event_notify.bin", 35);
+    }
+
+    // Into a file, and its mirror where there is one; the file is marked for the next backup.
+    void put(const std::string& path, std::size_t offset, const Bytes& bytes, int fileIndex) {
+        writeAt(files[path], offset, bytes);
+        if (files.contains(mirrorOf(path))) {
+            writeAt(files[mirrorOf(path)], offset, bytes);
+        }
+        Bytes& bitmap = files[bitmapFile];
+        bitmap.resize(8);
+        bitmap = littleEndian(numberAt(bitmap, 0, 8) | uint64_t{1} << fileIndex, 8);
+    }
+
+    void merge(const Section& section, std::size_t index) {
+        std::size_t const offset = section.offset + index * section.size;
+        Bytes record = files.at(section.path).substr(offset, section.size);
+        auto const factory = [&](const Defaults& defaults, const Field& field) {
+            return convert(field, defaults, keyOf(section, index, field));
+        };
+        auto const isUntouched = [&](const Field& field) {
+            Bytes const live = record.substr(section.settingsAt + field.offset, field.size);
+            Bytes const was = factory(oldDefaults, field);
+            return field.kind == Kind::text ? untilNul(live) == untilNul(was) : live == was;
+        };
+        bool const isGuarded = section.guard != nullptr && !isUntouched(*section.guard);
+        if (section.guard != nullptr && !isGuarded && isUntouched(section.fields.front())) {
+            report(section.operation, 1366, "Updating MGMT DHCP and IpAddr Match");
+        }
+        long const movedBefore = moved;
+        for (Field const& field : section.fields) {
+            Bytes const is = factory(newDefaults, field);
+            bool const isDecided = is != factory(oldDefaults, field);
+            decided += isDecided ? 1 : 0;
+            if (isDecided && (field.isForced || (isUntouched(field) && !isGuarded))) {
+                writeAt(record, section.settingsAt + field.offset, is);
+                output += "Compare Diff: field=" + std::string(field.key) + ", update=1\n";
+                ++moved;
+            }
+        }
+        if (moved != movedBefore) {
+            report(section.operation, section.line,
+                   section.message + (section.count > 0 ? std::to_string(index) : ""));
+            section.stamp(record, index);
+            put(section.path, offset, record, section.path == configFile ? 1 : 20);
+            if (sequenceNumber) {
+                put(sequenceFile, 0, sequenceHeader(++*sequenceNumber), 21);
             }
         }
     }
-}
+
+    void verifyRemoteAccess() {
+        std::string const name = "VerifyTelnetandSshConfigFiles";
+        report(name, 1392, " VerifyTelnetandSshConfigFiles: Entered ");
+        for (auto const& file : remoteAccess) {
+            if (files.try_emplace(file.path, anything).second) {
+                report(name, file.missingLine, name + ": " + file.missing + " File doesn't exist ");
+            }
+            report(name, file.line, file.present);
+        }
+    }
+
+    void all(bool isMounted) {
+        std::string const name = "compareDefaultConfiguration";
+        output = name + ": Verify that /mnt/nand1 is mounted\ncmdstr: mount | grep /mnt/nand1\n";
+        output +=
+            isMounted ? "status 0x0\n" : "status 0x100\n" + name + ": /mnt/nand1 not mounted\n";
+        newDefaults = open(newFile, "default_bridge_config.cfg");
+        oldDefaults = open(savedFiles[0], savedFiles[0]);
+        auto const version = [](const Defaults& defaults) {
+            return convert(versionField, defaults, versionField.key) +
+                   convert(productField, defaults, productField.key);
+        };
+        bool const isNew = version(oldDefaults) != version(newDefaults);
+        if (isNew) {
+            report(name, 1524,
+                   "Personality File version difference detected old=" +
+                       untilNul(version(oldDefaults)) + " new=" + untilNul(version(newDefaults)));
+        }
+        if (isMounted) {
+            loadSequenceNumber();
+        }
+        if (isMounted && isNew && openStore()) {
+            forEachRecord([&](const Section& section, std::size_t index) {
+                if (section.guard != nullptr) { // the management port comes last
+                    verifyRemoteAccess();
+                }
+                merge(section, index);
+            });
+        }
+        if (isNew || !isMounted) {
+            report("main", 1634, "Copying new personality file into /mnt/nand0");
+            files[savedFiles[0]] = files[savedFiles[1]] = files.at(newFile);
+        }
+    }
+
+    Defaults oldDefaults;
+    Defaults newDefaults;
+    std::optional<uint64_t> sequenceNumber; // none: the store does not count
+};
 
 } // namespace
 
@@ -450,28 +354,20 @@ std::string mirrorOf(const std::string& path) {
 const std::vector<Setting>& settings() {
     static const std::vector<Setting> all = [] {
         std::vector<Setting> found;
-        for (Section const& section : sections) {
-            for (unsigned index = 0; index < std::max(section.count, 1U); ++index) {
-                auto const add = [&](const Field& field) {
-                    found.push_back({prefixOf(section, index) + field.key, field, section.path,
-                                     section.offset + index * section.size + section.settingsAt +
-                                         field.offset});
-                };
-                std::ranges::for_each(section.fields, add);
-                if (section.guard != nullptr) {
-                    add(*section.guard);
-                }
+        forEachRecord([&](const Section& section, std::size_t index) {
+            auto const add = [&](const Field& field) {
+                found.push_back(
+                    {keyOf(section, index, field), field, section.path,
+                     section.offset + index * section.size + section.settingsAt + field.offset});
+            };
+            std::ranges::for_each(section.fields, add);
+            if (section.guard != nullptr) {
+                add(*section.guard);
             }
-        }
+        });
         return found;
     }();
     return all;
-}
-
-PortSlot portSlot(std::size_t slot) {
-    constexpr std::array<uint16_t, 4> types{0, 1, 2, 4};
-    return {portsAt + slot * portSize, types.at(slot / portsOfAType),
-            static_cast<uint16_t>(slot % portsOfAType)};
 }
 
 Defaults parse(std::string_view rest) {
@@ -503,22 +399,21 @@ Defaults parse(std::string_view rest) {
     }
 }
 
-Bytes convert(const Field& field, const std::string& value) {
+Bytes convert(const Field& field, const Defaults& defaults, const std::string& key) {
     Bytes bytes;
-    std::string_view rest = value;
-    if (field.kind == Kind::text) {
-        bytes = value.substr(0, field.size - 1);
-    } else if (field.kind == Kind::number) {
-        auto const decimal = takeDecimal(rest);
-        bytes = littleEndian(decimal ? asUnsigned(*decimal) : 0, field.size);
-    } else {
-        do {
-            auto const octet = takeDecimal(rest);
-            if (!octet) {
-                break;
-            }
-            bytes += littleEndian(asSigned(*octet), 1);
-        } while (bytes.size() < field.size && accept(rest, '.'));
+    if (auto const found = defaults.find(key); found != defaults.end()) {
+        std::string_view rest = found->second;
+        if (field.kind == Kind::text) {
+            bytes = rest.substr(0, field.size - 1);
+        } else if (field.kind == Kind::number) {
+            bytes = littleEndian(takeNumber(rest, false).value_or(0), field.size);
+        } else {
+            do {
+                auto const octet = takeNumber(rest, true);
+                bytes += octet ? littleEndian(*octet, 1) : "";
+                rest = octet ? rest : "";
+            } while (bytes.size() < field.size && accept(rest, '.'));
+        }
     }
     bytes.resize(field.size);
     return bytes;
@@ -538,9 +433,10 @@ Bytes littleEndian(uint64_t value, std::size_t size) {
 }
 
 Upgrade upgrade(const Files& before, bool isMounted) {
-    Run run(before, isMounted);
-    run.run();
-    return std::move(run).result();
+    Run run;
+    run.files = before;
+    run.all(isMounted);
+    return run;
 }
 
 } // namespace oracle

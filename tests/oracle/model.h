@@ -16,14 +16,11 @@ using Files = std::map<std::string, Bytes>; // content by path; a missing file h
 
 inline const std::string newFile =
     "/mnt/nand0/default_bridge_config.cfg"; // the working directory's
-inline const std::string savedFile = newFile + ".0";
-inline const std::string secondSavedFile = newFile + ".1";
+inline const std::string savedFiles[] = {newFile + ".0", newFile + ".1"};
 inline const std::string configFile = "/mnt/nand1/brapp_config.bin";
 inline const std::string hostGroupFile = "/mnt/nand1/brapp_hostgroup.bin";
 inline const std::string sequenceFile = "/mnt/nand1/brapp_seqno.cfg";
 inline const std::string bitmapFile = "/mnt/nand0/backup_bitmap.bin";
-inline const std::string remoteAccessFiles[] = {"/mnt/nand1/telnet.cfg", "/mnt/nand1/ssh.cfg",
-                                                "/mnt/nand1/ftp.cfg"};
 std::string mirrorOf(const std::string& path);
 
 // A file that is moved aside gets the time behind its name; this stands for it.
@@ -34,10 +31,10 @@ inline const Bytes anything = "?";
 enum class Kind { number, text, address };
 
 struct Field {
-    const char* key; // behind the section's prefix
-    Kind kind;
+    const char* key;    // behind the section's prefix
     std::size_t offset; // bytes, in the settings of its record
     std::size_t size;   // bytes
+    Kind kind = Kind::number;
     bool isForced = false;
 };
 
@@ -50,24 +47,15 @@ struct Setting {
 };
 const std::vector<Setting>& settings();
 
-// A slot that holds a port: where it stands in the configuration file.
-struct PortSlot {
-    std::size_t offset; // bytes
-    uint16_t type;
-    uint16_t number;
-};
-constexpr std::size_t portSlotCount = 32;
-PortSlot portSlot(std::size_t slot);
-
 // Keys and values up to the first malformed line or key of more than 255 characters; the first
 // value of a repeated key; values cut to 255 characters.
 using Defaults = std::map<std::string, std::string, std::less<>>;
 Defaults parse(std::string_view text);
 
-// What a field holds for a value's text: its `size` bytes, zeros where the text does not convert.
-Bytes convert(const Field& field, const std::string& text);
+// What a field holds for its value in a file: zeros where there is none or it does not convert.
+Bytes convert(const Field& field, const Defaults& defaults, const std::string& key);
 
-// Writes into an existing file, which grows where it must.
+// Overwrites, and lengthens the file where it must.
 void writeAt(Bytes& file, std::size_t offset, const Bytes& bytes);
 Bytes littleEndian(uint64_t value, std::size_t size);
 
@@ -76,10 +64,11 @@ struct Upgrade {
     std::string errors; // standard error
     Files files;        // afterwards
     long decided = 0;   // defaults that differ between the two personality files
+    long moved = 0;     // of these, carried into the live configuration
 };
 
-// The whole run, given all files of the three volumes. Of files that hold no configuration the
-// first 64 bytes do.
+// The whole run, given all files of the three volumes; of files that hold neither configuration nor
+// defaults the first 64 bytes suffice.
 Upgrade upgrade(const Files& before, bool isMounted);
 
 } // namespace oracle
