@@ -66,23 +66,10 @@ constexpr Field productField = {"properties.file.product", 0, 256, text};
 
 constexpr std::size_t portsAt = 3100;
 constexpr std::size_t portSize = 1296;
+constexpr uint64_t portInUse = 195;
 constexpr std::size_t iscsiAt = portsAt + 8 * portSize;
 
-// What a write changes besides settings, in the record of an index.
-void stampNothing(Bytes&, std::size_t) {}
-void stampBridge(Bytes& record, std::size_t) {
-    writeAt(record, 744, Bytes(32, '\0'));
-}
-void stampHostGroup(Bytes& record, std::size_t index) {
-    writeAt(record, 0, littleEndian(index, 4));
-}
-template <std::size_t firstSlot>
-void stampPort(Bytes& record, std::size_t index) {
-    constexpr std::size_t used = 195;
-    writeAt(record, 0, littleEndian(firstSlot + index, 4));
-    writeAt(record, 6, littleEndian(used, 2));
-}
-
+constexpr std::size_t noSlot = SIZE_MAX;
 struct Section {
     const char* prefix;
     std::size_t count; // 0: a single one, without a number in its keys and its report
@@ -91,28 +78,29 @@ struct Section {
     std::size_t offset; // of its first record in the file; the others follow
     std::size_t size;   // of a record
     std::size_t settingsAt;
-    void (*stamp)(Bytes& record, std::size_t index);
+    std::size_t
+        firstSlot; // records begin with their number, counted from here; noSlot: they do not
     const char* operation;
     int line;
     const char* message;
     const Field* guard = nullptr; // nothing moves unless this still is the old default too
 };
 
-const Section sections[] = {
-    {"config.bridge.", 0, bridgeFields, configFile, 64, 2704, 0, stampBridge,
-     "compareDefaultBridgeConfigInfo", 244, "Updating Bridge Info"},
-    {"config.cli.", 0, cliFields, configFile, 64, 2704, 0, stampNothing,
-     "compareDefaultCliConfigInfo", 327, "Updating CLI Info"},
-    {"config.port.is.", 4, ipPortFields, configFile, iscsiAt, portSize, 8, stampPort<8>,
-     "compareDefaultIsConfigInfo", 537, "Updating iSCSI Port "},
-    {"config.port.fc.", 6, fcPortFields, configFile, portsAt, portSize, 8, stampPort<0>,
-     "compareDefaultFcConfigInfo", 1051, "Updating FC Port "},
-    {"config.port.gi.", 2, std::span(ipPortFields).first(gigeFieldCount), configFile, iscsiAt,
-     portSize, 8, stampPort<8>, "compareDefaultGigeConfigInfo", 696, "Updating GE Port "},
-    {"config.hostgroup.", 4, hostGroupFields, hostGroupFile, 64, 940, 0, stampHostGroup,
-     "compareDefaultHostGroupInfo", 1280, "Updating HostGroup Index "},
-    {"config.mgmt.", 0, mgmtFields, configFile, 2768, 332, 0, stampNothing,
-     "compareDefaultMgmtInfo", 1372, "Updating MGMT", &mgmtAddress}};
+const Section sections[] = {{"config.bridge.", 0, bridgeFields, configFile, 64, 2704, 0, noSlot,
+                             "compareDefaultBridgeConfigInfo", 244, "Updating Bridge Info"},
+                            {"config.cli.", 0, cliFields, configFile, 64, 2704, 0, noSlot,
+                             "compareDefaultCliConfigInfo", 327, "Updating CLI Info"},
+                            {"config.port.is.", 4, ipPortFields, configFile, iscsiAt, portSize, 8,
+                             8, "compareDefaultIsConfigInfo", 537, "Updating iSCSI Port "},
+                            {"config.port.fc.", 6, fcPortFields, configFile, portsAt, portSize, 8,
+                             0, "compareDefaultFcConfigInfo", 1051, "Updating FC Port "},
+                            {"config.port.gi.", 2, std::span(ipPortFields).first(gigeFieldCount),
+                             configFile, iscsiAt, portSize, 8, 8, "compareDefaultGigeConfigInfo",
+                             696, "Updating GE Port "},
+                            {"config.hostgroup.", 4, hostGroupFields, hostGroupFile, 64, 940, 0, 0,
+                             "compareDefaultHostGroupInfo", 1280, "Updating HostGroup Index "},
+                            {"config.mgmt.", 0, mgmtFields, configFile, 2768, 332, 0, noSlot,
+                             "compareDefaultMgmtInfo", 1372, "Updating MGMT", &mgmtAddress}};
 
 std::string keyOf(const Section& section, std::size_t index, const Field& field) {
     return section.prefix + (section.count > 0 ? std::to_string(index) + "." : "") + field.key;
@@ -163,18 +151,12 @@ std::string untilNul(const Bytes& bytes) {
 
 // --- The store.
 
-struct {
-    const char* path;
-    int missingLine;
-    const char* missing;
-    int line;
-    const char* present;
-} constexpr remoteAccess[] = {{"/mnt/nand1/telnet.cfg", 1397, "TelnetConfig", 1401,
-                               " VerifyTelnetandSshConfigFiles: TelnetFile Exists "},
-                              {"/mnt/nand1/ssh.cfg", 1405, "SshConfig", 1408,
-                               " VerifyTelnetandSshConfigFiles: SshFile Exists"},
-                              {"/mnt/nand1/ftp.cfg", 1413, "ftpConfig", 1416,
-                               " VerifyTelnetSshFtpConfigFiles: ftpFile Exists"}};
+// clang-format off
+struct { const char *path, *missing, *present; int missingLine, line; } constexpr remoteAccess[] = {
+    {"/mnt/nand1/telnet.cfg", "TelnetConfig", "TelnetandSshConfigFiles: TelnetFile Exists ", 1397, 1401},
+    {"/mnt/nand1/ssh.cfg", "SshConfig", "TelnetandSshConfigFiles: SshFile Exists", 1405, 1408},
+    {"/mnt/nand1/ftp.cfg", "ftpConfig", "TelnetSshFtpConfigFiles: ftpFile Exists", 1413, 1416}};
+// clang-format on
 
 constexpr std::size_t headerSize = 64;
 constexpr uint64_t magic = 0x1BADA555;
@@ -287,7 +269,15 @@ struct Run : Upgrade {
         if (moved != movedBefore) {
             report(section.operation, section.line,
                    section.message + (section.count > 0 ? std::to_string(index) : ""));
-            section.stamp(record, index);
+            if (section.firstSlot != noSlot) {
+                writeAt(record, 0, littleEndian(section.firstSlot + index, 4));
+            }
+            if (section.settingsAt != 0) {
+                writeAt(record, 6, littleEndian(portInUse, 2));
+            }
+            if (section.fields.data() == bridgeFields) { // not kept by any write
+                writeAt(record, 744, Bytes(32, '\0'));
+            }
             put(section.path, offset, record, section.path == configFile ? 1 : 20);
             if (sequenceNumber) {
                 put(sequenceFile, 0, sequenceHeader(++*sequenceNumber), 21);
@@ -302,7 +292,7 @@ struct Run : Upgrade {
             if (files.try_emplace(file.path, anything).second) {
                 report(name, file.missingLine, name + ": " + file.missing + " File doesn't exist ");
             }
-            report(name, file.line, file.present);
+            report(name, file.line, " Verify" + std::string(file.present));
         }
     }
 
@@ -395,7 +385,7 @@ Defaults parse(std::string_view rest) {
         if (!rest.empty() && !rest.starts_with('\n')) {
             return all;
         }
-        all.try_emplace(std::string(key), value.substr(0, longest));
+        all.emplace(std::string(key), value.substr(0, longest));
     }
 }
 

@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace oracle {
@@ -23,7 +24,7 @@ inline const std::string sequenceFile = "/mnt/nand1/brapp_seqno.cfg";
 inline const std::string bitmapFile = "/mnt/nand0/backup_bitmap.bin";
 std::string mirrorOf(const std::string& path);
 
-// A file that is moved aside gets the time behind its name; this stands for it.
+// A file that is moved aside gets the time behind its name; here it gets this one.
 inline const std::string movedAside = sequenceFile + ".TIME";
 // Content of a file that must have come to be, whatever is in it.
 inline const Bytes anything = "?";
@@ -49,7 +50,7 @@ const std::vector<Setting>& settings();
 
 // Keys and values up to the first malformed line or key of more than 255 characters; the first
 // value of a repeated key; values cut to 255 characters.
-using Defaults = std::map<std::string, std::string, std::less<>>;
+using Defaults = std::unordered_map<std::string, std::string>;
 Defaults parse(std::string_view text);
 
 // What a field holds for its value in a file: zeros where there is none or it does not convert.

@@ -18,6 +18,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <unordered_map>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -40,7 +41,8 @@ int __wrap_system(const char* command) {
     if (word[0] == "cp") {
         fs::copy_file(word[1], word[2], fs::copy_options::overwrite_existing);
     } else if (word[0] == "mv") {
-        fs::rename(word[2], word[3]);
+        EXPECT_TRUE(word[3].starts_with(oracle::sequenceFile + "."));
+        fs::rename(word[2], oracle::movedAside);
     }
     return word[0] == "mount" && !isMounted ? 0x100 : 0;
 }
@@ -73,109 +75,34 @@ class Random {
 
 // --- Personality files.
 
-const char* const oddNumbers[] = {"",
-                                  " ",
-                                  "-1",
-                                  "+7",
-                                  "- 1",
-                                  "0x10",
-                                  "12abc",
-                                  "abc",
-                                  "1e3",
-                                  "\t5",
-                                  "\n5",
-                                  "5 6",
-                                  "007",
-                                  "--1",
-                                  "+-1",
-                                  "1.5",
-                                  "\v3",
-                                  "\f4",
-                                  "-0",
-                                  "-256",
-                                  "127",
-                                  "128",
-                                  "255",
-                                  "256",
-                                  "257",
-                                  "300",
-                                  "65535",
-                                  "65536",
-                                  "70000",
-                                  "2147483648",
-                                  "4294967295",
-                                  "4294967296",
-                                  "4294967297",
-                                  "-4294967295",
-                                  "9223372036854775808",
-                                  "18446744073709551615",
-                                  "18446744073709551616",
-                                  "-18446744073709551616",
-                                  "99999999999999999999999",
-                                  "+",
-                                  "1\r",
-                                  "0000000000000000000000003"};
-const char* const addresses[] = {"10.0.0.1",
-                                 "10.0.0.2",
-                                 "192.168.1.255",
-                                 "1.2",
-                                 "1..2",
-                                 "300.1.1.1",
-                                 "-1.2.3.4",
-                                 " 1. 2.3.4",
-                                 "1 .2.3.4",
-                                 "a.b.c.d",
-                                 "",
-                                 "1.2.3.4.5",
-                                 "+1.2.3.4x",
-                                 "9223372036854775808.1.1.1",
-                                 "\n1.2.3.4",
-                                 "-9223372036854775809.1.1.1",
-                                 "4294967297.2.3.4",
-                                 "0x1.2.3.4"};
-const char* const malformed[] = {"key = value",
-                                 "key : \"v\"",
-                                 "key = \"v\" extra",
-                                 "\"key\" = \"v\"",
-                                 "key \n= \"v\"",
-                                 "key = \n\"v\"",
-                                 "= \"v\"",
-                                 "[section]",
-                                 "key",
-                                 "k = \"a\\\"b\"",
-                                 "k\xC3\xA9y = \"v\"",
-                                 "key = 'v'",
-                                 "key = \"v\"\"\"",
-                                 "\f"};
+// clang-format off
+const char* const oddNumbers[] = {
+    "", " ", "-1", "+7", "- 1", "0x10", "12abc", "abc", "1e3", "\t5", "\n5", "5 6", "007", "--1",
+    "+-1", "1.5", "\v3", "\f4", "-0", "-256", "127", "128", "255", "256", "257", "300", "65535",
+    "65536", "70000", "2147483648", "4294967295", "4294967296", "4294967297", "-4294967295",
+    "9223372036854775808", "18446744073709551615", "18446744073709551616", "-18446744073709551616",
+    "99999999999999999999999", "+", "1\r", "0000000000000000000000003"};
+const char* const addresses[] = {
+    "10.0.0.1", "10.0.0.2", "192.168.1.255", "1.2", "1..2", "300.1.1.1", "-1.2.3.4", " 1. 2.3.4",
+    "1 .2.3.4", "a.b.c.d", "", "1.2.3.4.5", "+1.2.3.4x", "9223372036854775808.1.1.1", "\n1.2.3.4",
+    "-9223372036854775809.1.1.1", "4294967297.2.3.4", "0x1.2.3.4"};
+const char* const malformed[] = {
+    "key = value", "key : \"v\"", "key = \"v\" extra", "\"key\" = \"v\"", "key \n= \"v\"",
+    "key = \n\"v\"", "= \"v\"", "[section]", "key", "k = \"a\\\"b\"", "k\xC3\xA9y = \"v\"",
+    "key = 'v'", "key = \"v\"\"\"", "\f"};
 // Keys that come near to a setting's, and keys that are read for nothing.
-const char* const otherKeys[] = {"config.bridge.BridgeModeX",
-                                 "config.bridge.bridgeMode",
-                                 "config.bridge.",
-                                 "config.bridge",
-                                 "config.bridge.config.bridge.BridgeMode",
-                                 "config.bridge.BridgeProductName",
-                                 "Config.cli.BridgeCliTimeout",
-                                 "config.port.is.10.PortNumber",
-                                 "config.port.is.01.PortNumber",
-                                 "config.port.is.4.PortNumber",
-                                 "config.port.is.1.0.PortNumber",
-                                 "config.port.is..PortNumber",
-                                 "config.port.is.-1.PortNumber",
-                                 "config.port.fc.6.LoginTimeout",
-                                 "config.port.fc.0.NodeName",
-                                 "config.port.fc.3.AltPortName",
-                                 "config.port.gi.0.Ipv6Enabled",
-                                 "config.port.gi.1.PortState",
-                                 "config.port.gi.2.FwOptions",
-                                 "config.hostgroup.4.Flags",
-                                 "config.hostgroup.0.index",
-                                 "config.mgmt.IpAddrType",
-                                 "config.mgmt.SubnetMask",
-                                 "config.mgmt.GatewayIpAddr",
-                                 "config.chassis.ChassisName",
-                                 "properties.file.crc32",
-                                 "properties.file.versions",
-                                 "-._"};
+const char* const otherKeys[] = {
+    "config.bridge.BridgeModeX", "config.bridge.bridgeMode", "config.bridge.", "config.bridge",
+    "config.bridge.config.bridge.BridgeMode", "config.bridge.BridgeProductName",
+    "Config.cli.BridgeCliTimeout", "config.port.is.10.PortNumber", "config.port.is.01.PortNumber",
+    "config.port.is.4.PortNumber", "config.port.is.1.0.PortNumber", "config.port.is..PortNumber",
+    "config.port.is.-1.PortNumber", "config.port.fc.6.LoginTimeout", "config.port.fc.0.NodeName",
+    "config.port.fc.3.AltPortName", "config.port.gi.0.Ipv6Enabled", "config.port.gi.1.PortState",
+    "config.port.gi.2.FwOptions", "config.hostgroup.4.Flags", "config.hostgroup.0.index",
+    "config.mgmt.IpAddrType", "config.mgmt.SubnetMask", "config.mgmt.GatewayIpAddr",
+    "config.chassis.ChassisName", "properties.file.crc32", "properties.file.versions", "-._"};
+
+// clang-format on
 
 using Property = std::pair<std::string, Text>;
 using Properties = std::vector<Property>;
@@ -191,17 +118,21 @@ Text randomText(Random& random, std::size_t size) {
 }
 
 Text randomValue(Random& random, const std::string& key) {
-    auto const found = std::ranges::find(oracle::settings(), key, &oracle::Setting::key);
-    bool const isSetting = found != oracle::settings().end();
-    if (key.starts_with("properties.") || (isSetting && found->field.kind == oracle::Kind::text)) {
-        return randomText(random, isSetting ? found->field.size : 16);
-    }
-    if (isSetting && found->field.kind == oracle::Kind::address) {
-        return random.of(addresses);
-    }
-    std::size_t const bits = isSetting ? 8 * found->field.size : 8;
-    return random.percent(60)   ? std::to_string(random.below(4))
-           : random.percent(60) ? std::to_string(random.below(size_t{1} << bits))
+    static auto const fields = [] {
+        std::unordered_map<std::string, oracle::Field> all;
+        for (oracle::Setting const& setting : oracle::settings()) {
+            all.emplace(setting.key, setting.field);
+        }
+        all.emplace("properties.file.version", oracle::Field{"", 0, 16, oracle::Kind::text});
+        all.emplace("properties.file.product", oracle::Field{"", 0, 256, oracle::Kind::text});
+        return all;
+    }();
+    auto const found = fields.find(key);
+    oracle::Field const field = found != fields.end() ? found->second : oracle::Field{"", 0, 1};
+    return field.kind == oracle::Kind::text      ? randomText(random, field.size)
+           : field.kind == oracle::Kind::address ? random.of(addresses)
+           : random.percent(60)                  ? std::to_string(random.below(4))
+           : random.percent(60) ? std::to_string(random.below(size_t{1} << (8 * field.size)))
                                 : random.of(oddNumbers);
 }
 
@@ -216,7 +147,7 @@ Property randomProperty(Random& random) {
 Properties firstProperties(Random& random) {
     static Bytes const sample = readBytes(SAMPLES "/personality-5.2.1.cfg");
     static oracle::Defaults const all = oracle::parse(Text(sample.begin(), sample.end()));
-    constexpr unsigned shares[] = {5, 20, 60, 97};
+    constexpr unsigned shares[] = {3, 5, 10, 20, 40, 97};
     unsigned const share = random.of(shares);
     Properties properties;
     for (auto const& [key, value] : all) {
@@ -280,9 +211,9 @@ Text written(Random& random, const Properties& properties) {
 // --- The volumes.
 
 // What `work` writes to a descriptor, kept in memory: a temporary file would take most of the time.
-Text written(int fd, const std::function<void()>& work) {
+Text outputOf(int fd, const std::function<void()>& work) {
     std::fflush(nullptr);
-    int const memory = ::memfd_create("written", 0);
+    int const memory = ::memfd_create("output", 0);
     int const before = ::dup(fd);
     ::dup2(memory, fd);
     work();
@@ -309,38 +240,27 @@ Files allFiles() {
             std::FILE* const file = std::fopen(path.c_str(), "rb");
             bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
             std::fclose(file);
-            files[path.starts_with(oracle::sequenceFile + ".") ? oracle::movedAside : path] = bytes;
+            files[path] = bytes;
         }
     }
     return files;
 }
 
-// Zeroes a part of a header, or takes the file away; the result undoes it.
-std::function<void()> damage(Random& random) {
+// Does the work while a part of a header is zero, or the whole file is missing.
+void withDamage(Random& random, const auto& work) {
     constexpr int files[] = {1, 1, 4, 8, 16, 20, 32};
-    constexpr std::size_t places[] = {0, 4, 8, 12, 16, 28}; // at some nobody looks
-    int const file = random.of(files);
-    std::string const path = primary(file);
-    if (random.percent(20) && file != 16 &&
-        file != 32) { // these two are made where they are missing
-        fs::rename(path, path + ".away");
-        return [=] { fs::rename(path + ".away", path); };
-    }
-    std::size_t const place = random.of(places);
+    constexpr long places[] = {0, 4, 8, 12, 16, 28}; // at some nobody looks
+    std::string const path = primary(random.of(files));
     Bytes const before = readBytes(path);
-    for (std::size_t i = place; i < place + 4; ++i) {
-        setByte(path, i, 0);
+    Bytes damaged = before;
+    std::fill_n(damaged.begin() + random.of(places), 4, 0);
+    writeBytes(path, damaged);
+    if (random.percent(20) && path != primary(32)) { // this one is made where it is missing
+        fs::remove(path);
     }
-    return [=] {
-        for (std::size_t i = place; i < place + 4; ++i) {
-            setByte(path, i, before[i]);
-        }
-        for (fs::directory_entry const& entry : fs::directory_iterator("/mnt/nand1")) {
-            if (entry.path().string().starts_with(oracle::sequenceFile + ".")) {
-                fs::remove(entry);
-            }
-        }
-    };
+    work();
+    writeBytes(path, before);
+    fs::remove(oracle::movedAside);
 }
 
 // Gives a share of the settings a value: mostly the default.
@@ -404,54 +324,43 @@ void makeLive(Random& random, Files live, const Text& defaults) {
 // --- The comparison.
 
 // The first difference in a file, with the settings in which it lies; empty where there is none.
-std::string difference(const std::string& path, Text expected, Text actual) {
-    expected.resize(std::max(expected.size(), actual.size()), '?');
-    actual.resize(expected.size(), '?');
-    auto const at = std::ranges::mismatch(expected, actual).in1 - expected.begin();
-    auto const offset = static_cast<std::size_t>(at);
-    std::ostringstream text;
-    if (offset < expected.size()) {
-        text << path << " at " << offset << ": expected "
-             << +static_cast<unsigned char>(expected[offset]) << ", found "
-             << +static_cast<unsigned char>(actual[offset]);
-        for (oracle::Setting const& setting : oracle::settings()) {
-            if (oracle::mirrorOf(path) == oracle::mirrorOf(setting.path) &&
-                setting.offset <= offset && offset < setting.offset + setting.field.size) {
-                text << ", " << setting.key;
-            }
+std::string difference(const std::string& path, const Text& expected, const Text& actual) {
+    if (expected == actual) {
+        return "";
+    }
+    auto const offset =
+        static_cast<std::size_t>(std::ranges::mismatch(expected, actual).in1 - expected.begin());
+    auto const at = [&](const Text& bytes) {
+        return offset < bytes.size() ? std::to_string(static_cast<unsigned char>(bytes[offset]))
+                                     : "no byte";
+    };
+    std::string text =
+        "at " + std::to_string(offset) + ": expected " + at(expected) + ", found " + at(actual);
+    for (oracle::Setting const& setting : oracle::settings()) {
+        if (oracle::mirrorOf(path) == oracle::mirrorOf(setting.path) && setting.offset <= offset &&
+            offset < setting.offset + setting.field.size) {
+            text += ", " + setting.key;
         }
     }
-    return text.str();
+    return text;
 }
 
 void compare(const Files& expected, Files actual) {
     for (auto const& [path, bytes] : expected) {
         EXPECT_TRUE(actual.contains(path)) << path << " is missing";
         if (auto const file = actual.extract(path); file && bytes != oracle::anything) {
-            EXPECT_EQ(difference(path, bytes, file.mapped()), "");
+            EXPECT_EQ(difference(path, bytes, file.mapped()), "") << path;
         }
     }
     EXPECT_TRUE(actual.empty()) << actual.begin()->first << " has come to be";
 }
 
 struct Oracle : BladeTest {
-    void SetUp() override {
-        BladeTest::SetUp();
-        makeStore();
-        for (fs::directory_entry const& entry : fs::directory_iterator("/mnt/nand2")) {
-            fs::remove(entry);
-        }
-        fs::current_path("/mnt/nand0");
-    }
-    void TearDown() override {
-        fs::current_path("/");
-        BladeTest::TearDown();
-    }
     void upgrade(Random& random, const Files& before) {
         isMounted = !random.percent(1);
         oracle::Upgrade const expected = oracle::upgrade(before, isMounted);
         Text errors;
-        EXPECT_EQ(written(1, [&] { errors = written(2, vx::runUpgrade); }), expected.output);
+        EXPECT_EQ(outputOf(1, [&] { errors = outputOf(2, vx::runUpgrade); }), expected.output);
         EXPECT_EQ(errors, expected.errors);
         close_all_files();
         compare(expected.files, allFiles());
@@ -472,6 +381,11 @@ TEST_F(Oracle, RandomUpgrades) {
     constexpr int inARow = 4; // on one store
     unsigned long const upgrades = setting("ORACLE_UPGRADES", ORACLE_UPGRADES);
     unsigned long done = 0;
+    makeStore();
+    for (fs::directory_entry const& entry : fs::directory_iterator("/mnt/nand2")) {
+        fs::remove(entry);
+    }
+    fs::current_path("/mnt/nand0");
     Files const all = allFiles();
     Files const made = {*all.find(oracle::configFile), *all.find(oracle::hostGroupFile)};
     for (uint64_t seed = setting("ORACLE_SEED", 1); done < upgrades && !HasFailure(); ++seed) {
@@ -488,9 +402,7 @@ TEST_F(Oracle, RandomUpgrades) {
             Files before = allFiles();
             disturb(random, old, 5, before); // the user goes on
             if (random.percent(2)) {
-                auto const undo = damage(random);
-                upgrade(random, allFiles());
-                undo();
+                withDamage(random, [&] { upgrade(random, allFiles()); });
             } else {
                 upgrade(random, before);
             }
