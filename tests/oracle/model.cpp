@@ -1,7 +1,10 @@
 #include "tests/oracle/model.h"
 
 #include <algorithm>
+#include <bit>
+#include <charconv>
 #include <climits>
+#include <cstring>
 #include <optional>
 #include <span>
 
@@ -66,7 +69,6 @@ constexpr Field productField = {"properties.file.product", 0, 256, text};
 
 constexpr std::size_t portsAt = 3100;
 constexpr std::size_t portSize = 1296;
-constexpr uint64_t portInUse = 195;
 constexpr std::size_t iscsiAt = portsAt + 8 * portSize;
 
 constexpr std::size_t noSlot = SIZE_MAX;
@@ -135,14 +137,13 @@ std::optional<unsigned long> takeNumber(std::string_view& rest, bool isSigned) {
     auto const digits = take(rest, "0123456789");
     unsigned long const largest = isSigned ? LONG_MAX + (isNegative ? 1UL : 0UL) : ULONG_MAX;
     unsigned long value = 0;
-    for (char const character : digits) {
-        auto const digit = static_cast<unsigned long>(character - '0');
-        if (value > (largest - digit) / 10) {
-            return isNegative && isSigned ? 0 - largest : largest;
-        }
-        value = value * 10 + digit;
+    auto const error = std::from_chars(digits.begin(), digits.end(), value).ec;
+    if (error == std::errc::invalid_argument) { // no digits
+        return std::nullopt;
     }
-    return digits.empty() ? std::nullopt : std::optional(isNegative ? 0 - value : value);
+    bool const isTooLarge = error != std::errc() || value > largest;
+    value = isTooLarge ? largest : value;
+    return isNegative && (isSigned || !isTooLarge) ? 0 - value : value;
 }
 
 std::string untilNul(const Bytes& bytes) {
@@ -162,11 +163,11 @@ constexpr std::size_t headerSize = 64;
 constexpr uint64_t magic = 0x1BADA555;
 constexpr uint64_t headerVersion = 13;
 
+static_assert(std::endian::native == std::endian::little); // as the files are
+
 uint64_t numberAt(const Bytes& bytes, std::size_t offset, std::size_t size) {
     uint64_t value = 0;
-    for (std::size_t i = size; i > 0; --i) {
-        value = value << 8 | static_cast<unsigned char>(bytes.at(offset + i - 1));
-    }
+    std::memcpy(&value, bytes.substr(offset, size).data(), size);
     return value;
 }
 
@@ -199,14 +200,6 @@ struct Run : Upgrade {
         auto const size = std::to_string(found->second.size());
         output += "PropertyParser: read " + size + " bytes from " + name + "\n";
         return parse(found->second);
-    }
-
-    void loadSequenceNumber() {
-        Bytes& file = files[sequenceFile];
-        file = file.empty() ? sequenceHeader(0) : file;
-        if (file.size() >= headerSize) {
-            sequenceNumber = numberAt(file, 20, 8);
-        }
     }
 
     bool hasValid(const std::string& path, uint64_t type) {
@@ -269,18 +262,20 @@ struct Run : Upgrade {
         if (moved != movedBefore) {
             report(section.operation, section.line,
                    section.message + (section.count > 0 ? std::to_string(index) : ""));
+            std::size_t const slot = section.firstSlot + index;
             if (section.firstSlot != noSlot) {
-                writeAt(record, 0, littleEndian(section.firstSlot + index, 4));
+                writeAt(record, 0, littleEndian(slot, 4));
             }
-            if (section.settingsAt != 0) {
-                writeAt(record, 6, littleEndian(portInUse, 2));
+            if (section.size == portSize) { // eight slots for each type; their use, type and number
+                writeAt(record, 6, littleEndian(195, 2));
+                writeAt(record, 10, littleEndian(slot / 8, 2) + littleEndian(slot % 8, 2));
             }
             if (section.fields.data() == bridgeFields) { // not kept by any write
                 writeAt(record, 744, Bytes(32, '\0'));
             }
             put(section.path, offset, record, section.path == configFile ? 1 : 20);
-            if (sequenceNumber) {
-                put(sequenceFile, 0, sequenceHeader(++*sequenceNumber), 21);
+            if (canCount) {
+                put(sequenceFile, 0, sequenceHeader(numberAt(files[sequenceFile], 20, 8) + 1), 21);
             }
         }
     }
@@ -314,7 +309,9 @@ struct Run : Upgrade {
                        untilNul(version(oldDefaults)) + " new=" + untilNul(version(newDefaults)));
         }
         if (isMounted) {
-            loadSequenceNumber();
+            Bytes& file = files[sequenceFile];
+            file = file.empty() ? sequenceHeader(0) : file;
+            canCount = file.size() >= headerSize;
         }
         if (isMounted && isNew && openStore()) {
             forEachRecord([&](const Section& section, std::size_t index) {
@@ -332,7 +329,7 @@ struct Run : Upgrade {
 
     Defaults oldDefaults;
     Defaults newDefaults;
-    std::optional<uint64_t> sequenceNumber; // none: the store does not count
+    bool canCount = false;
 };
 
 } // namespace
@@ -355,6 +352,7 @@ const std::vector<Setting>& settings() {
                 add(*section.guard);
             }
         });
+        std::ranges::sort(found, {}, &Setting::key);
         return found;
     }();
     return all;
@@ -415,11 +413,7 @@ void writeAt(Bytes& file, std::size_t offset, const Bytes& bytes) {
 }
 
 Bytes littleEndian(uint64_t value, std::size_t size) {
-    Bytes bytes;
-    for (std::size_t i = 0; i < size; ++i) {
-        bytes += static_cast<char>(value >> (8 * i));
-    }
-    return bytes;
+    return {reinterpret_cast<const char*>(&value), size};
 }
 
 Upgrade upgrade(const Files& before, bool isMounted) {

@@ -42,11 +42,11 @@ struct Field {
 // A field of the live configuration.
 struct Setting {
     std::string key; // whole
-    const Field& field;
-    const std::string& path;
+    Field field;
+    std::string path;
     std::size_t offset; // bytes, in the file
 };
-const std::vector<Setting>& settings();
+const std::vector<Setting>& settings(); // by key
 
 // Keys and values up to the first malformed line or key of more than 255 characters; the first
 // value of a repeated key; values cut to 255 characters.

@@ -18,7 +18,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <unordered_map>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -118,43 +117,26 @@ Text randomText(Random& random, std::size_t size) {
 }
 
 Text randomValue(Random& random, const std::string& key) {
-    static auto const fields = [] {
-        std::unordered_map<std::string, oracle::Field> all;
-        for (oracle::Setting const& setting : oracle::settings()) {
-            all.emplace(setting.key, setting.field);
-        }
-        all.emplace("properties.file.version", oracle::Field{"", 0, 16, oracle::Kind::text});
-        all.emplace("properties.file.product", oracle::Field{"", 0, 256, oracle::Kind::text});
-        return all;
-    }();
-    auto const found = fields.find(key);
-    oracle::Field const field = found != fields.end() ? found->second : oracle::Field{"", 0, 1};
+    auto const found = std::ranges::lower_bound(oracle::settings(), key, {}, &oracle::Setting::key);
+    bool const isSetting = found != oracle::settings().end() && found->key == key;
+    oracle::Field const field = isSetting ? found->field : oracle::Field{"", 0, 1};
     return field.kind == oracle::Kind::text      ? randomText(random, field.size)
            : field.kind == oracle::Kind::address ? random.of(addresses)
+           : key.starts_with("properties.")      ? randomText(random, 16)
            : random.percent(60)                  ? std::to_string(random.below(4))
            : random.percent(60) ? std::to_string(random.below(size_t{1} << (8 * field.size)))
                                 : random.of(oddNumbers);
 }
 
-Property randomProperty(Random& random) {
-    std::string const key = random.percent(90)   ? random.of(oracle::settings()).key
-                            : random.percent(90) ? random.of(otherKeys)
-                                                 : std::string(254 + random.below(3), 'k');
-    return {key, randomValue(random, key)};
-}
-
-// Some of a sample's, with values of their own.
+// Some of a sample's.
 Properties firstProperties(Random& random) {
     static Bytes const sample = readBytes(SAMPLES "/personality-5.2.1.cfg");
     static oracle::Defaults const all = oracle::parse(Text(sample.begin(), sample.end()));
-    constexpr unsigned shares[] = {3, 5, 10, 20, 40, 97};
-    unsigned const share = random.of(shares);
-    Properties properties;
-    for (auto const& [key, value] : all) {
-        if (key.starts_with("properties.") || random.percent(share)) {
-            properties.emplace_back(key, random.percent(50) ? value : randomValue(random, key));
-        }
-    }
+    unsigned const share = random.of(std::array{3U, 5U, 10U, 20U, 40U, 97U});
+    Properties properties(all.begin(), all.end());
+    std::erase_if(properties, [&](const Property& property) {
+        return !property.first.starts_with("properties.") && !random.percent(share);
+    });
     return properties;
 }
 
@@ -163,8 +145,7 @@ void change(Random& random, Properties& properties) {
     auto const anywhere = [&] {
         return properties.begin() + static_cast<long>(random.below(properties.size()));
     };
-    constexpr unsigned shares[] = {3, 25, 75};
-    unsigned const share = random.of(shares);
+    unsigned const share = random.of(std::array{3U, 25U, 75U});
     for (auto& [key, value] : properties) {
         if (random.percent(key == "properties.file.version" ? 97 : share)) {
             value = random.percent(80)   ? randomValue(random, key)
@@ -173,10 +154,11 @@ void change(Random& random, Properties& properties) {
         }
     }
     for (std::size_t i = random.below(6); i > 0; --i) {
-        properties.insert(anywhere(), randomProperty(random));
-        if (random.percent(30)) {
-            properties.insert(anywhere(), {anywhere()->first, random.of(oddNumbers)});
-        }
+        std::string const key = random.percent(70)   ? random.of(oracle::settings()).key
+                                : random.percent(70) ? anywhere()->first
+                                : random.percent(90) ? random.of(otherKeys)
+                                                     : std::string(254 + random.below(3), 'k');
+        properties.insert(anywhere(), {key, randomValue(random, key)});
         if (random.percent(30)) {
             properties.erase(anywhere());
         }
@@ -291,11 +273,6 @@ void makeLive(Random& random, Files live, const Text& defaults) {
         constexpr std::size_t checked = 20; // of the header
         bytes.replace(checked, bytes.npos, random.bytes(bytes.size() - checked));
     }
-    for (std::size_t slot = 0; slot < 32; ++slot) {
-        constexpr uint64_t types[] = {0, 1, 2, 4};
-        oracle::writeAt(live[oracle::configFile], 3110 + 1296 * slot,
-                        oracle::littleEndian(types[slot / 8] + (slot % 8 << 16), 4));
-    }
     disturb(random, oracle::parse(defaults), 100, live);
     constexpr std::size_t sizes[] = {64, 64, 64, 64, 64, 64, 70, 0, 1, 63};
     Text& sequence = live[oracle::sequenceFile] = random.bytes(random.of(sizes));
@@ -391,6 +368,7 @@ TEST_F(Oracle, RandomUpgrades) {
     for (uint64_t seed = setting("ORACLE_SEED", 1); done < upgrades && !HasFailure(); ++seed) {
         Random random(seed);
         Properties properties = firstProperties(random);
+        change(random, properties);
         Text text = written(random, properties);
         makeLive(random, made, text);
         for (int i = 0; i < inARow && !HasFailure(); ++i, ++done) {
