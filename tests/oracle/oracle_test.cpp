@@ -87,7 +87,7 @@ const char* const addresses[] = {
     "-9223372036854775809.1.1.1", "4294967297.2.3.4", "0x1.2.3.4"};
 const char* const malformed[] = {
     "key = value", "key : \"v\"", "key = \"v\" extra", "\"key\" = \"v\"", "key \n= \"v\"",
-    "key = \n\"v\"", "= \"v\"", "[section]", "key", "k = \"a\\\"b\"", "k\xC3\xA9y = \"v\"",
+    "key = \n\"v\"", "= \"v\"", "[section]", "key", "k = \"a\\\"b\"", "k = \"v\" l = \"w\"",
     "key = 'v'", "key = \"v\"\"\"", "\f"};
 // Keys that come near to a setting's, and keys that are read for nothing.
 const char* const otherKeys[] = {
@@ -109,7 +109,7 @@ using Properties = std::vector<Property>;
 Text randomText(Random& random, std::size_t size) {
     constexpr std::size_t lengths[] = {0, 1, 5, 10, 254, 255, 256, 257, 1200};
     std::size_t const length = random.percent(50) ? size - 2 + random.below(4) : random.of(lengths);
-    Text text = random.percent(80) ? Text(length, random.of(std::string_view("abcdefgh")))
+    Text text = random.percent(80) ? Text(length, random.of(std::string_view("aAbB")))
                                    : random.bytes(length);
     std::erase(text, '\0');
     std::erase(text, '"');
@@ -178,9 +178,11 @@ Text written(Random& random, const Properties& properties) {
         bool const isPlain = random.percent(90);
         auto const blank = [&] { return Text(isPlain ? " " : random.of(blanks)); };
         auto const comment = [&] { return Text(isPlain ? "" : blank() + random.of(comments)); };
-        text += comment() + (isPlain ? "" : lineEnd) +
-                (i == bad ? random.of(malformed) + lineEnd : "") + properties[i].first + blank() +
-                "=" + blank() + '"' + properties[i].second + '"' + comment() + lineEnd;
+        Text const badLine =
+            random.percent(50) ? random.of(malformed) : "k" + random.bytes(1) + "y=\"v\"";
+        text += comment() + (isPlain ? "" : lineEnd) + (i == bad ? badLine + lineEnd : "") +
+                properties[i].first + blank() + "=" + blank() + '"' + properties[i].second + '"' +
+                comment() + lineEnd;
     }
     if (random.percent(6)) {
         text.resize(random.percent(50) ? random.below(text.size()) : text.size() - lineEnd.size());
