@@ -416,9 +416,9 @@ Bytes littleEndian(uint64_t value, std::size_t size) {
     return {reinterpret_cast<const char*>(&value), size};
 }
 
-Upgrade upgrade(const Files& before, bool isMounted) {
+Upgrade upgrade(Files before, bool isMounted) {
     Run run;
-    run.files = before;
+    run.files = std::move(before);
     run.all(isMounted);
     return run;
 }

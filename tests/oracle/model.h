@@ -70,6 +70,6 @@ struct Upgrade {
 
 // The whole run, given all files of the three volumes; of files that hold neither configuration nor
 // defaults the first 64 bytes suffice.
-Upgrade upgrade(const Files& before, bool isMounted);
+Upgrade upgrade(Files before, bool isMounted);
 
 } // namespace oracle
