@@ -169,17 +169,25 @@ Text written(Random& random, const Properties& properties) {
     constexpr const char* comments[] = {"", "", "# a \"comment\" = 1", "#"};
     Text const lineEnd = random.percent(15) ? "\r\n" : "\n";
     std::size_t const bad = random.below(properties.size() * 10);
-    Text text;
+    std::ostringstream lines;
     for (std::size_t i = 0; i < properties.size(); ++i) {
-        bool const isPlain = random.percent(90);
-        auto const blank = [&] { return Text(isPlain ? " " : random.of(blanks)); };
-        auto const comment = [&] { return Text(isPlain ? "" : blank() + random.of(comments)); };
-        Text const badLine =
-            random.percent(50) ? random.of(malformed) : "k" + random.bytes(1) + "y=\"v\"";
-        text += comment() + (isPlain ? "" : lineEnd) + (i == bad ? badLine + lineEnd : "") +
-                properties[i].first + blank() + "=" + blank() + '"' + properties[i].second + '"' +
-                comment() + lineEnd;
+        if (i == bad) {
+            lines << (random.percent(50) ? random.of(malformed) : "k" + random.bytes(1) + "y=\"v\"")
+                  << lineEnd;
+        }
+        auto const& [key, value] = properties[i];
+        if (random.percent(90)) {
+            lines << key << " = \"" << value << '"' << lineEnd;
+        } else {
+            auto const comment = [&] { lines << random.of(blanks) << random.of(comments); };
+            comment();
+            lines << lineEnd << random.of(blanks) << key << random.of(blanks) << '='
+                  << random.of(blanks) << '"' << value << '"';
+            comment();
+            lines << lineEnd;
+        }
     }
+    Text text = lines.str();
     if (random.percent(6)) {
         text.resize(random.percent(50) ? random.below(text.size()) : text.size() - lineEnd.size());
     } else if (random.percent(3)) {
