@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -34,7 +35,8 @@ int runOnBlade(const std::filesystem::path& state) {
     try {
         blade.emplace(sim::enterBlade({state, {}}));
     } catch (const std::exception& error) {
-        std::printf("SKIPPED: blade_test needs a simulated blade: %s\n", error.what());
+        std::printf("SKIPPED: %s needs a simulated blade: %s\n", program_invocation_short_name,
+                    error.what());
         return skipped;
     }
     ::umount(config);

@@ -1,0 +1,409 @@
+// Random upgrades, each held against the model byte by byte.
+//
+// ORACLE_UPGRADES and ORACLE_SEED say how many and which. A difference names the seed of its chain
+// of upgrades, with which the chain runs again.
+#include "tests/blade_files.h"
+#include "tests/oracle/model.h"
+
+#include "upgrade/driver.h"
+
+#include <vxblade/pmgr.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <string>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using oracle::Files;
+using Text = oracle::Bytes;
+
+namespace {
+bool isMounted = true;
+}
+
+// What the driver asks of a shell and of the devices: in this process, without either, thousands of
+// upgrades take seconds.
+extern "C" {
+int __wrap_system(const char* command) {
+    std::istringstream words(command);
+    std::array<std::string, 4> word;
+    words >> word[0] >> word[1] >> word[2] >> word[3];
+    if (word[0] == "cp") {
+        fs::copy_file(word[1], word[2], fs::copy_options::overwrite_existing);
+    } else if (word[0] == "mv") {
+        EXPECT_TRUE(word[3].starts_with(oracle::sequenceFile + "."));
+        fs::rename(word[2], oracle::movedAside);
+    }
+    return word[0] == "mount" && !isMounted ? 0x100 : 0;
+}
+int __wrap_initGpDevice() {
+    return -1;
+}
+int __wrap_vhnor_init() {
+    return -1;
+}
+}
+
+namespace {
+
+class Random {
+  public:
+    explicit Random(uint64_t seed) : engine(seed) {}
+    std::size_t below(std::size_t end) { return engine() % end; }
+    bool percent(unsigned chance) { return below(100) < chance; }
+    const auto& of(const auto& choices) { return choices[below(std::size(choices))]; }
+    Text bytes(std::size_t size) {
+        Text text;
+        while (text.size() < size) {
+            text += oracle::littleEndian(engine(), 8);
+        }
+        return text.substr(0, size);
+    }
+
+    std::mt19937_64 engine;
+};
+
+// --- Personality files.
+
+// clang-format off
+const char* const oddNumbers[] = {
+    "", " ", "-1", "+7", "- 1", "0x10", "12abc", "abc", "1e3", "\t5", "\n5", "5 6", "007", "--1",
+    "+-1", "1.5", "\v3", "\f4", "-0", "-256", "127", "128", "255", "256", "257", "300", "65535",
+    "65536", "70000", "2147483648", "4294967295", "4294967296", "4294967297", "-4294967295",
+    "9223372036854775808", "18446744073709551615", "18446744073709551616", "-18446744073709551616",
+    "99999999999999999999999", "+", "1\r", "0000000000000000000000003"};
+const char* const addresses[] = {
+    "10.0.0.1", "10.0.0.2", "192.168.1.255", "1.2", "1..2", "300.1.1.1", "-1.2.3.4", " 1. 2.3.4",
+    "1 .2.3.4", "a.b.c.d", "", "1.2.3.4.5", "+1.2.3.4x", "9223372036854775808.1.1.1", "\n1.2.3.4",
+    "-9223372036854775809.1.1.1", "4294967297.2.3.4", "0x1.2.3.4"};
+const char* const malformed[] = {
+    "key = value", "key : \"v\"", "key = \"v\" extra", "\"key\" = \"v\"", "key \n= \"v\"",
+    "key = \n\"v\"", "= \"v\"", "[section]", "key", "k = \"a\\\"b\"", "k = \"v\" l = \"w\"",
+    "key = 'v'", "key = \"v\"\"\"", "\f"};
+// Keys that come near to a setting's; a sample holds those that are read for nothing.
+const char* const otherKeys[] = {
+    "config.bridge.BridgeModeX", "config.bridge.bridgeMode", "config.bridge.", "config.bridge",
+    "config.bridge.config.bridge.BridgeMode", "Config.cli.BridgeCliTimeout", "-._",
+    "config.port.is.10.PortNumber", "config.port.is.01.PortNumber", "config.port.is.4.PortNumber",
+    "config.port.is.1.0.PortNumber", "config.port.is..PortNumber", "config.port.is.-1.PortNumber",
+    "config.port.fc.6.LoginTimeout", "config.port.gi.0.Ipv6Enabled", "config.port.gi.1.PortState",
+    "config.port.gi.2.FwOptions", "config.hostgroup.4.Flags", "properties.file.versions"};
+// clang-format on
+
+using Property = std::pair<std::string, Text>;
+using Properties = std::vector<Property>;
+
+Text randomText(Random& random, std::size_t size) {
+    constexpr std::size_t lengths[] = {0, 1, 5, 10, 254, 255, 256, 257, 1200};
+    std::size_t const length = random.percent(50) ? size - 2 + random.below(4) : random.of(lengths);
+    Text text = random.percent(80) ? Text(length, random.of(std::string_view("aAbB")))
+                                   : random.bytes(length);
+    std::erase(text, '\0');
+    std::erase(text, '"');
+    return text;
+}
+
+Text randomValue(Random& random, const std::string& key) {
+    auto const found = std::ranges::lower_bound(oracle::settings(), key, {}, &oracle::Setting::key);
+    bool const isSetting = found != oracle::settings().end() && found->key == key;
+    oracle::Field const field = isSetting ? found->field : oracle::Field{"", 0, 1};
+    return field.kind == oracle::Kind::text      ? randomText(random, field.size)
+           : field.kind == oracle::Kind::address ? random.of(addresses)
+           : key.starts_with("properties.")      ? randomText(random, 16)
+           : random.percent(60)                  ? std::to_string(random.below(4))
+           : random.percent(60) ? std::to_string(random.below(size_t{1} << (8 * field.size)))
+                                : random.of(oddNumbers);
+}
+
+// Some of a sample's.
+Properties firstProperties(Random& random) {
+    static Bytes const sample = readBytes(SAMPLES "/personality-5.2.1.cfg");
+    static oracle::Defaults const all = oracle::parse(Text(sample.begin(), sample.end()));
+    unsigned const share = random.of(std::array{2U, 4U, 6U, 8U, 12U, 20U, 30U, 90U});
+    Properties properties(all.begin(), all.end());
+    std::erase_if(properties, [&](const Property& property) {
+        return !property.first.starts_with("properties.") && !random.percent(share);
+    });
+    return properties;
+}
+
+// The next firmware's: some values are others or spelled in another way; keys come, go, come twice.
+void change(Random& random, Properties& properties) {
+    auto const anywhere = [&] {
+        return properties.begin() + static_cast<long>(random.below(properties.size()));
+    };
+    unsigned const share = random.of(std::array{3U, 25U, 75U});
+    for (auto& [key, value] : properties) {
+        if (random.percent(key == "properties.file.version" ? 97 : share)) {
+            value = random.percent(80)   ? randomValue(random, key)
+                    : random.percent(50) ? " " + value
+                                         : value + "z";
+        }
+    }
+    for (std::size_t i = random.below(6); i > 0; --i) {
+        std::string const key = random.percent(70)   ? random.of(oracle::settings()).key
+                                : random.percent(70) ? anywhere()->first
+                                : random.percent(90) ? random.of(otherKeys)
+                                                     : std::string(254 + random.below(3), 'k');
+        properties.insert(anywhere(), {key, randomValue(random, key)});
+        if (random.percent(30)) {
+            properties.erase(anywhere());
+        }
+    }
+    if (random.percent(15)) {
+        std::ranges::shuffle(properties, random.engine);
+    }
+}
+
+Text written(Random& random, const Properties& properties) {
+    constexpr const char* blanks[] = {"", " ", "\t", " \r", "  "};
+    constexpr const char* comments[] = {"", "", "# a \"comment\" = 1", "#"};
+    Text const lineEnd = random.percent(15) ? "\r\n" : "\n";
+    std::size_t const bad = random.below(properties.size() * 10);
+    std::ostringstream lines;
+    for (std::size_t i = 0; i < properties.size(); ++i) {
+        if (i == bad) {
+            lines << (random.percent(50) ? random.of(malformed) : "k" + random.bytes(1) + "y=\"v\"")
+                  << lineEnd;
+        }
+        auto const& [key, value] = properties[i];
+        if (random.percent(90)) {
+            lines << key << " = \"" << value << '"' << lineEnd;
+        } else {
+            auto const comment = [&] { lines << random.of(blanks) << random.of(comments); };
+            comment();
+            lines << lineEnd << random.of(blanks) << key << random.of(blanks) << '='
+                  << random.of(blanks) << '"' << value << '"';
+            comment();
+            lines << lineEnd;
+        }
+    }
+    Text text = lines.str();
+    if (random.percent(6)) {
+        text.resize(random.percent(50) ? random.below(text.size()) : text.size() - lineEnd.size());
+    } else if (random.percent(3)) {
+        text[random.below(text.size())] = '\0';
+    }
+    return text;
+}
+
+// --- The volumes.
+
+// What `work` writes to a descriptor, kept in memory: a temporary file would take most of the time.
+Text outputOf(int fd, const std::function<void()>& work) {
+    std::fflush(nullptr);
+    int const memory = ::memfd_create("output", 0);
+    int const before = ::dup(fd);
+    ::dup2(memory, fd);
+    work();
+    std::fflush(nullptr);
+    ::dup2(before, fd);
+    ::close(before);
+    Text text(static_cast<std::size_t>(::lseek(memory, 0, SEEK_END)), '\0');
+    EXPECT_EQ(::pread(memory, text.data(), text.size(), 0), static_cast<long>(text.size()));
+    ::close(memory);
+    return text;
+}
+
+void put(const std::string& path, const Text& bytes) {
+    writeBytes(path, Bytes(bytes.begin(), bytes.end()));
+}
+
+Files allFiles() {
+    constexpr std::size_t largest = 50000; // larger ones are not an upgrade's business
+    Files files;
+    for (const char* const volume : {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"}) {
+        for (fs::directory_entry const& entry : fs::directory_iterator(volume)) {
+            std::string const path = entry.path();
+            Text bytes(entry.file_size() < largest ? entry.file_size() : 64, '\0');
+            std::FILE* const file = std::fopen(path.c_str(), "rb");
+            bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
+            std::fclose(file);
+            files[path] = bytes;
+        }
+    }
+    return files;
+}
+
+// Does the work while a part of a header is zero, or the whole file is missing.
+void withDamage(Random& random, const auto& work) {
+    constexpr int files[] = {1, 1, 4, 8, 16, 20, 32};
+    constexpr long places[] = {0, 4, 8, 12, 16, 28}; // at some nobody looks
+    std::string const path = primary(random.of(files));
+    Bytes const before = readBytes(path);
+    Bytes damaged = before;
+    std::fill_n(damaged.begin() + random.of(places), 4, 0);
+    writeBytes(path, damaged);
+    if (random.percent(20) && path != primary(32)) { // this one is made where it is missing
+        fs::remove(path);
+    }
+    work();
+    writeBytes(path, before);
+    fs::remove(oracle::movedAside);
+}
+
+// Gives a share of the settings a value: mostly the default.
+void disturb(Random& random, const oracle::Defaults& defaults, unsigned share, Files& live) {
+    for (oracle::Setting const& setting : oracle::settings()) {
+        if (!random.percent(share)) {
+            continue;
+        }
+        Text value = oracle::convert(setting.field, defaults, setting.key);
+        if (random.percent(20)) {
+            value = oracle::convert(setting.field, {{"", randomValue(random, setting.key)}}, "");
+        } else if (random.percent(3)) {
+            value = random.bytes(value.size());
+        } else if (setting.field.kind == oracle::Kind::text && random.percent(30)) {
+            std::size_t const end = value.find('\0') + 1; // what is behind it does not count
+            value.replace(end, value.npos, random.bytes(value.size() - end));
+        }
+        oracle::writeAt(live[setting.path], setting.offset, value);
+    }
+    put(oracle::configFile, live[oracle::configFile]);
+    put(oracle::hostGroupFile, live[oracle::hostGroupFile]);
+}
+
+// A store after years of use: what no field holds is anything. Mirrors and small files may be
+// anything too, and are missing at times.
+void makeLive(Random& random, Files live, const Text& defaults) {
+    for (auto& [path, bytes] : live) {
+        constexpr std::size_t checked = 20; // of the header
+        bytes.replace(checked, bytes.npos, random.bytes(bytes.size() - checked));
+    }
+    disturb(random, oracle::parse(defaults), 100, live);
+    constexpr std::size_t sizes[] = {64, 64, 64, 64, 64, 64, 70, 0, 1, 63};
+    Text& sequence = live[oracle::sequenceFile] = random.bytes(random.of(sizes));
+    if (sequence.size() >= 64 && random.percent(30)) {
+        oracle::writeAt(sequence, 20, Text(random.of(std::array{4U, 8U}), '\xFF'));
+    }
+    for (auto const& [path, bytes] : Files(live)) {
+        live[oracle::mirrorOf(path)] =
+            random.percent(70) ? bytes : random.bytes(random.below(bytes.size() + 100));
+    }
+    live[oracle::bitmapFile] = random.bytes(8);
+    for (const char* const name : {"telnet.cfg", "ssh.cfg", "ftp.cfg"}) {
+        live["/mnt/nand1/" + std::string(name)] = "as the user likes it";
+    }
+    for (std::string const& path : oracle::savedFiles) {
+        live[path] = defaults;
+    }
+    for (auto const& [path, bytes] : live) {
+        fs::remove(path);
+        if (path == oracle::configFile || path == oracle::hostGroupFile || random.percent(90)) {
+            put(path, bytes);
+        }
+    }
+}
+
+// --- The comparison.
+
+// The first difference in a file, with the settings in which it lies; empty where there is none.
+std::string difference(const std::string& path, const Text& expected, const Text& actual) {
+    if (expected == actual) {
+        return "";
+    }
+    auto const offset =
+        static_cast<std::size_t>(std::ranges::mismatch(expected, actual).in1 - expected.begin());
+    auto const at = [&](const Text& bytes) {
+        return offset < bytes.size() ? std::to_string(static_cast<unsigned char>(bytes[offset]))
+                                     : "no byte";
+    };
+    std::string text =
+        "at " + std::to_string(offset) + ": expected " + at(expected) + ", found " + at(actual);
+    for (oracle::Setting const& setting : oracle::settings()) {
+        if (oracle::mirrorOf(path) == oracle::mirrorOf(setting.path) && setting.offset <= offset &&
+            offset < setting.offset + setting.field.size) {
+            text += ", " + setting.key;
+        }
+    }
+    return text;
+}
+
+void compare(const Files& expected, const Files& actual) {
+    for (auto const& [path, bytes] : expected) {
+        auto const found = actual.find(path);
+        if (found == actual.end()) {
+            ADD_FAILURE() << path << " is missing";
+        } else if (bytes != oracle::anything) {
+            EXPECT_EQ(difference(path, bytes, found->second), "") << path;
+        }
+    }
+    for (auto const& [path, bytes] : actual) {
+        EXPECT_TRUE(expected.contains(path)) << path << " has come to be";
+    }
+}
+
+struct Oracle : BladeTest {
+    void upgrade(Random& random) {
+        isMounted = !random.percent(1);
+        oracle::Upgrade const expected = oracle::upgrade(std::move(files), isMounted);
+        Text errors;
+        EXPECT_EQ(outputOf(1, [&] { errors = outputOf(2, vx::runUpgrade); }), expected.output);
+        EXPECT_EQ(errors, expected.errors);
+        close_all_files();
+        files = allFiles();
+        compare(expected.files, files);
+        decided += expected.decided;
+        moved += expected.moved;
+    }
+
+    Files files; // as they are now
+    long decided = 0;
+    long moved = 0;
+};
+
+unsigned long setting(const char* name, unsigned long otherwise) {
+    const char* const text = std::getenv(name);
+    return text != nullptr ? std::strtoul(text, nullptr, 10) : otherwise;
+}
+
+TEST_F(Oracle, RandomUpgrades) {
+    constexpr int inARow = 4; // on one store
+    unsigned long const upgrades = setting("ORACLE_UPGRADES", ORACLE_UPGRADES);
+    unsigned long done = 0;
+    makeStore();
+    for (fs::directory_entry const& entry : fs::directory_iterator("/mnt/nand2")) {
+        fs::remove(entry);
+    }
+    fs::resize_file(primary(4), 64); // the devices' 512 records: no setting, and much of the time
+    fs::current_path("/mnt/nand0");
+    Files const all = allFiles();
+    Files const made = {*all.find(oracle::configFile), *all.find(oracle::hostGroupFile)};
+    for (uint64_t seed = setting("ORACLE_SEED", 1); done < upgrades && !HasFailure(); ++seed) {
+        Random random(seed);
+        Properties properties = firstProperties(random);
+        change(random, properties);
+        Text text = written(random, properties);
+        makeLive(random, made, text);
+        files = allFiles();
+        for (int i = 0; i < inARow && !HasFailure(); ++i, ++done) {
+            SCOPED_TRACE("ORACLE_SEED=" + std::to_string(seed) + ", upgrade " + std::to_string(i));
+            disturb(random, oracle::parse(text), 5, files); // what a user changes meanwhile
+            change(random, properties);
+            text = random.percent(1) ? "" : written(random, properties);
+            put(oracle::newFile, files[oracle::newFile] = text);
+            if (random.percent(2)) {
+                withDamage(random, [&] {
+                    files = allFiles();
+                    upgrade(random);
+                });
+                files = allFiles();
+            } else {
+                upgrade(random);
+            }
+        }
+    }
+    std::printf("%lu upgrades, %ld fields decided, %ld moved\n", done, decided, moved);
+    RecordProperty("fields_decided", std::to_string(decided));
+}
+
+} // namespace
