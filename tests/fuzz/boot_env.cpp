@@ -37,13 +37,6 @@ void setFlash(const Bytes& bytes) {
     require(::pwrite(vhnor_drv, bytes.data(), bytes.size(), 0) == flashSize, "the flash is there");
 }
 
-void writeFile(const char* path, std::string_view text) {
-    int const fd = ::open(path, O_RDWR | O_CREAT, 0644);
-    require(::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()),
-            "a file can be made");
-    ::close(fd);
-}
-
 // Gives the texts from `start` on the CRC of a copy of `size` bytes.
 void seal(Bytes& bytes, std::size_t start, std::size_t size) {
     size = std::clamp(size, textsOffset, flashSize - start);
@@ -141,7 +134,7 @@ extern "C" int __wrap_ioctl(int /*fd*/, unsigned long request, ...) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::removeBladeFiles();
     if (vhnor_drv < 0) {
-        writeFile("/dev/mtd0", "");
+        fuzz::writeFile("/dev/mtd0", "");
         require(vhnor_init() == 0, "the flash can be opened");
     }
     fuzz::Input input(data, size);
@@ -152,7 +145,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     applyEdits(input, bytes);
     setFlash(bytes);
     if (!places.empty()) {
-        writeFile("/etc/fw_env.config", places);
+        fuzz::writeFile("/etc/fw_env.config", places);
     }
     bool const isLoaded = vornhal_init_env(0) == 0;
     require(flash() == bytes, "loading writes nothing");

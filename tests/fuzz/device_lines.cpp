@@ -6,10 +6,6 @@
 
 #include <array>
 #include <cstring>
-#include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 using fuzz::require;
 
@@ -17,14 +13,6 @@ namespace {
 
 constexpr const char* listPath = "/proc/devices";
 constexpr std::size_t longestName = 90; // that is whole in a line, whatever stands around it
-
-void writeList(std::string_view text) {
-    fuzz::removeBladeFiles();
-    int const fd = ::open(listPath, O_RDWR | O_CREAT, 0644);
-    require(::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()),
-            "a file can be made");
-    ::close(fd);
-}
 
 // The name that a line holds for a driver, behind at most four digits.
 void checkLine(char* line) {
@@ -60,17 +48,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int const capacity = static_cast<int8_t>(input.byte());
     std::string const name = input.text();
     std::string const list(input.rest());
-    writeList(list);
+    fuzz::writeFile(listPath, list);
     checkLines(list.size(), capacity);
     for (int const type : {DEVICE_CHARACTER, DEVICE_BLOCK}) {
         uint32_t const number = getMajor(name.c_str(), type);
         require(number <= 9999, "a number has four digits");
         if (number != 0 && name.size() < longestName) {
             // As the kernel prints it.
-            writeList((type == DEVICE_CHARACTER ? "Character devices:\n" : "Block devices:\n") +
-                      std::to_string(number) + " " + name + "\n");
+            fuzz::writeFile(
+                listPath, (type == DEVICE_CHARACTER ? "Character devices:\n" : "Block devices:\n") +
+                              std::to_string(number) + " " + name + "\n");
             require(getMajor(name.c_str(), type) == number, "a printed driver is found");
-            writeList(list);
+            fuzz::writeFile(listPath, list);
         }
     }
     return 0;

@@ -1,5 +1,7 @@
 #include "tests/fuzz/memory_files.h"
 
+#include "tests/fuzz/fuzz.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
@@ -45,6 +47,13 @@ void fuzz::removeBladeFiles() {
         ::close(fd);
     }
     files.clear();
+}
+
+void fuzz::writeFile(const char* path, std::string_view content) {
+    int const fd = ::open(path, O_RDWR | O_CREAT | O_TRUNC, 0644);
+    require(::write(fd, content.data(), content.size()) == static_cast<ssize_t>(content.size()),
+            "a file can be made");
+    ::close(fd);
 }
 
 extern "C" {

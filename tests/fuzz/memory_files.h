@@ -7,8 +7,12 @@
 // system log.
 #pragma once
 
+#include <string_view>
+
 namespace fuzz {
 
 void removeBladeFiles();
+// Makes a file, in place of one that is there.
+void writeFile(const char* path, std::string_view content);
 
 } // namespace fuzz

@@ -10,9 +10,6 @@
 #include <array>
 #include <cstring>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 using fuzz::require;
 
 namespace {
@@ -100,40 +97,26 @@ void checkRoute6(std::string_view text) {
 
 void checkAddress(std::string_view text) {
     auto const address = vx::parseInet6Address(text);
+    std::size_t const digits =
+        std::min(text.find_first_not_of("0123456789abcdefABCDEF"), text.size());
+    require(address.has_value() == (digits >= vx::inet6Digits), "an address has its digits");
     if (address) {
         auto const again = vx::parseInet6Address(hexOf(address->data()));
         require(again == address, "a printed address is parsed alike");
     }
 }
 
-void writeFile(const char* path, std::string_view text) {
-    int const fd = ::open(path, O_RDWR | O_CREAT, 0644);
-    require(::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()),
-            "a file can be made");
-    ::close(fd);
-}
-
-void checkTables(std::string_view text) {
+// Whole tables, through the readers of fixed lines.
+void readTables(std::string_view text) {
     for (const char* const path :
          {"/proc/net/route", "/proc/net/if_inet6", "/proc/net/ipv6_route"}) {
-        writeFile(path, text);
+        fuzz::writeFile(path, text);
     }
-    for (const char* const name : {"eth0", "lo", ""}) {
-        uint32_t const gateway = VXNetGetGateway(name);
-        require(gateway == VXNetGetGateway(name), "a gateway is found alike every time");
-        require(*name != '\0' || gateway == 0, "an empty name names no interface");
-        uint8_t address[16];
-        require(VXNetGetGateway6(name, address) == 0, "the table can be opened");
-    }
-    auto port = untouched<PortParams>();
-    require(VXNetGetActualIpv6Data(&port) == 0, "the table can be opened");
-    auto const* const bytes = reinterpret_cast<const uint8_t*>(&port);
-    constexpr std::size_t addresses = offsetof(PortParams, IpAddr_ipv60);
-    constexpr std::size_t addressesEnd = addresses + 3 * 16;
-    auto const isUntouched = [](uint8_t byte) { return byte == 0xA5; };
-    require(std::all_of(bytes, bytes + addresses, isUntouched) &&
-                std::all_of(bytes + addressesEnd, bytes + sizeof port, isUntouched),
-            "nothing but the addresses changes");
+    PortParams port{};
+    uint8_t gateway[16];
+    (void)VXNetGetGateway("eth0");
+    require(VXNetGetGateway6("eth0", gateway) == 0 && VXNetGetActualIpv6Data(&port) == 0,
+            "a table of any content can be read");
 }
 
 } // namespace
@@ -146,7 +129,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     checkInterfaceFields(text);
     checkRoute6(trimmed);
     checkAddress(text);
-    fuzz::removeBladeFiles();
-    checkTables(text);
+    readTables(text);
     return 0;
 }

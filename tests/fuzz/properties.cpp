@@ -79,7 +79,10 @@ void checkPass(PropertiesHandle handle, const std::vector<Property>& properties)
             return;
         }
         require(pass.key() == property.key, "a pass visits the properties in order");
-        require(pass.value() == property.value.substr(0, bufferSize - 1), "with their values");
+        std::string value = property.value.substr(0, bufferSize - 1);
+        value.resize(bufferSize);
+        require(std::string_view(pass.value(), bufferSize) == value,
+                "with their values, and zeros behind them");
     }
     require(!pass.next(), "and ends where parsing ends");
 }
