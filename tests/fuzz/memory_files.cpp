@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <string>
 #include <string_view>
@@ -63,6 +64,7 @@ FILE* __real_fopen64(const char* path, const char* mode);
 int __real_stat64(const char* path, struct stat* status);
 int __real_unlink(const char* path);
 int __real_rename(const char* from, const char* to);
+int __real_system(const char* command);
 
 int __wrap_open64(const char* path, int flags, ...) {
     if (!isOnBlade(path)) {
@@ -131,7 +133,11 @@ int __wrap_rename(const char* from, const char* to) {
     return 0;
 }
 
+// Commands that do not speak of the blade's volumes are libFuzzer's own.
 int __wrap_system(const char* command) {
+    if (std::strstr(command, "/mnt/nand") == nullptr) {
+        return __real_system(command);
+    }
     char from[128];
     char to[128];
     if (std::sscanf(command, "mv -f %127s %127s", from, to) == 2) {

@@ -123,6 +123,7 @@ constexpr int (*numberedReaders[])(PropertiesHandle, int) = {
     readDefaultPassword,     readDefaultHostGroupConfigInfo, readDefaultIsConfigInfo,
     readDefaultFcConfigInfo, readDefaultGigeConfigInfo,      readDefaultPcieConfigInfo,
 };
+
 // The bytes of the tables that the readers fill.
 std::string tables() {
     std::string bytes;
