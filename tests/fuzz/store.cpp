@@ -153,7 +153,11 @@ void checkRegistration() {
 }
 
 void readFurtherFiles() {
-    (void)ReadRegisteredClientInfo();
+    bool const isLoaded = ReadRegisteredClientInfo() == 0;
+    PsstHeader header{};
+    require(!isLoaded || (ReadHeader(&header, PSST_REGISTERED_CLIENTS) == 0 &&
+                          vx::isValidHeader(header, PSST_REGISTERED_CLIENTS)),
+            "what is loaded has a good header");
     checkRegistration();
     checkCounts(RegisteredClients, PSST_LIST_REGISTERED_CLIENTS);
     (void)ReadCacheStorePhysDrvInfo();
