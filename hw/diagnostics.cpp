@@ -13,7 +13,7 @@ namespace {
 
 using Message = std::array<char, 512>;
 
-Message formatted(const char* format, va_list values) {
+[[gnu::format(printf, 1, 0)]] Message formatted(const char* format, va_list values) {
     Message message{};
     std::vsnprintf(message.data(), message.size(), format, values);
     return message;

@@ -21,6 +21,7 @@ need_packages() {
 }
 package_log=$(mktemp)
 build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest-dev libbenchmark-dev)
+fuzz_packages=(cmake ninja-build clang libclang-rt-14-dev)
 board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev g++-arm-linux-gnueabihf qemu-system-arm
   device-tree-compiler cpio xz-utils libubootenv-tool)
 figures_packages=(zlib1g libinih1 git diffutils hyperfine valgrind strace qemu-user g++-arm-linux-gnueabihf)
