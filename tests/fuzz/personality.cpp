@@ -56,56 +56,30 @@ constexpr Section sections[] = {
     {"config.snmp.Traps.0.", trap, sizeof(SnmpTrap)},
 };
 
-// A record between bytes that nothing may change.
-class GuardedRecord {
-  public:
-    GuardedRecord(PropertiesHandle handle, const Section& section)
-        : bytes_(section.recordSize + 2 * guardSize, guard) {
-        std::fill(begin(), bytes_.end() - guardSize, '\0');
-        vx::loadFields(handle, section.prefix, section.groups, record());
-        auto const isGuard = [](char byte) { return byte == guard; };
-        require(std::all_of(bytes_.begin(), begin(), isGuard) &&
-                    std::all_of(bytes_.end() - guardSize, bytes_.end(), isGuard),
-                "a reader stays within its record");
-    }
-    void* record() { return bytes_.data() + guardSize; }
-    bool operator==(const GuardedRecord&) const = default;
+// A section's record, at whose ends the address sanitizer watches.
+using Record = std::vector<char>;
 
-  private:
-    static constexpr std::ptrdiff_t guardSize = 64;
-    static constexpr char guard = '\xA5';
-    std::vector<char>::iterator begin() { return bytes_.begin() + guardSize; }
-    std::vector<char> bytes_;
-};
-
-void checkTexts(const Section& section, void* record) {
-    for (const FieldGroup group : section.groups) {
-        for (const vx::Field& field : group) {
-            auto const* const text = static_cast<const char*>(record) + field.offset;
-            require(field.conversion != vx::Conversion::text || text[field.size - 1] == '\0',
-                    "a text is terminated");
-        }
-    }
+Record load(PropertiesHandle handle, const Section& section) {
+    Record record(section.recordSize);
+    vx::loadFields(handle, section.prefix, section.groups, record.data());
+    return record;
 }
 
 void checkSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile) {
-    GuardedRecord oldDefaults(oldFile, section);
-    GuardedRecord newDefaults(newFile, section);
-    require(oldDefaults == GuardedRecord(oldFile, section), "a text is read alike every time");
-    checkTexts(section, oldDefaults.record());
-
-    GuardedRecord live = newDefaults;
-    require(!vx::mergeFields(section.groups, oldDefaults.record(), oldDefaults.record(),
-                             live.record()) &&
-                live == newDefaults,
+    Record const oldDefaults = load(oldFile, section);
+    Record const newDefaults = load(newFile, section);
+    require(oldDefaults == load(oldFile, section), "a text is read alike every time");
+    auto const merge = [&section](const Record& from, const Record& to, Record& live) {
+        return vx::mergeFields(section.groups, from.data(), to.data(), live.data());
+    };
+    Record live = newDefaults;
+    require(!merge(oldDefaults, oldDefaults, live) && live == newDefaults,
             "equal defaults move nothing");
     live = oldDefaults;
-    bool const moved =
-        vx::mergeFields(section.groups, oldDefaults.record(), newDefaults.record(), live.record());
-    require(moved || live == oldDefaults, "what moves is reported");
+    require(merge(oldDefaults, newDefaults, live) || live == oldDefaults, "what moves is reported");
     for (const FieldGroup group : section.groups) {
         for (const vx::Field& field : group) {
-            require(vx::fieldsEqual(field, live.record(), newDefaults.record()),
+            require(vx::fieldsEqual(field, live.data(), newDefaults.data()),
                     "untouched defaults become the new ones");
         }
     }
