@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// True where all that a test can do is asked for, which takes hours: RELIABILITY=long.
+// True where all that a test can do is asked for, which takes half an hour: RELIABILITY=long.
 [[nodiscard]] bool longRun();
 
 // At most `count` of what could be tried, by a fixed seed, in order; everything for `everything`.
