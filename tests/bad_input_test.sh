@@ -24,20 +24,16 @@ spoil() { # spoil KIND PATH
   rm -rf "$2"
   case $1 in
   missing) ;;
-  empty) : >"$2" ;;
   binary) binary >"$2" ;;
-  truncated) head -c 9000 "$new" >"$2" ;;
   folder) mkdir "$2" ;;
   gigantic) truncate -s 5G "$2" ;;
-  one-line) tr -d '\n' <"$new" >"$2" ;;
   long-line) printf '%s = "%s"\n' "$(head -c 100000 /dev/zero | tr '\0' k)" "$(head -c 100000 /dev/zero | tr '\0' v)" >"$2" ;;
-  repeated) cat "$new" "$new" "$new" >"$2" ;;
   unreadable) cp "$new" "$2"; chmod 0 "$2" ;;
   esac
 }
 new_store "$old"
 cp -r "$state" "$work/good"
-for kind in missing empty binary truncated folder gigantic one-line long-line repeated unreadable; do
+for kind in missing binary folder gigantic long-line unreadable; do
   for place in "$firmware" "$saved"; do
     rm -rf "$state"
     cp -r "$work/good" "$state"
@@ -48,25 +44,19 @@ for kind in missing empty binary truncated folder gigantic one-line long-line re
   done
 done
 
-# --- The store's record files, each in turn.
+# --- Where a record file should be, in turn: no file, one that cannot be read, a folder.
 for file in "$work"/good/nand1/*; do
-  for kind in missing empty short type version unwritable folder; do
-    rm -rf "$state/nand0" "$state/nand1/$(basename "$file")"
-    cp -r "$work/good/nand0" "$state/nand0"
-    target=$state/nand1/$(basename "$file")
-    case $kind in
-    missing) ;;
-    empty) : >"$target" ;;
-    short) head -c 100 "$file" >"$target" ;;
-    type) { head -c 16 "$file"; printf '\143'; tail -c +18 "$file"; } >"$target" ;;
-    version) { printf '\014'; tail -c +2 "$file"; } >"$target" ;;
-    unwritable) cp "$file" "$target"; chmod 0 "$target" ;;
-    folder) mkdir "$target" ;;
-    esac
+  target=$state/nand1/$(basename "$file")
+  for spoil in true 'chmod 0' mkdir; do
+    rm -rf "$state/nand0"
+    cp -r "$work/good/nand0" "$state"
+    cp "$work"/good/nand1/brapp_{config.bin,seqno.cfg} "$state/nand1"
+    [ "$spoil" = 'chmod 0' ] || rm "$target"
+    $spoil "$target"
     cp "$new" "$firmware"
-    survives "$kind $(basename "$file")"
-    rm -rf "$target" && cp "$file" "$target"
-    cp "$work/good/nand1/brapp_config.bin" "$work/good/nand1/brapp_seqno.cfg" "$state/nand1/"
+    survives "$spoil $(basename "$file")"
+    rm -rf "$target"
+    cp "$file" "$target"
   done
 done
 

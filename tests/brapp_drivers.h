@@ -11,8 +11,6 @@
 
 #include <fcntl.h>
 
-extern int closeErrno; // where not 0: what errno is after a close
-
 // Each test starts with both devices open and drivers that accept everything.
 class DriversTest : public DeviceTest {
   protected:

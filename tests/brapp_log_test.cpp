@@ -4,16 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstring>
 #include <functional>
 #include <iterator>
 
-int closeErrno = 0;
-
 namespace {
 
-bool fcntlFails = false;
 bool readsPayloads = false;
 Bytes payload; // of the last log record, read while its sender still had it
 
@@ -21,27 +17,7 @@ Bytes payload; // of the last log record, read while its sender still had it
 
 extern "C" {
 
-int __real_close(int fd);
-int __real_fcntl64(int fd, int command, ...);
 int __real_XBMGT_WriteLog(void* record);
-
-int __wrap_close(int fd) {
-    int const result = __real_close(fd);
-    errno = closeErrno != 0 ? closeErrno : errno;
-    return result;
-}
-
-int __wrap_fcntl64(int fd, int command, ...) {
-    va_list arguments;
-    va_start(arguments, command);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
-    if (fcntlFails && command == F_SETFD) {
-        errno = EPERM;
-        return -1;
-    }
-    return __real_fcntl64(fd, command, argument);
-}
 
 int __wrap_XBMGT_WriteLog(void* record) {
     if (readsPayloads) {
@@ -65,7 +41,7 @@ class BridgeApp : public DriversTest {
     }
     void TearDown() override {
         testing::internal::GetCapturedStdout();
-        readsPayloads = fcntlFails = false;
+        readsPayloads = false;
         DriversTest::TearDown();
     }
     static std::string printed() {
@@ -95,29 +71,15 @@ TEST_F(BridgeApp, OpensOnce) {
     EXPECT_EQ(errno, EBADF);
 }
 
-TEST_F(BridgeApp, OpensWithoutCloseOnExec) {
-    ::close(gpDevHandle);
-    gpDevHandle = -1;
-    fcntlFails = true;
-    int const bridge = reopen("vxbrapp");
-    int const general = XBMGT_OpenGeneralPurposeDev("vxgpdev");
-    fcntlFails = false;
-    EXPECT_GE(bridge, 3);
-    EXPECT_GE(general, 3);
-    EXPECT_EQ(printed(), "Fcntl failed for " + std::to_string(bridge) + ".\nFcntl failed for " +
-                             std::to_string(general) + ".errno: 1\n");
-}
-
 TEST_F(BridgeApp, GivesUpAfterTwoMinutes) {
     systemCalls.sleeps = 0;
     EXPECT_EQ(reopen("vx-none"), 0);
-    std::string expected;
-    for (int attempt = 0; attempt < 122; ++attempt) {
-        expected += "Brapp handle not available yet: -1 , 2 \n";
-    }
-    EXPECT_EQ(printed(), expected + "Time out waiting for Brapp handle: -1 , 2 \n"
-                                    "MGMT_OpenBridgeApp: Open failed bridgeapphandle = -1\n"
-                                    "ErrorNumber is No such file or directory\n");
+    std::string const text = printed();
+    EXPECT_TRUE(text.starts_with("Brapp handle not available yet: -1 , 2 \nBrapp handle"));
+    EXPECT_TRUE(text.ends_with("\nTime out waiting for Brapp handle: -1 , 2 \n"
+                               "MGMT_OpenBridgeApp: Open failed bridgeapphandle = -1\n"
+                               "ErrorNumber is No such file or directory\n"));
+    EXPECT_EQ(std::ranges::count(text, '\n'), 122 + 3);
     EXPECT_EQ(systemCalls.sleeps, 121);
     EXPECT_EQ(BrAppHandle, -1);
 }
@@ -178,45 +140,6 @@ TEST_F(BridgeApp, LogRecords) {
     EXPECT_EQ(issued(), "");
 }
 
-// Name and size of each field: b bytes, t a text, else a number.
-constexpr const char* ipPortFields =
-    "MacAddr b6 IpAddr b4 SubnetMask b4 GatewayIpAddr b4 PortState 1 InstanceNo 1 "
-    "IpAddr_ipv60 b16 IpAddr_ipv61 b16 Ipv6LinkLocalAddr b16 Ipv6DefaultRouterAddr b16 "
-    "Ipv6iSnsIpAddr b16 SecIpAddr b4 PriDnsIpAddr b4 SecDnsIpAddr b4 iSnsIpAddr b4 SlpDaAddr b4 "
-    "SerialNumber t32 iScsiNameString t256 iScsiAlias b32 FwOptions 2 AddlFwOptions 2 IpOptions 2 "
-    "TcpOptions 2 iScsiOptions 2 PortNumber 2 MaxEthernetFrameSize 2 MaxRcvDataSegLen 2 "
-    "VlanPriority 2 ConnKeepAliveTo 2 iScsiDefT2R 2 iScsiDefT2W 2 iScsiFirstBurstSize 2 "
-    "iScsiMaxBurstSize 2 iScsiMaxOutStandingR2T 2 iScsiRcvMarkerInterval 2 "
-    "iScsiSendMarkerInterval 2 iSnsClientPortNo 2 iSnsEsiPortNo 2 iSnsScnPortNo 2 "
-    "iSnsServerPortNo 2 Ipv6Options 2 Ipv6AdditionalOptions 2 Ipv6TcpOptions 2 Ipv6PortNumber 2 "
-    "Ipv6FlowLabel 2 Ipv6TagControlInfo 2 LinkCfg 4 TcpMaxWinSize 4 Ipv6NDReachableTime 4 "
-    "Ipv6NDRexmitTime 4 Ipv6StaleTimeout 4 HeartbeatInterval 1 TimeToLive 1 TypeOfService 1 "
-    "TcpWindowScaleFactor 1 Ipv6Enabled 1 Ipv6HopLimit 1 Ipv6DupDetectionCnt 1 "
-    "Ipv6TcpWindowScaleFactor 1 Ipv6TrafficClass 1";
-
-std::string lineOf(const std::string& name, const std::string& shape, const unsigned char* at) {
-    char text[32];
-    if (shape[0] == 't') {
-        auto const* const value = reinterpret_cast<const char*>(at);
-        return " " + name + ": " + std::string(value, ::strnlen(value, std::stoul(&shape[1]))) +
-               "\n";
-    }
-    if (shape[0] == 'b') {
-        std::string line;
-        for (std::size_t i = 0; i < std::stoul(&shape[1]); ++i) {
-            std::snprintf(text, sizeof text, "%02x", static_cast<unsigned>(at[i]));
-            line += (line.empty() ? " " + name + ": " : "-") + text;
-        }
-        return line + "\n";
-    }
-    unsigned number = 0;
-    for (std::size_t i = std::stoul(shape); i-- > 0;) {
-        number = number << 8U | at[i];
-    }
-    std::snprintf(text, sizeof text, "%u (0x%x)", number, number);
-    return name + ": " + text + "\n";
-}
-
 TEST_F(BridgeApp, PortParametersArePrinted) {
     PortParams record{};
     auto* const bytes = reinterpret_cast<unsigned char*>(&record);
@@ -226,23 +149,22 @@ TEST_F(BridgeApp, PortParametersArePrinted) {
     record.type = PORT_TYPE_ISCSI;
     record.number = 3;
     record.iScsiNameString[3] = '\0';
-    std::string expected = "Port parameters: Type: 1 Id: 3\n";
-    std::istringstream fields(ipPortFields);
-    std::size_t offset = 6;
-    for (std::string name, shape; fields >> name >> shape;) {
-        expected += lineOf(name, shape, bytes + offset);
-        offset += std::stoul(std::isdigit(shape[0]) != 0 ? shape : &shape[1]);
-    }
     XBMGT_LogPortParams(&record);
     std::string const lines = printed();
-    EXPECT_EQ(lines, expected);
-    EXPECT_NE(lines.find("\n MacAddr: 07-08-09-0a-0b-0c\n"), std::string::npos);
-    EXPECT_NE(lines.find("\nInstanceNo: 26 (0x1a)\n"), std::string::npos);
+    EXPECT_TRUE(lines.starts_with("Port parameters: Type: 1 Id: 3\n MacAddr: 07-08-09-0a-0b-0c\n"));
+    EXPECT_EQ(std::ranges::count(lines, '\n'), 61);
+    std::string const serialNumber(record.SerialNumber, sizeof record.SerialNumber);
+    for (std::string const line :
+         {" IpAddr: 0d-0e-0f-10", "InstanceNo: 26 (0x1a)", " iScsiNameString: \x9f\xa0\xa1",
+          "FwOptions: 49600 (0xc1c0)", "LinkCfg: 4193843190 (0xf9f8f7f6)"}) {
+        EXPECT_NE(lines.find("\n" + line + "\n"), std::string::npos) << line;
+    }
+    EXPECT_NE(lines.find("\n SerialNumber: " + serialNumber + "\n"), std::string::npos);
     XBMGT_LogPortParams(nullptr);
     EXPECT_EQ(printed(), "");
 
     EXPECT_EQ(XBMGT_SetPortParams(&record), 0);
-    EXPECT_EQ(printed(), "Inside XBMGT_SetPortParams: \n" + expected);
+    EXPECT_EQ(printed(), "Inside XBMGT_SetPortParams: \n" + lines);
     EXPECT_EQ(passed("b18"), Bytes(bytes, bytes + sizeof record));
     for (uint16_t const type : {PORT_TYPE_FC, PORT_TYPE_GIGE}) {
         record.type = type;

@@ -39,12 +39,8 @@ TEST_F(BladeTest, ConversionsThroughReaders) {
     } const cases[] = {
         // clang-format off
         {readBridge, 0, "config.bridge.BridgeMode", "300", 1, bridge + 776, {44}},
-        {readBridge, 0, "config.bridge.BridgeModeX", "5", 1, bridge + 776, {0}},
-        {readBridge, 0, "config.bridge.BridgeLogSize", "abc", 1, bridge + 640, {0, 0, 0, 0}},
         {readBridge, 0, "config.bridge.BridgeSerialNumber", std::string(40, 's'), 1, bridge + 286, {'s', 0}},
         {readCli, 0, "config.cli.BridgeCliPrompt", std::string(70, 'p'), 1, bridge + 1036 + 62, {'p', 0}},
-        {readMgmt, 0, "config.mgmt.IpAddr", "192.168.1.1", 1, mgmt + 8, {192, 168, 1, 1}},
-        {readMgmt, 0, "config.mgmt.GatewayIpAddr", "10.0", 1, mgmt + 16, {10, 0, 0, 0}},
         {readMgmt, 0, "config.mgmt.MacAddr", "AB", 1, mgmt + 20, {0xAB, 0xAB, 0, 0, 0, 0}},
         {readDefaultIsConfigInfo, 1, "config.port.is.1.MacAddr", "001b21aabbcc", 1, portAt(9) + 6, {0, 0x1B, 0x21, 0xAA, 0xBB, 0xCC}},
         {readDefaultIsConfigInfo, 1, "config.port.is.10.PortNumber", "5", 1, portAt(9) + 456, {0, 0}},

@@ -82,8 +82,6 @@ TEST_F(Devices, NodesAreMadeAndReplaced) {
         EXPECT_TRUE(S_ISCHR(status.st_mode));
         EXPECT_EQ(status.st_rdev, makedev(1, static_cast<unsigned>(number)));
     }
-    EXPECT_EQ(nodeExists(node_.c_str(), makedev(1, 5)), 1);
-    EXPECT_EQ(nodeExists(node_.c_str(), makedev(1, 6)), -1);
     struct stat folder {};
     ASSERT_EQ(::stat("/dev", &folder), 0);
     EXPECT_EQ(nodeExists(node_.c_str(), folder.st_dev), 1) << "the file system's own number";
@@ -101,12 +99,10 @@ TEST_F(Devices, OpensOnce) {
     EXPECT_GE(fd, 3);
     EXPECT_EQ(::fcntl(fd, F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(initGpDevice(), 0);
+    std::string const unmapped = "map_driver Failed to find driver vxgpdev \n"
+                                 "initGpDevice:1024 Failed to map_driver vxgpdev\n";
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "map_driver Failed to find driver vxgpdev \n"
-              "initGpDevice:1024 Failed to map_driver vxgpdev\n"
-              "map_driver Failed to find driver vxgpdev \n"
-              "initGpDevice:1024 Failed to map_driver vxgpdev\n"
-              "General Purpose device handle already initialized! " +
+              unmapped + unmapped + "General Purpose device handle already initialized! " +
                   std::to_string(fd) + " \n");
     EXPECT_EQ(XBMGT_CloseGeneralPurposeDev(fd), 0);
     EXPECT_EQ(gpDevHandle, fd);
@@ -116,14 +112,11 @@ TEST_F(Devices, GivesUpAfterTwoMinutes) {
     systemCalls.sleeps = 0;
     testing::internal::CaptureStdout();
     EXPECT_EQ(XBMGT_OpenGeneralPurposeDev("vx-none"), 0);
-    std::string expected;
-    for (int attempt = 0; attempt < 122; ++attempt) {
-        expected += "General Purpose device handle not available yet: -1 , 2 \n";
-    }
-    expected += "Time out waiting for Brapp handle: -1 , 2 \n"
-                "XBMGT_OpenGeneralPurposeDev: Open failed gpDevHandle = -1\n"
-                "ErrorNumber is No such file or directory\n";
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), expected);
+    std::string const text = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(text.starts_with("General Purpose device handle not available yet: -1 , 2 \n"));
+    EXPECT_TRUE(text.ends_with("\nTime out waiting for Brapp handle: -1 , 2 \n"
+                               "XBMGT_OpenGeneralPurposeDev: Open failed gpDevHandle = -1\n"
+                               "ErrorNumber is No such file or directory\n"));
     EXPECT_EQ(systemCalls.sleeps, 121);
     EXPECT_EQ(gpDevHandle, -1);
     control("fail vxgpdev open EIO 122");

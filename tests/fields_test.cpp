@@ -50,38 +50,4 @@ TEST(ConvertText, TableOfTexts) {
     }
 }
 
-TEST(LoadFields, FirstOccurrenceWinsAndSuffixesMatchWhole) {
-    std::string const text = "config.bridge.BridgeMode=\"junk\"\n"
-                             "config.bridge.BridgeModeX=\"5\"\n"
-                             "config.bridge.BridgeLogLevel=\"2\"\n"
-                             "config.bridge.BridgeMode=\"3\"\n"
-                             "config.bridge.BridgeLogLevel=\"9\"\n"
-                             "config.bridge.sub.BridgeSmisFlags=\"4\"\n"
-                             "Config.bridge.BridgeSmisFlags=\"4\"\n";
-    PropertiesHandle const handle =
-        propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
-    BridgeConfig record{};
-    record.BridgeMode = 77;
-    vx::FieldGroup const groups[] = {vx::bridgeSettings};
-    vx::loadFields(handle, vx::bridgePrefix, groups, &record);
-    EXPECT_EQ(record.BridgeMode, 77) << "its first occurrence does not convert";
-    EXPECT_EQ(record.BridgeLogLevel, 2);
-    EXPECT_EQ(record.BridgeSmisFlags, 0);
-    propClosePropertiesFile(handle);
-}
-
-TEST(Fields, TextsCompareWithinTheirField) {
-    CliConfig a{};
-    CliConfig b{};
-    Field const& prompt = vx::cliFields[1];
-    std::memset(a.BridgeCliPrompt, 'x', sizeof a.BridgeCliPrompt); // a live text without its NUL
-    std::memset(b.BridgeCliPrompt, 'x', sizeof b.BridgeCliPrompt);
-    EXPECT_TRUE(vx::fieldsEqual(prompt, &a, &b));
-    b.BridgeCliPrompt[63] = '\0';
-    EXPECT_FALSE(vx::fieldsEqual(prompt, &a, &b));
-    std::strcpy(a.BridgeCliPrompt, "same");
-    std::strcpy(b.BridgeCliPrompt, "same"); // what lies behind the NUL does not count
-    EXPECT_TRUE(vx::fieldsEqual(prompt, &a, &b));
-}
-
 } // namespace

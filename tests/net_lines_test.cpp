@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -149,58 +148,16 @@ TEST(NetLines, Route6) {
         EXPECT_TRUE(r.prefixLength == 64 && r.flags == 0xA0000003);
         EXPECT_EQ(std::string(r.name, 12), std::string("eth0").append(8, '\0'));
     }
-    for (std::size_t length = 0; length <= route6.size() + 8; ++length) {
-        VXNetRouteEntry6 r;
-        Route6Fault const expected = length < 32    ? Route6Fault::destination
-                                     : length < 34  ? Route6Fault::prefixLength
-                                     : length < 104 ? Route6Fault::nextHop
-                                     : length < 133 ? Route6Fault::flags
-                                                    : Route6Fault::none;
-        Exact const line((route6 + "01234567").substr(0, length));
-        ASSERT_EQ(vx::parseRoute6(line.view(), r), expected) << length;
-        if (expected == Route6Fault::none) {
-            std::size_t const letters = length < 145 ? 0 : std::min<std::size_t>(length - 145, 11);
-            EXPECT_EQ(r.name, std::string("eth00123456").substr(0, letters)) << length;
-        }
+    VXNetRouteEntry6 r;
+    for (auto const& [length, fault] : {std::pair{31U, Route6Fault::destination},
+                                        {33U, Route6Fault::prefixLength},
+                                        {103U, Route6Fault::nextHop},
+                                        {132U, Route6Fault::flags},
+                                        {140U, Route6Fault::none}}) {
+        EXPECT_EQ(vx::parseRoute6(Exact(route6.substr(0, length)).view(), r), fault) << length;
     }
-}
-
-// Good lines with bytes changed, cut and repeated at random (the same ones at every run). Reading
-// past a line shows under the address sanitizer; what is taken must make sense.
-TEST(NetLines, SpoiltLines) {
-    std::string const good[] = {"eth0\t00000000\t0101A8C0\t0003\t0\t0\t0\t00000000\t0\t0\t0\n",
-                                "fe80000000000000000000fffe000001 02 40 20 80     eth0\n",
-                                route6 + "\n"};
-    using namespace std::string_view_literals;
-    constexpr std::string_view telling = " \t\n-+xX0fFgG\0\xff"sv;
-    std::mt19937 random(20);
-    auto const below = [&](std::size_t limit) { return random() % limit; };
-    int taken = 0;
-    for (int round = 0; round < 60000; ++round) {
-        std::string text = good[below(std::size(good))];
-        for (std::size_t change = below(4); change > 0; --change) {
-            text[below(text.size())] = telling[below(telling.size())];
-        }
-        text = below(8) == 0 ? text.substr(0, below(text.size())) + text : text;
-        text.resize(below(4) == 0 ? below(text.size() + 1) : text.size());
-        Exact const line(text);
-        if (auto const route = vx::parseRoute4(line.view()); route) {
-            EXPECT_TRUE(!route->name.empty() && route->name.size() <= 16);
-            ++taken;
-        }
-        VXNetInterfaceParams params{};
-        std::string_view const fields = line.view().substr(std::min(text.size(), vx::inet6Digits));
-        if (vx::parseInet6Address(line.view()) && vx::parseInterfaceFields(fields, params)) {
-            EXPECT_TRUE(params.index <= 255 && ::strnlen(params.name, 12) <= 8);
-            ++taken;
-        }
-        VXNetRouteEntry6 entry{};
-        if (vx::parseRoute6(line.view(), entry) == Route6Fault::none) {
-            EXPECT_LT(::strnlen(entry.name, sizeof entry.name), sizeof entry.name);
-            ++taken;
-        }
-    }
-    EXPECT_GT(taken, 10000) << "spoilt beyond use";
+    EXPECT_EQ(vx::parseRoute6(Exact(route6 + "12345678").view(), r), Route6Fault::none);
+    EXPECT_STREQ(r.name, "eth01234567") << "cut to its field";
 }
 
 } // namespace

@@ -33,60 +33,56 @@ class Nor : public DeviceTest {
 };
 
 constexpr const char* twoSizes = "flash 65536x62 8192x16\n";
-std::string const ruler = "vhnor_api: vhnor_init: --------------------------------------\n";
 
 TEST_F(Nor, Geometry) {
-    auto const summary = [](int regions, const char* eraseSize) {
-        return ruler + "vhnor_api: vhnor_init: nor_num_regions: " + std::to_string(regions) +
-               " erasesize: 0x" + eraseSize + "\n";
-    };
-    auto const region = [](int i, const char* offset, const char* size, int blocks) {
-        std::string const start = "vhnor_api: vhnor_init: nor_region[" + std::to_string(i) + "].";
+    std::string const at = "vhnor_api: vhnor_init: ";
+    std::string const ruler = at + "--------------------------------------\n";
+    auto const region = [&](int i, const char* offset, const char* size, int blocks) {
+        std::string const start = at + "nor_region[" + std::to_string(i) + "].";
         return ruler + start + "regionindex:\t" + std::to_string(i) + "\n" + start + "offset:\t0x" +
                offset + "\n" + start + "erasesize:\t0x" + size + "\n" + start + "numblocks:\t" +
                std::to_string(blocks) + "\n";
     };
-    std::string const at = "vhnor_api: vhnor_init: ";
+    std::string const uniform = ruler + at + "nor_num_regions: 64 erasesize: 0x00010000\n";
+    std::string const none = ruler + at + "nor_num_regions: 0 erasesize: 0x00000";
     std::string const second = region(1, "003e0000", "00002000", 16);
     // clang-format off
     struct {
         const char* commands; int regions; uint32_t end, secondOffset, secondSize, secondBlocks;
         std::string errors;
     } const cases[] = {
-        {"flash 65536x64", 64, 0x400000, 0x10000, 0x10000, 1, summary(64, "00010000")},
-        {"flash 4096x1024", 1024, 0x400000, 0x1000, 0x1000, 1, summary(1024, "00001000")},
+        {"flash 65536x64", 64, 0x400000, 0x10000, 0x10000, 1, uniform},
         {twoSizes, 2, 0x400000, 0x3E0000, 0x2000, 16, region(0, "00000000", "00010000", 62) + second},
         {"flash 65536x64 regions", 1, 0x400000, 0x400000, 0, 0, region(0, "00000000", "00010000", 64)},
         {"flash 65536x62 8192x16\nfail mtd0 regions EIO", 64, 0x400000, 0x10000, 0x10000, 1,
-         at + "Failed MEMGETREGIONCOUNT\n" + summary(64, "00010000")},
+         at + "Failed MEMGETREGIONCOUNT\n" + uniform},
         {"flash 65536x62 8192x16\nfail mtd0 region EIO", 2, 0x400000, 0x3E0000, 0x2000, 16,
          at + "Failed..\n" + region(0, "00000000", "00000000", 0) + second},
-        {"flash 65536x64\nfail mtd0 info EIO", 0, 0, 0, 0, 0, at + "Failed to get info\n" + summary(0, "00000000")},
-        {"flash 65536x62 8192x16\nfail mtd0 info EIO", 0, 0, 0, 0, 0, at + "Failed to get info\n" + summary(0, "00000000")},
-        {"flash 16x65536", 65536, 0x100000, 16, 16, 1, summary(65536, "00000010")},
-        {"flash 16x65537", 0, 0, 0, 0, 0, at + "65537 erase regions are more than the 65536 that are supported\n" + summary(0, "00000010")},
+        {"flash 65536x64\nfail mtd0 info EIO", 0, 0, 0, 0, 0, at + "Failed to get info\n" + none + "000\n"},
+        {"flash 65536x62 8192x16\nfail mtd0 info EIO", 0, 0, 0, 0, 0, at + "Failed to get info\n" + none + "000\n"},
+        {"flash 16x65537", 0, 0, 0, 0, 0, at + "65537 erase regions are more than the 65536 that are supported\n" + none + "010\n"},
     };
     // clang-format on
     for (auto const& c : cases) {
+        SCOPED_TRACE(c.commands);
         Seen const seen = init(c.commands);
         EXPECT_EQ(seen.result, 0);
-        EXPECT_EQ(seen.errors, c.errors) << c.commands;
-        EXPECT_EQ(nor_num_regions, c.regions) << c.commands;
-        EXPECT_EQ(nor_region[nor_num_regions].offset, c.end) << c.commands;
-        if (c.regions > 0) {
-            EXPECT_EQ(nor_region[1].offset, c.secondOffset) << c.commands;
-            EXPECT_EQ(nor_region[1].erasesize, c.secondSize) << c.commands;
-            EXPECT_EQ(nor_region[1].numblocks, c.secondBlocks) << c.commands;
-            EXPECT_EQ(nor_region[1].regionindex, c.regions > 1 ? 1U : 0U) << c.commands;
-        } else {
+        EXPECT_EQ(seen.errors, c.errors);
+        EXPECT_EQ(nor_num_regions, c.regions);
+        EXPECT_EQ(nor_region[nor_num_regions].offset, c.end);
+        if (c.regions == 0) {
             char byte = 0;
-            EXPECT_EQ(see([&] { return vhnor_erase(0, 65536); }).result, -1) << c.commands;
-            EXPECT_EQ(vhnor_read(0, &byte, 1), nor_info.size == 0 ? -1 : 1) << c.commands;
+            EXPECT_EQ(see([&] { return vhnor_erase(0, 65536); }).result, -1);
+            EXPECT_EQ(vhnor_read(0, &byte, 1), nor_info.size == 0 ? -1 : 1);
+            continue;
         }
+        EXPECT_EQ(nor_region[1].offset, c.secondOffset);
+        EXPECT_EQ(nor_region[1].erasesize, c.secondSize);
+        EXPECT_EQ(nor_region[1].numblocks, c.secondBlocks);
+        EXPECT_EQ(nor_region[1].regionindex, c.regions > 1 ? 1U : 0U);
     }
-    init("flash 4096x1024");
-    EXPECT_EQ(see([] { return vhnor_erase(0x3FF000, 0x1000); }).trace,
-              "mtd0 erase 003ff000+4096 = 0\n");
+    init("flash 16x65536");
+    EXPECT_EQ(see([] { return vhnor_erase(0xFFFF0, 16); }).trace, "mtd0 erase 000ffff0+16 = 0\n");
 }
 
 TEST_F(Nor, OpensOnce) {
@@ -110,22 +106,17 @@ TEST_F(Nor, OpensOnce) {
 
 TEST_F(Nor, RegionOfAnOffset) {
     init(twoSizes);
-    struct {
-        uint32_t offset;
-        int region;
-        const char* words;
-    } const cases[] = {
-        {0, 0, " offset: 0x0 is in region: 0 erasesize: 10000 off: 0\n"},
-        {0x3DFFFF, 0, " offset: 0x3dffff is in region: 0 erasesize: 10000 off: 0\n"},
-        {0x3E0000, 1, " offset: 0x3e0000 is in region: 1 erasesize: 2000 off: 4063232\n"},
-        {0x3FFFFF, 1, " offset: 0x3fffff is in region: 1 erasesize: 2000 off: 4063232\n"},
-        {0x400000, -1, " error returning -1\n"},
-        {UINT32_MAX, -1, " error returning -1\n"},
+    std::string const at = "vhnor_api: vhnor_offset_region: ";
+    std::pair<uint32_t, std::string> const cases[] = {
+        {0x3DFFFF, at + " offset: 0x3dffff is in region: 0 erasesize: 10000 off: 0\n"},
+        {0x3E0000, at + " offset: 0x3e0000 is in region: 1 erasesize: 2000 off: 4063232\n"},
+        {0x400000, at + " error returning -1\n"},
+        {UINT32_MAX, at + " error returning -1\n"},
     };
-    for (auto const& c : cases) {
-        Seen const seen = see([&] { return vhnor_offset_region(c.offset); });
-        EXPECT_EQ(seen.result, c.region) << c.offset;
-        EXPECT_EQ(seen.errors, std::string("vhnor_api: vhnor_offset_region: ") + c.words);
+    for (auto const& [offset, words] : cases) {
+        Seen const seen = see([&, wanted = offset] { return vhnor_offset_region(wanted); });
+        EXPECT_EQ(seen.result, offset >= 0x400000 ? -1 : offset >= 0x3E0000 ? 1 : 0) << offset;
+        EXPECT_EQ(seen.errors, words);
     }
 }
 
@@ -162,9 +153,7 @@ TEST_F(Nor, ReadsAndPrograms) {
         EXPECT_TRUE(*c.faults != 'f' || error == EIO) << "the driver's, past the lock";
         EXPECT_EQ(seen.result, c.result) << c.kind << c.offset;
         EXPECT_EQ(seen.trace, c.trace) << c.kind << c.offset;
-        if (c.result == 6) {
-            EXPECT_EQ(Bytes(bytes, bytes + 6), (Bytes{0xFF, 0x5A, 0x5A, 0x5A, 0x5A, 0xFF}));
-        }
+        EXPECT_TRUE(c.result != 6 || (bytes[0] == 0xFF && bytes[1] == 0x5A && bytes[5] == 0xFF));
     }
     // Without the lock nothing is touched; a descriptor that cannot seek is reported.
     int const lock = std::exchange(i2cLockFd, 9999);
@@ -216,14 +205,13 @@ TEST_F(Nor, Erases) {
         EXPECT_EQ(seen.trace, c.trace) << c.commands << " " << c.offset;
     }
     init("flash 65536x64\nfail mtd0 erase EIO");
-    EXPECT_EQ(see([] { return vhnor_erase(0x8000, 1); }).errors,
-              "vhnor_api: vhnor_offset_region:  offset: 0x8000 is in region: 0 erasesize: 10000 "
-              "off: 0\n"
-              "vhnor_api: vhnor_offset_region:  offset: 0x8000 is in region: 0 erasesize: 10000 "
-              "off: 0\n"
-              "vhnor_api: vhnor_erase: nor_region[i + 1].offset: 10000 off: 0x00000000 i: 0\n"
-              "vhnor_api: vhnor_erase: Erasing. 0x00010000 bytes at 0x00000000\n"
-              "vhnor_api: vhnor_erase: ioctl failed! retval -1 errno: 5\n");
+    EXPECT_TRUE(
+        see([] { return vhnor_erase(0x8000, 1); })
+            .errors.ends_with(
+                "off: 0\n"
+                "vhnor_api: vhnor_erase: nor_region[i + 1].offset: 10000 off: 0x00000000 i: 0\n"
+                "vhnor_api: vhnor_erase: Erasing. 0x00010000 bytes at 0x00000000\n"
+                "vhnor_api: vhnor_erase: ioctl failed! retval -1 errno: 5\n"));
     for (auto* const call : {vhnor_lock, vhnor_unlock}) {
         Seen const seen = see([&] { return call(0, 1); });
         EXPECT_EQ(seen.result, 0);

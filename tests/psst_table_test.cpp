@@ -5,9 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstring>
 #include <iterator>
-#include <string>
 
 namespace {
 
@@ -48,28 +46,17 @@ TEST(PsstTable, NamesAndPaths) {
 }
 
 TEST(PsstTable, FruFiles) {
-    std::string list;
-    int entries = 0;
-    for (; psstFruFiles[entries] != nullptr; ++entries) {
-        const char* const slash = std::strrchr(*psstFruFiles[entries], '/');
-        list += slash != nullptr ? slash + 1 : "-";
-        list += ' ';
+    constexpr int files[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  10, 11, 12, 13, 14,
+                             15, 16, 17, 18, 19, 20, 21, 0,  23, 24, 27, 29, 30, 31,
+                             32, 33, 0,  35, 36, 0,  0,  39, 40, 41, 42, 43};
+    std::size_t at = 0;
+    for (int const index : files) {
+        EXPECT_EQ(psstFruFiles[at++], psstFilePrimaryPaths + index) << at;
     }
-    EXPECT_EQ(entries, 45);
-    EXPECT_EQ(
-        list,
-        "- brapp_config.bin brapp_initiator.bin brapp_node.bin brapp_device.bin brapp_lun.bin "
-        "brapp_vpd.cfg brapp_vpd_bak.cfg brapp_passwd.bin brapp_virtual_initiator.bin "
-        "brapp_remote.bin brapp_mirror_map.bin brapp_remote_map.bin brapp_key.cfg "
-        "brapp_key_bak.cfg brapp_fcip.bin brapp_lun_info.bin brapp_migration.bin "
-        "brapp_lun_map.bin brapp_hostgroup.bin brapp_seqno.cfg - brapp_migr_group.bin "
-        "brapp_dm_globals.bin brapp_logical_lun.bin brapp_write_cache_marker.cfg "
-        "brapp_connections.bin brapp_storage_pool_info.cfg brapp_event_notify.bin "
-        "brapp_registered_clients.bin - brapp_ext_migration.bin brapp_migration_param.cfg - - "
-        "brapp_cluster_member_info.bin brapp_cache_store_phys_drive_info.bin "
-        "brapp_phys_lun_stripe_table.bin brapp_cluster_metadata.bin "
-        "brapp_cluster_cached_lun_info.bin migration_logv2 brapp_psst_data.cfg drivecfg.cfg "
-        "drivecfg_bak.cfg ftp.cfg ");
+    for (int const additional : {0, 1, 3, 4, 5}) {
+        EXPECT_EQ(psstFruFiles[at++], psstAdditionalFilePrimaryPaths + additional) << at;
+    }
+    EXPECT_EQ(psstFruFiles[at], nullptr);
 }
 
 TEST(PsstTable, TypesWithoutRecordsAreRefused) {

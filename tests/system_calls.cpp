@@ -160,11 +160,7 @@ off64_t __wrap_lseek64(int fd, off64_t offset, int whence) {
 ssize_t __wrap_write(int fd, const void* data, size_t size) {
     recordFile("write ", fd);
     auto const bytes = allowed({Operation::write, nullptr, fd, size, data});
-    ssize_t const written = bytes ? __real_write(fd, data, *bytes) : -1;
-    if (systemCalls.recording && systemCalls.afterWrite) {
-        systemCalls.afterWrite();
-    }
-    return written;
+    return bytes ? __real_write(fd, data, *bytes) : -1;
 }
 
 int __wrap_fsync(int fd) {

@@ -41,8 +41,7 @@ struct OperationLog {
 
 struct SystemCalls {
     bool recording = false;
-    std::vector<std::string> log;     // "write brapp_config.bin", "mark 1" …
-    std::function<void()> afterWrite; // called behind each recorded write
+    std::vector<std::string> log; // "write brapp_config.bin", "mark 1" …
     Fault fault;
     int operations = 0;                             // that were counted against the fault
     OperationLog* operationLog = nullptr;           // filled where set

@@ -84,14 +84,14 @@ TEST_F(MergeTest, ChassisName) {
     std::string const key = "config.chassis.";
     std::string const longText(70, 'n');
     std::string const cut(63, 'n');
+    std::string const a = line(key, "ChassisName", "a");
+    std::string const b = line(key, "ChassisName", "b");
     struct {
         std::string live, oldFile, newFile, errors, after;
     } const cases[] = {
         {"", "", "", updating, ""},
-        {"a", line(key, "ChassisName", "a"), line(key, "ChassisName", "b"), current("a") + updating,
-         "b"},
-        {"mine", line(key, "ChassisName", "a"), line(key, "ChassisName", "b"), current("mine"),
-         "mine"},
+        {"a", a, b, current("a") + updating, "b"},
+        {"mine", a, b, current("mine"), "mine"},
         {cut, line(key, "x", longText), line(key, "x", longText), current(cut) + updating, cut},
         // The last key counts, and of a repeated one the first value; nothing of a long earlier
         // value shines through.
@@ -109,13 +109,11 @@ TEST_F(MergeTest, ChassisName) {
         EXPECT_EQ(result, -1);
         // Behind the merge's own words stand the flash's, where it was written.
         EXPECT_EQ(errors.substr(0, errors.find("vhnor_api")), c.errors);
-        // … and after the saved environment was read again, where the merge saved it.
-        for (bool const saved : {false, c.errors.ends_with(updating)}) {
-            EXPECT_EQ(saved ? vornhal_init_env(0) : 0, 0);
-            char name[100] = "?";
-            vornhal_getenv("ChassisName", name, sizeof name);
-            EXPECT_EQ(name, c.after);
-        }
+        // Where the merge saved it, it is read from the flash.
+        EXPECT_EQ(c.errors.ends_with(updating) ? vornhal_init_env(0) : 0, 0);
+        char name[100] = "?";
+        vornhal_getenv("ChassisName", name, sizeof name);
+        EXPECT_EQ(name, c.after);
     }
 }
 
