@@ -84,31 +84,35 @@ bool openStore() {
     return true;
 }
 
-// A section's result. The line that announced its update would else stand as if it had been made.
-void check(int result) {
+// Passes on whether a section went well. The line that announced its update would else stand as if
+// it had been made.
+bool check(int result) {
     if (result != 0) {
         report("compareDefaultConfiguration", 1540, "The update could not be stored: %d\n", result);
     }
+    return result == 0;
 }
 
 // The sections in their fixed order; a failure in one is reported and does not stop the others.
-void mergeSections(PropertiesHandle oldFile, PropertiesHandle newFile) {
-    check(compareDefaultBridgeConfigInfo(oldFile, newFile));
-    check(compareDefaultCliConfigInfo(oldFile, newFile));
+// True when none failed.
+bool mergeSections(PropertiesHandle oldFile, PropertiesHandle newFile) {
+    bool good = check(compareDefaultBridgeConfigInfo(oldFile, newFile));
+    good &= check(compareDefaultCliConfigInfo(oldFile, newFile));
     for (uint32_t port = 0; port < iscsiPorts; ++port) {
-        check(compareDefaultIsConfigInfo(oldFile, newFile, port));
+        good &= check(compareDefaultIsConfigInfo(oldFile, newFile, port));
     }
     for (uint32_t port = 0; port < fcPorts; ++port) {
-        check(compareDefaultFcConfigInfo(oldFile, newFile, port));
+        good &= check(compareDefaultFcConfigInfo(oldFile, newFile, port));
     }
     for (uint32_t port = 0; port < gigePorts; ++port) {
-        check(compareDefaultGigeConfigInfo(oldFile, newFile, port));
+        good &= check(compareDefaultGigeConfigInfo(oldFile, newFile, port));
     }
     for (int32_t group = 0; group < hostGroups; ++group) {
-        check(compareDefaultHostGroupInfo(oldFile, newFile, group));
+        good &= check(compareDefaultHostGroupInfo(oldFile, newFile, group));
     }
     (void)VerifyTelnetandSshConfigFiles();
-    check(compareDefaultMgmtInfo(oldFile, newFile));
+    good &= check(compareDefaultMgmtInfo(oldFile, newFile));
+    return good;
 }
 
 // One upgrade at a time: a second one waits here and then finds the work done. Where there can be
@@ -153,8 +157,11 @@ int compareDefaultConfiguration() {
     if (!mounted || !openStore()) {
         return 1;
     }
-    mergeSections(files.oldFile, files.newFile);
-    refreshMirrors(); // of records that a run before this one wrote and could not mirror
+    // A run before this one may have written records that it could not mirror. After a failed write
+    // a mirror may hold the only whole copy.
+    if (mergeSections(files.oldFile, files.newFile)) {
+        refreshMirrors();
+    }
     closePersonalityFiles(files);
     return 1;
 }
