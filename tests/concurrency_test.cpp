@@ -91,6 +91,7 @@ TEST_F(Concurrency, DeathReleasesTheLock) {
         vx::runUpgrade();
     });
     while (!fs::exists(holds)) {
+        ASSERT_EQ(::waitpid(holder, nullptr, WNOHANG), 0) << "it came to no command";
         ::usleep(1000);
     }
     pid_t const waiting = begin([] { vx::runUpgrade(); });

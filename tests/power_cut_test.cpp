@@ -46,8 +46,10 @@ struct PowerCut : UpgradeTest {
 
     // From what the volumes hold: the cut, then what must hold.
     void cut(const Fault& fault, const std::string& in) {
+        uint64_t const sequence = sequenceNumberOnFile();
         Run const run = upgrade(fault);
         ASSERT_TRUE(run.wasCut()) << in << ": status " << run.status;
+        EXPECT_GE(sequenceNumberOnFile(), sequence) << in;
         expectWhole(in);
     }
     void recover(const std::string& in) {
