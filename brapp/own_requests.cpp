@@ -1,6 +1,8 @@
 // The operations that do more than hand on the caller's record.
 #include "brapp/requests.h"
 
+#include "common/files.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -40,7 +42,7 @@ int XBMGT_SetNvRam(void* record) {
 }
 
 int XBMGT_SetLed(void* record) {
-    int const fd = ::open("/dev/vxllednode", O_RDWR | O_CLOEXEC);
+    int const fd = vx::openFile("/dev/vxllednode", O_RDWR);
     int const result = vx::issueOn(fd, requests::SetLed, record); // fails where the open did
     int const error = errno;
     ::close(fd);

@@ -1,5 +1,6 @@
 #include "common/files.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -10,12 +11,52 @@
 namespace vx {
 
 namespace {
-constexpr mode_t newFileMode = 0755;
+
 constexpr int firstOwnDescriptor = 3;
+
+// Copies what is left of one file to the end of another; false where either fails.
+bool copyRest(int from, int to) {
+    std::array<char, 4096> bytes{};
+    for (;;) {
+        ssize_t const got = ::read(from, bytes.data(), bytes.size());
+        if (got <= 0) {
+            return got == 0;
+        }
+        if (::write(to, bytes.data(), static_cast<std::size_t>(got)) != got) {
+            return false;
+        }
+    }
+}
+
+// Replaces a file by what `fill` writes to a descriptor.
+template <class Fill>
+int replaceFileBy(const char* path, Fill fill) {
+    std::array<char, PATH_MAX> temporary{};
+    if (std::snprintf(temporary.data(), temporary.size(), "%s.new", path) >=
+        static_cast<int>(temporary.size())) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    Descriptor const file(
+        openFile(temporary.data(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, plainFileMode));
+    // Synced before it gets the name, or the name could come to stand for an empty file.
+    if (!file.ok() || !fill(file.get()) || ::fsync(file.get()) != 0 ||
+        ::rename(temporary.data(), path) != 0) {
+        int const error = errno;
+        ::unlink(temporary.data());
+        errno = error;
+        return -1;
+    }
+    return syncFolderOf(path);
+}
+
+bool writeAll(int fd, const void* data, std::size_t size) {
+    return ::write(fd, data, size) == static_cast<ssize_t>(size);
+}
+
 } // namespace
 
-int openFile(const char* path, int flags) {
-    int const fd = ::open(path, flags | O_CLOEXEC, newFileMode);
+int aboveStandardStreams(int fd) {
     if (fd < 0 || fd >= firstOwnDescriptor) {
         return fd;
     }
@@ -24,6 +65,27 @@ int openFile(const char* path, int flags) {
     ::close(fd);
     errno = error;
     return moved;
+}
+
+int openFile(const char* path, int flags, mode_t mode) {
+    return aboveStandardStreams(::open(path, flags | O_CLOEXEC, mode));
+}
+
+Stream openStream(const char* path) {
+    Descriptor file(openFile(path, O_RDONLY));
+    FILE* const stream = file.ok() ? ::fdopen(file.get(), "r") : nullptr;
+    if (stream != nullptr) {
+        (void)file.release();
+    }
+    return Stream(stream);
+}
+
+void openStandardStreams() {
+    for (int fd = 0; fd < firstOwnDescriptor; ++fd) {
+        if (::fcntl(fd, F_GETFD) < 0) {
+            (void)::open("/dev/null", O_RDWR); // takes the lowest free number, which is this one
+        }
+    }
 }
 
 int syncFile(const char* path) {
@@ -48,6 +110,38 @@ int syncFolderOf(const char* path) {
 bool fileExists(const char* path) {
     struct stat status {};
     return ::stat(path, &status) == 0;
+}
+
+bool isRegularFile(const char* path) {
+    struct stat status {};
+    return ::stat(path, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+int replaceFile(const char* path, const void* data, std::size_t size) {
+    return replaceFileBy(path, [=](int fd) { return writeAll(fd, data, size); });
+}
+
+int replaceFileByCopy(const char* path, const char* from) {
+    Descriptor const source(openFile(from, O_RDONLY | O_NONBLOCK));
+    if (!source.ok() || !isRegularFile(from)) {
+        return -1;
+    }
+    return replaceFileBy(path, [&source](int fd) { return copyRest(source.get(), fd); });
+}
+
+int overwriteStart(const char* path, const void* data, std::size_t size) {
+    Descriptor const file(openFile(path, O_WRONLY | O_CREAT | O_NONBLOCK, plainFileMode));
+    bool const good = file.ok() && writeAll(file.get(), data, size) && ::fsync(file.get()) == 0;
+    return good ? syncFolderOf(path) : -1;
+}
+
+int readFile(const char* path, void* data, std::size_t size) {
+    Descriptor const file(openFile(path, O_RDONLY | O_NONBLOCK));
+    return file.ok() ? static_cast<int>(::read(file.get(), data, size)) : -1;
+}
+
+int removeFile(const char* path) {
+    return ::unlink(path) == 0 ? syncFolderOf(path) : -1;
 }
 
 } // namespace vx

@@ -1,8 +1,13 @@
-// Files and descriptors.
+// Files and descriptors. Every open of the layer goes through here, and gives a number above 2:
+// what is written to a standard stream can never land in a file or a device that took its number.
 #pragma once
 
+#include <cstddef>
+#include <cstdio>
+#include <memory>
 #include <utility>
 
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace vx {
@@ -32,10 +37,27 @@ class Descriptor {
     int fd_;
 };
 
-// Opens `path` (mode 0755 when `flags` create it) with close-on-exec. The descriptor is 3 or
-// more, so that a record can never land on a standard stream that the caller had closed.
-// -1 with errno set on failure.
-[[nodiscard]] int openFile(const char* path, int flags);
+struct CloseStream {
+    void operator()(FILE* stream) const { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<FILE, CloseStream>;
+
+// Modes of files that an open makes.
+inline constexpr mode_t storeFileMode = 0755;
+inline constexpr mode_t plainFileMode = 0644;
+inline constexpr mode_t lockFileMode = 0666;
+
+// Opens `path` with close-on-exec; -1 with errno set on failure.
+[[nodiscard]] int openFile(const char* path, int flags, mode_t mode = storeFileMode);
+// The same, as a stream for reading; null with errno set on failure.
+[[nodiscard]] Stream openStream(const char* path);
+// Moves a descriptor that is 2 or below to a number above; -1 (passed in or on failure) keeps
+// errno.
+[[nodiscard]] int aboveStandardStreams(int fd);
+
+// Opens /dev/null for each standard stream that the caller had closed, so that what is written
+// there is lost instead of landing elsewhere. For programs, at their start.
+void openStandardStreams();
 
 // Makes `path`'s content durable, and its directory entry where the file was new: a file that is
 // synced but not named survives no power cut. -1 where either cannot be opened or synced.
@@ -44,5 +66,24 @@ int syncFolderOf(const char* path);
 
 // True when `path` can be stat'ed.
 [[nodiscard]] bool fileExists(const char* path);
+// True when `path` is a regular file, or a link to one.
+[[nodiscard]] bool isRegularFile(const char* path);
+
+// Replaces the file at `path` by `size` bytes, so that a power cut leaves the old or the new
+// content: written beside it, synced, renamed, the folder synced. 0 or -1.
+[[nodiscard]] int replaceFile(const char* path, const void* data, std::size_t size);
+// The same, by the content of the file at `from`. -1 also where that is no regular file.
+[[nodiscard]] int replaceFileByCopy(const char* path, const char* from);
+
+// Writes `size` bytes at the start of the file, made where it is missing, and keeps the rest. 0 or
+// -1.
+[[nodiscard]] int overwriteStart(const char* path, const void* data, std::size_t size);
+
+// Reads up to `size` bytes of the start of a file; the count, or -1 with errno set where it cannot
+// be read.
+[[nodiscard]] int readFile(const char* path, void* data, std::size_t size);
+
+// Removes the file, durably. 0 or -1.
+int removeFile(const char* path);
 
 } // namespace vx

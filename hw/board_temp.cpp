@@ -40,7 +40,7 @@ enum class Reading { good, failed, noAccess };
 // Reads a sensor into `value`, in thousandths of a degree.
 Reading readSensor(const Sensor& sensor, int& value) {
     std::array<char, 32> text{};
-    vx::Descriptor const file(::open(sensor.path, O_RDONLY | O_CLOEXEC));
+    vx::Descriptor const file(vx::openFile(sensor.path, O_RDONLY));
     if (!file.ok()) {
         VX_REPORT(operation, "open %s failed!\n", sensor.path);
         return Reading::noAccess;

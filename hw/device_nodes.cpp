@@ -67,7 +67,7 @@ int openDevice(const char* driverName, int& handle, const DeviceWords& words) {
     }
     int error = 0;
     for (int retries = 120;; --retries) {
-        handle = ::open(path.data(), O_RDWR);
+        handle = openFile(path.data(), O_RDWR);
         if (handle >= 0) {
             break;
         }
@@ -94,7 +94,7 @@ int openDevice(const char* driverName, int& handle, const DeviceWords& words) {
 } // namespace vx
 
 uint32_t getMajor(const char* name, int type) {
-    FILE* const file = std::fopen(vx::devicesPath, "re");
+    vx::Stream const file = vx::openStream(vx::devicesPath);
     if (file == nullptr) {
         int const error = errno;
         std::printf("%s Failed to open %s: %d \n", "getMajor", vx::devicesPath, error);
@@ -104,7 +104,7 @@ uint32_t getMajor(const char* name, int type) {
     int section = beforeFirstSection;
     uint32_t number = 0;
     std::array<char, vx::lineSize> line{};
-    while (readLine(file, line.data(), vx::lineSize) >= 1) {
+    while (readLine(file.get(), line.data(), vx::lineSize) >= 1) {
         trim(line.data());
         if (vx::beginsWith(line.data(), "Character devices:")) {
             section = DEVICE_CHARACTER;
@@ -119,7 +119,6 @@ uint32_t getMajor(const char* name, int type) {
             }
         }
     }
-    std::fclose(file);
     return number;
 }
 

@@ -1,9 +1,9 @@
 #include "hw/diagnostics.h"
 
-#include <array>
+#include "common/messages.h"
+
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
 
 #include <syslog.h>
 
@@ -11,17 +11,8 @@ namespace vx {
 
 namespace {
 
-using Message = std::array<char, 512>;
-
-[[gnu::format(printf, 1, 0)]] Message formatted(const char* format, va_list values) {
-    Message message{};
-    std::vsnprintf(message.data(), message.size(), format, values);
-    return message;
-}
-
 void toStandardError(const char* source, const char* function, int line, const Message& message) {
-    std::fprintf(stderr, "%s: %s %d: %s", source, function, line, message.data());
-    std::fflush(stderr);
+    printError("%s: %s %d: %s", source, function, line, message.data());
 }
 
 // Opened and closed for each message: the program's own use of the log is not disturbed for long.

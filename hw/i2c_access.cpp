@@ -74,7 +74,7 @@ bool setSlave(int bus, int devAddr) {
 int openBus(int bus) {
     std::array<char, 32> path{};
     std::snprintf(path.data(), path.size(), "/dev/i2c-%d", bus);
-    return ::open(path.data(), O_RDWR | O_CLOEXEC);
+    return vx::openFile(path.data(), O_RDWR);
 }
 
 bool lockBus(const char* function) {
@@ -201,7 +201,7 @@ int VX_openI2CLock(void) {
     if (i2cLockFd >= 0) {
         return i2cLockFd;
     }
-    i2cLockFd = ::open(lockPath, O_RDWR | O_CREAT, 0666);
+    i2cLockFd = vx::openFile(lockPath, O_RDWR | O_CREAT, vx::lockFileMode);
     if (i2cLockFd < 0) {
         VX_REPORT(__func__, "Failed to open lock file %s\n", lockPath);
         return -1;
@@ -269,18 +269,13 @@ int writeI2cDev(int bus, int devAddr, int offset, const void* buffer, int length
         return -1;
     }
     int count = 0;
-    // A node that did not open shows at the next request; descriptor 0, which only a program
-    // without a standard input gets, is refused and left alone.
-    int const node = openBus(bus);
-    if (node == 0) {
-        VX_REPORT(writing, "open failed\n");
-    } else if (!setSlave(node, devAddr)) {
-        VX_REPORT(writing, "ioctl failed\n");
-    } else {
-        count = writePieces(job, node);
-    }
-    if (node > 0) {
-        ::close(node);
+    {
+        vx::Descriptor const node(openBus(bus));
+        if (!setSlave(node.get(), devAddr)) { // also where the node did not open
+            VX_REPORT(writing, "ioctl failed\n");
+        } else {
+            count = writePieces(job, node.get());
+        }
     }
     VX_ReleaseI2CLock();
     if (count < job.length) {

@@ -1,5 +1,6 @@
 #include <vxblade/nor.h>
 
+#include "common/files.h"
 #include "hw/diagnostics.h"
 
 #include <vxblade/brapp.h>
@@ -168,7 +169,7 @@ int vhnor_init(void) {
         VX_NOTE(__func__, "driver already initialized. Returning. %s\n", nodePath);
         return 0;
     }
-    vhnor_drv = ::open(nodePath, O_RDWR | O_SYNC, 0666);
+    vhnor_drv = vx::openFile(nodePath, O_RDWR | O_SYNC);
     if (vhnor_drv < 0) {
         VX_REPORT(__func__, "Failed to open %s!\n", nodePath);
         return -1;

@@ -1,5 +1,7 @@
 #include <vxblade/net.h>
 
+#include "common/files.h"
+
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -14,7 +16,7 @@ static_assert(sizeof(VXNetIoctl) == 2 * sizeof(void*));
 
 VXNetIoctl::VXNetIoctl() : socket_(-1) {
     std::printf("Started");
-    socket_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    socket_ = vx::aboveStandardStreams(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     std::printf("Opened socked %d", socket_);
 }
 

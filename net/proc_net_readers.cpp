@@ -56,20 +56,19 @@ bool isUsableGateway(uint32_t flags) {
 
 // Any route through a gateway is taken for the default one: the destination is not looked at.
 uint32_t VXNetGetGateway(const char* ifname) {
-    FILE* const file = std::fopen(vx::route4Path, "re");
+    vx::Stream const file = vx::openStream(vx::route4Path);
     if (file == nullptr) {
         return 0;
     }
     uint32_t gateway = 0;
     char line[vx::route4LineSize];
-    while (std::fgets(line, sizeof line, file) != nullptr) {
+    while (std::fgets(line, sizeof line, file.get()) != nullptr) {
         auto const route = vx::parseRoute4(line);
         if (route && vx::isUsableGateway(route->flags) && vx::isInterface(route->name, ifname)) {
             gateway = ntohl(route->gateway);
             break;
         }
     }
-    std::fclose(file);
     return gateway;
 }
 

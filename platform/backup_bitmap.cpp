@@ -1,7 +1,7 @@
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
-#include "platform/files.h"
+#include "common/files.h"
 
 #include <cerrno>
 #include <cstdint>
@@ -18,7 +18,7 @@ int vxbackup_SetBackupBitmap(uint32_t fileIndex) {
     }
     uint64_t bitmap = 0;
     errno = 0; // a short read sets none
-    if (vxplatform::readFile(bitmapPath, &bitmap, sizeof bitmap) != sizeof bitmap) {
+    if (vx::readFile(bitmapPath, &bitmap, sizeof bitmap) != sizeof bitmap) {
         // Absent: nothing is marked. Unreadable: marks would be lost, so every file is.
         bitmap = errno == ENOENT ? 0 : everyFile;
     }
@@ -27,5 +27,5 @@ int vxbackup_SetBackupBitmap(uint32_t fileIndex) {
         return 0; // spares the flash a write for every further record of a file
     }
     bitmap |= bit;
-    return vxplatform::replaceFile(bitmapPath, &bitmap, sizeof bitmap);
+    return vx::replaceFile(bitmapPath, &bitmap, sizeof bitmap);
 }

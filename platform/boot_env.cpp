@@ -5,8 +5,9 @@
 // two steps both count as active, and the first is taken: old or new, and both are whole.
 #include <vxblade/platform.h>
 
+#include "common/files.h"
+#include "common/messages.h"
 #include "platform/environment_texts.h"
-#include "platform/files.h"
 
 #include <vxblade/common.h>
 #include <vxblade/nor.h>
@@ -77,12 +78,11 @@ struct Environment {
 Environment environment;
 
 [[gnu::format(printf, 1, 2)]] int failed(const char* format, ...) {
-    std::array<char, 256> message{};
     va_list values;
     va_start(values, format);
-    std::vsnprintf(message.data(), message.size(), format, values);
+    vx::Message const message = vx::formatted(format, values);
     va_end(values);
-    std::fprintf(stderr, "boot_env: %s\n", message.data());
+    vx::printError("boot_env: %s\n", message.data());
     ::openlog("boot_env", LOG_PID | LOG_NDELAY, LOG_USER);
     ::syslog(LOG_ERR, "%s", message.data());
     ::closelog();
@@ -168,16 +168,16 @@ bool defaultLayout(Layout& layout) {
 
 // 0 or -1, reported.
 int findLayout(Layout& layout) {
-    FILE* const config = std::fopen(configPath, "re");
+    vx::Stream const config = vx::openStream(configPath);
     if (config == nullptr) {
         if (errno != ENOENT) { // the copies may lie elsewhere
             return failed("cannot read %s", configPath);
         }
         return defaultLayout(layout) ? 0 : failed("no place for two copies in this flash");
     }
-    bool const good = readLayout(config, layout);
-    std::fclose(config);
-    return good ? 0 : failed("%s gives no two places for copies in %s", configPath, flashNode);
+    return readLayout(config.get(), layout)
+               ? 0
+               : failed("%s gives no two places for copies in %s", configPath, flashNode);
 }
 
 // --- The copies.
@@ -238,13 +238,13 @@ using Copies = std::array<Copy, 2>;
 int noteErasing(const Place& place) {
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "%08x\n", place.blocksStart);
-    return vxplatform::replaceFile(erasingPath, text.data(), std::strlen(text.data()));
+    return vx::replaceFile(erasingPath, text.data(), std::strlen(text.data()));
 }
 
 bool isNoted(const Place& place) {
     std::array<char, 16> text{};
     unsigned start = 0;
-    return vxplatform::readFile(erasingPath, text.data(), text.size() - 1) > 0 &&
+    return vx::readFile(erasingPath, text.data(), text.size() - 1) > 0 &&
            std::sscanf(text.data(), "%x", &start) == 1 && start == place.blocksStart;
 }
 
@@ -258,7 +258,7 @@ Copies readCopies(const Layout& layout) {
             continue;
         }
         if (copies[i].isErasable) {
-            (void)vxplatform::removeFile(erasingPath);
+            (void)vx::removeFile(erasingPath);
         } else {
             copies[i].wasCut = copies[i].isReadable;
         }
@@ -283,7 +283,7 @@ int activeOf(const Copies& copies) {
 // The lock of the standard tools, held until the end of the scope.
 class ToolLock {
   public:
-    ToolLock() : fd_(::open(lockPath, O_WRONLY | O_CREAT | O_CLOEXEC, 0666)) {
+    ToolLock() : fd_(vx::openFile(lockPath, O_WRONLY | O_CREAT, vx::lockFileMode)) {
         int result = -1;
         do {
             result = ::flock(fd_, LOCK_EX);
@@ -349,7 +349,7 @@ int replaceCopy(const Layout& layout, const Copies& copies, int current,
             return failed("cannot mark the old copy at 0x%x", old);
         }
     }
-    (void)vxplatform::removeFile(erasingPath);
+    (void)vx::removeFile(erasingPath);
     return 0;
 }
 

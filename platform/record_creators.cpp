@@ -1,7 +1,7 @@
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
-#include "platform/files.h"
+#include "common/files.h"
 
 #include <cstring>
 
@@ -57,7 +57,7 @@ int vxpmgr_SetDMGlobals(const DmGlobals* record) {
 }
 
 int vxpmgr_setCacheParams(const CacheParams* record) {
-    return vxplatform::overwriteStart(cacheParamsPath, record, sizeof *record);
+    return vx::overwriteStart(cacheParamsPath, record, sizeof *record);
 }
 
 int vxpmgr_updateDefaultStoragePoolConfig(const StoragePoolConfig* record) {

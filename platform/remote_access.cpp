@@ -1,13 +1,13 @@
 #include <vxblade/platform.h>
 
-#include "platform/files.h"
+#include "common/files.h"
 
 #include <string_view>
 
 namespace {
 
 int initialize(const char* path, std::string_view content) {
-    return vxplatform::replaceFile(path, content.data(), content.size());
+    return vx::replaceFile(path, content.data(), content.size());
 }
 
 } // namespace

@@ -2,13 +2,13 @@
 #include <vxblade/platform.h>
 
 #include "common/files.h"
+#include "common/messages.h"
 #include "common/shell.h"
 #include "pmgr/psst_table.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -39,7 +39,7 @@ int copyToMirror(int fileIndex) {
         VX_systemWrapper(command.data()) == 0) {
         return 0;
     }
-    std::fprintf(stderr, "%s failed\n", command.data());
+    printError("%s failed\n", command.data());
     return -1;
 }
 
@@ -58,10 +58,6 @@ int syncPair(int fileIndex) {
 bool isReserved(int fileIndex) {
     return psstFile(fileIndex).layout == Layout::reserved;
 }
-
-struct CloseFile {
-    void operator()(FILE* file) const { std::fclose(file); }
-};
 
 } // namespace
 } // namespace vx
@@ -122,7 +118,7 @@ int ComparePsst(const char* primary, const char* mirror) {
 }
 
 uint32_t ComputeFileCrc(const char* path, int64_t start, int64_t end) {
-    std::unique_ptr<FILE, CloseFile> const file(std::fopen(path, "re"));
+    Stream const file = openStream(path);
     if (file == nullptr || ::fseeko(file.get(), static_cast<off_t>(start), SEEK_SET) != 0) {
         return 0;
     }

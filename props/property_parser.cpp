@@ -1,5 +1,7 @@
 #include "props/property_parser.h"
 
+#include "common/files.h"
+
 #include <vxblade/common.h>
 
 #include <array>
@@ -129,16 +131,16 @@ PropertyParser::PropertyParser(const char* path) {
         std::printf("PropertyParser: Failed to query file size init %s\n", path);
         return;
     }
-    FILE* const file = std::fopen(path, "re");
+    // Anything but a regular file could keep its reader waiting for ever.
+    Stream const file = S_ISREG(status.st_mode) ? openStream(path) : nullptr;
     if (file == nullptr) {
         std::printf("PropertyParser: Failed to open file for reading %s\n", path);
         return;
     }
     std::size_t total = 0;
     for (std::size_t got = 1; got > 0; total += got) {
-        got = std::fread(text_ + total, 1, size - total, file);
+        got = std::fread(text_ + total, 1, size - total, file.get());
     }
-    std::fclose(file);
     std::printf("PropertyParser: read %d bytes from %s\n", static_cast<int>(total), path);
 }
 

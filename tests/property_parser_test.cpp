@@ -127,7 +127,7 @@ TEST(PropertyParser, Files) {
     std::pair<const char*, std::string> const cases[] = {
         {"good", "read 6 bytes from "},
         {"missing", "Failed to query file size init "},
-        {"", "read 0 bytes from "}, // the folder itself
+        {"", "Failed to open file for reading "}, // the folder itself
         {"gigantic", "Failed to query file size init "},
     };
     for (auto const& [name, words] : cases) {

@@ -34,7 +34,6 @@ int __real_XBMGT_SetClusterCachedLun(void* lun);
 int __real_VX_systemWrapper(const char* command);
 int __real_vxbackup_SetBackupBitmap(uint32_t fileIndex);
 int __real_open64(const char* path, int flags, ...);
-FILE* __real_fopen64(const char* path, const char* mode);
 ssize_t __real_read(int fd, void* data, size_t size);
 ssize_t __real_pread64(int fd, void* data, size_t size, off64_t offset);
 size_t __real_fread(void* data, size_t size, size_t count, FILE* file);
@@ -132,10 +131,6 @@ int __wrap_open64(const char* path, int flags, ...) {
     return allowed({creates ? Operation::create : Operation::open, path})
                ? __real_open64(path, flags, mode)
                : -1;
-}
-
-FILE* __wrap_fopen64(const char* path, const char* mode) {
-    return allowed({Operation::open, path}) ? __real_fopen64(path, mode) : nullptr;
 }
 
 ssize_t __wrap_read(int fd, void* data, size_t size) {

@@ -1,16 +1,17 @@
 #include "upgrade/report.h"
 
+#include "common/messages.h"
+
 #include <cstdarg>
-#include <cstdio>
 
 namespace vx {
 
 void report(const char* function, int line, const char* format, ...) {
-    std::fprintf(stderr, "%s:%s!%d ", "vxpvh", function, line);
-    va_list arguments;
-    va_start(arguments, format);
-    std::vfprintf(stderr, format, arguments);
-    va_end(arguments);
+    va_list values;
+    va_start(values, format);
+    Message const message = formatted(format, values);
+    va_end(values);
+    printError("%s:%s!%d %s", "vxpvh", function, line, message.data());
 }
 
 } // namespace vx

@@ -1,0 +1,18 @@
+// Messages on standard error.
+#pragma once
+
+#include <array>
+#include <cstdarg>
+
+namespace vx {
+
+// A message with its terminator; longer ones are cut.
+using Message = std::array<char, 512>;
+
+[[nodiscard, gnu::format(printf, 1, 0)]] Message formatted(const char* format, va_list values);
+
+// Writes a message, in one write. Standard output is flushed before, so that where both go to one
+// file each line comes after what was printed before it. Keeps errno.
+[[gnu::format(printf, 1, 2)]] void printError(const char* format, ...);
+
+} // namespace vx
