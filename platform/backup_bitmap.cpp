@@ -16,16 +16,16 @@ int vxbackup_SetBackupBitmap(uint32_t fileIndex) {
     if (fileIndex < PSST_FIRST_INDEX || fileIndex > PSST_LAST_INDEX) {
         return -1;
     }
-    uint64_t bitmap = 0;
+    uint64_t marked = 0;
     errno = 0; // a short read sets none
-    if (vx::readFile(bitmapPath, &bitmap, sizeof bitmap) != sizeof bitmap) {
+    bool const isRead = vx::readFile(bitmapPath, &marked, sizeof marked) == sizeof marked;
+    if (!isRead) {
         // Absent: nothing is marked. Unreadable: marks would be lost, so every file is.
-        bitmap = errno == ENOENT ? 0 : everyFile;
+        marked = errno == ENOENT ? 0 : everyFile;
     }
-    uint64_t const bit = uint64_t{1} << fileIndex;
-    if ((bitmap & bit) != 0) {
+    uint64_t const bitmap = marked | uint64_t{1} << fileIndex;
+    if (isRead && bitmap == marked) {
         return 0; // spares the flash a write for every further record of a file
     }
-    bitmap |= bit;
     return vx::replaceFile(bitmapPath, &bitmap, sizeof bitmap);
 }

@@ -2,6 +2,7 @@
 
 #include "common/files.h"
 #include "pmgr/control_block.h"
+#include "pmgr/psst_header.h"
 #include "pmgr/psst_table.h"
 
 #include <cstdio>
@@ -24,6 +25,12 @@ int writeHeader(uint32_t type, bool finished) {
         header.fileSize = 0;
     }
     return WriteHeader(&header);
+}
+
+// A header as writeHeader leaves it, not the zeros of a file that nobody wrote yet.
+bool isUnfinishedHeader(const PsstHeader& header, uint32_t type) {
+    return header.version == PSST_HEADER_VERSION && header.magic == 0 && header.fileSize == 0 &&
+           header.type == type;
 }
 
 // The order is what makes every instant safe: until the last write the header is one that every
@@ -60,6 +67,17 @@ bool isUnfinished(const char* path) {
            status.st_size < PSST_HEADER_LENGTH;
 }
 
+void finishMirror(int fileIndex) {
+    uint32_t const type = fileTypeOf(fileIndex);
+    const char* const path = psstFileMirrorPaths[fileIndex];
+    PsstHeader header{};
+    if (readFile(path, &header, sizeof header) == sizeof header &&
+        isUnfinishedHeader(header, type) && checkHeader(type) == 0 &&
+        ReadHeader(&header, type) == 0) {
+        (void)MirrorPsstFile(&header, sizeof header, fileIndex, 0);
+    }
+}
+
 int makePsstFile(int fileIndex, RecordWriter writeRecords) {
     // Truncated: the zeros that fill the file would else complete the remnant of a good header.
     if (openIntoSlot(fileIndex, O_RDWR | O_CREAT | O_TRUNC) != 0) {
@@ -85,8 +103,12 @@ int CreatePsstFile(int fileIndex) {
         type == PSST_VPD_BACKUP) {
         return -1;
     }
-    return isUnfinished(psstFilePrimaryPaths[fileIndex]) ? makePsstFile(fileIndex, nullptr)
-                                                         : openIntoSlot(fileIndex, O_RDWR);
+    if (isUnfinished(psstFilePrimaryPaths[fileIndex])) {
+        return makePsstFile(fileIndex, nullptr);
+    }
+    int const result = openIntoSlot(fileIndex, O_RDWR);
+    finishMirror(fileIndex);
+    return result;
 }
 
 int CreateEventNotifyPsst(void) {

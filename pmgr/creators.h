@@ -9,6 +9,10 @@ namespace vx {
 // making never began or was cut short.
 [[nodiscard]] bool isUnfinished(const char* path);
 
+// A cut between the last header of a new file and its mirror leaves the mirror unfinished, with all
+// else in place: gives it the open file's header.
+void finishMirror(int fileIndex);
+
 // Writes the initial records of a file of that type; 0 or another status.
 using RecordWriter = int (*)(uint32_t type);
 

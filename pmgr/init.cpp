@@ -112,14 +112,14 @@ int openNeededFiles() {
         closeType(PSST_BRIDGE_CONFIG);
         return -1;
     }
-    // A missing or half-made event-notification file is made; a good one is opened as it is.
-    if ((isUnfinished(pathOf(PSST_EVENT_NOTIFY)) ||
-         openIntoSlot(fileIndexOf(PSST_EVENT_NOTIFY), O_RDWR) != 0) &&
-        CreateEventNotifyPsst() != 0) {
+    // A missing or half-made one is made, a good one opened as it is.
+    if (CreateEventNotifyPsst() != 0) {
         return -1;
     }
     for (std::size_t i = 0; i < opened.size(); ++i) {
-        keepDescriptor(fileIndexOf(neededFiles[i].type), opened[i].release());
+        int const index = fileIndexOf(neededFiles[i].type);
+        keepDescriptor(index, opened[i].release());
+        finishMirror(index);
     }
     return 0;
 }

@@ -3,8 +3,11 @@
 #include "common/files.h"
 #include "pmgr/psst_table.h"
 
+#include <vxblade/mirror_sync.h>
+#include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
+#include <array>
 #include <cstring>
 
 #include <fcntl.h>
@@ -12,36 +15,58 @@
 namespace vx {
 namespace {
 
-// What an upgrade writes record by record. The sequence number claims the state of the others.
-constexpr uint32_t refreshed[] = {PSST_BRIDGE_CONFIG, PSST_HOST_GROUP, PSST_SEQUENCE_NUMBER};
+constexpr std::size_t largestRecord = sizeof(BridgeConfig);
+using Record = std::array<unsigned char, largestRecord>;
 
-Descriptor openForReading(const char* path) {
-    return Descriptor(openFile(path, O_RDONLY | O_NONBLOCK));
+uint64_t numberIn(const PsstHeader& header) {
+    return uint64_t{header.sequenceHigh} << 32 | header.sequenceLow;
 }
 
-void refreshMirror(int fileIndex) {
-    Descriptor const primary = openForReading(psstFilePrimaryPaths[fileIndex]);
-    Descriptor const mirror = openForReading(psstFileMirrorPaths[fileIndex]);
-    unsigned char bytes[4096];
-    unsigned char mirrored[sizeof bytes];
-    off_t offset = 0;
-    ssize_t count = 0;
-    while (primary.ok() && mirror.ok() &&
-           (count = ::read(primary.get(), bytes, sizeof bytes)) > 0) {
-        auto const size = static_cast<std::size_t>(count);
-        if (::pread(mirror.get(), mirrored, size, offset) != count ||
-            std::memcmp(bytes, mirrored, size) != 0) {
-            (void)MirrorPsstFile(bytes, static_cast<int32_t>(size), fileIndex, offset);
-        }
-        offset += count;
-    }
+bool readMirror(int fileIndex, off_t offset, Record& record, std::size_t size) {
+    Descriptor const mirror(openFile(psstFileMirrorPaths[fileIndex], O_RDONLY | O_NONBLOCK));
+    return mirror.ok() &&
+           ::pread(mirror.get(), record.data(), size, offset) == static_cast<ssize_t>(size);
 }
 
 } // namespace
 
-void refreshMirrors() {
-    for (uint32_t const type : refreshed) {
-        refreshMirror(fileIndexOf(type));
+bool mirrorIsAhead() {
+    if (vxpmgr_mirror_path_init_done == 0) {
+        vxpmgr_create_mirror_paths(0, 0, 0, 0);
+    }
+    const char* const mirrorPath = psstFileMirrorPaths[PSST_SEQUENCE_INDEX];
+    PsstHeader file{};
+    PsstHeader mirror{};
+    if (!fileExists(mirrorPath)) {
+        return false;
+    }
+    if (readFile(mirrorPath, &mirror, sizeof mirror) != sizeof mirror) {
+        return true;
+    }
+    (void)readFile(psstFilePrimaryPaths[PSST_SEQUENCE_INDEX], &file, sizeof file);
+    return numberIn(mirror) > numberIn(file);
+}
+
+void refreshMirror(uint32_t type, uint32_t number, std::size_t size) {
+    auto const place = placeOf(type);
+    Record record;
+    Record mirrored;
+    if (!place || size > record.size() ||
+        ReadPsstFile(record.data(), static_cast<int32_t>(size), type, number, PSST_MODE_RECORD) !=
+            0) {
+        return;
+    }
+    off_t const offset = place->first + off_t{place->slotSize} * number;
+    if (readMirror(place->fileIndex, offset, mirrored, size) &&
+        std::memcmp(record.data(), mirrored.data(), size) != 0) {
+        (void)MirrorPsstFile(record.data(), static_cast<int32_t>(size), place->fileIndex, offset);
+    }
+}
+
+void refreshSequenceMirror() {
+    uint64_t mirrored = 0;
+    if (vxpmgr_GetSequenceNumber(1, &mirrored) == 0 && mirrored != pmgr_cb->sequenceNumber) {
+        (void)UpdateSequenceNumber(0);
     }
 }
 

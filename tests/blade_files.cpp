@@ -38,8 +38,9 @@ std::string mirror(int fileIndex) {
     return "/mnt/nand2/" + fs::path(primary(fileIndex)).filename().string();
 }
 
-uint64_t sequenceNumberOnFile() {
-    Bytes const bytes = readBytes(primary(PSST_SEQUENCE_INDEX));
+uint64_t sequenceNumberOnFile(const std::string& path) {
+    Bytes bytes = readBytes(path);
+    bytes.resize(PSST_HEADER_LENGTH);
     uint64_t number = 0;
     for (std::size_t i = 8; i > 0; --i) {
         number = number << 8 | bytes.at(20 + i - 1);

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include <vxblade/pmgr.h>
+
 #include <gtest/gtest.h>
 
 using Bytes = std::vector<unsigned char>;
@@ -17,8 +19,8 @@ void writeBytes(const std::string& path, const Bytes& bytes);
 [[nodiscard]] std::string mirror(int fileIndex);
 // Changes one byte of a file.
 void setByte(const std::string& path, std::size_t offset, unsigned char value);
-// The number in the sequence-number file.
-[[nodiscard]] uint64_t sequenceNumberOnFile();
+// The number in the sequence-number file or its mirror; 0 where there is none.
+[[nodiscard]] uint64_t sequenceNumberOnFile(const std::string& path = primary(PSST_SEQUENCE_INDEX));
 
 inline Bytes bytesOf(const void* data, std::size_t size) {
     auto const* const bytes = static_cast<const unsigned char*>(data);

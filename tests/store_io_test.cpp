@@ -70,6 +70,10 @@ TEST_F(StoreIo, OneWriteInDurableOrder) {
     EXPECT_EQ(readBytes("/mnt/nand0/backup_bitmap.bin"), (Bytes{0, 0, 0x30, 0, 0, 0, 0, 0}));
     EXPECT_EQ(vxbackup_SetBackupBitmap(43), 0);
     EXPECT_EQ(readBytes("/mnt/nand0/backup_bitmap.bin"), (Bytes{0, 0, 0x30, 0, 0, 8, 0, 0}));
+    writeBytes("/mnt/nand0/backup_bitmap.bin", {0}); // torn: which files it marked is not known
+    EXPECT_EQ(vxbackup_SetBackupBitmap(1), 0);
+    EXPECT_EQ(readBytes("/mnt/nand0/backup_bitmap.bin"),
+              (Bytes{0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x0F, 0, 0}));
     EXPECT_EQ(vxbackup_SetBackupBitmap(44), -1);
 }
 

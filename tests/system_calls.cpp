@@ -42,14 +42,15 @@ off64_t __real_lseek64(int fd, off64_t offset, int whence);
 
 namespace {
 
-std::string nameOf(int fd) {
+std::string pathOf(int fd) {
     std::array<char, PATH_MAX> path{};
     std::string const link = "/proc/self/fd/" + std::to_string(fd);
-    if (::readlink(link.c_str(), path.data(), path.size() - 1) < 0) {
-        return "?";
-    }
-    // Files of the second and third volume by volume and name, the primaries by name.
-    std::string const full = path.data();
+    return ::readlink(link.c_str(), path.data(), path.size() - 1) < 0 ? "?" : path.data();
+}
+
+// Files of the volumes by volume and name.
+std::string nameOf(int fd) {
+    std::string const full = pathOf(fd);
     auto const volume = full.find("nand");
     return volume == std::string::npos ? full : full.substr(volume);
 }
@@ -103,6 +104,16 @@ std::optional<std::size_t> allowed(const Call& call) {
     return call.size;
 }
 
+void trace(const Change& change) {
+    if (systemCalls.trace == nullptr || !change.path.starts_with("/mnt/nand")) {
+        return;
+    }
+    std::fprintf(systemCalls.trace, "%d %d %lld %zu %s %s\n", static_cast<int>(change.kind),
+                 change.isSynced ? 1 : 0, static_cast<long long>(change.offset), change.data.size(),
+                 change.path.c_str(), change.from.empty() ? "-" : change.from.c_str());
+    std::fwrite(change.data.data(), 1, change.data.size(), systemCalls.trace);
+}
+
 void record(const std::string& what) {
     if (systemCalls.recording) {
         systemCalls.log.push_back(what);
@@ -117,6 +128,25 @@ void recordFile(const char* what, int fd) {
 
 } // namespace
 
+Trace readTrace(FILE* file) {
+    Trace trace;
+    int kind = 0;
+    int isSynced = 0;
+    long long offset = 0;
+    std::size_t size = 0;
+    std::array<char, PATH_MAX> path{};
+    std::array<char, PATH_MAX> from{};
+    while (std::fscanf(file, "%d %d %lld %zu %4095s %4095s", &kind, &isSynced, &offset, &size,
+                       path.data(), from.data()) == 6) {
+        std::fgetc(file);
+        std::vector<unsigned char> data(size);
+        EXPECT_EQ(__real_fread(data.data(), 1, size, file), size);
+        trace.push_back({static_cast<Change::Kind>(kind), isSynced != 0, offset, path.data(),
+                         from.data(), std::move(data)});
+    }
+    return trace;
+}
+
 extern "C" {
 
 int __wrap_open64(const char* path, int flags, ...) {
@@ -128,9 +158,15 @@ int __wrap_open64(const char* path, int flags, ...) {
         va_end(arguments);
     }
     bool const creates = (flags & O_CREAT) != 0;
-    return allowed({creates ? Operation::create : Operation::open, path})
-               ? __real_open64(path, flags, mode)
-               : -1;
+    if (!allowed({creates ? Operation::create : Operation::open, path})) {
+        return -1;
+    }
+    bool const isNew = creates && ::access(path, F_OK) != 0;
+    int const fd = __real_open64(path, flags, mode);
+    if (fd >= 0 && (isNew || (flags & O_TRUNC) != 0)) {
+        trace({isNew ? Change::Kind::create : Change::Kind::truncate, false, 0, path, {}, {}});
+    }
+    return fd;
 }
 
 ssize_t __wrap_read(int fd, void* data, size_t size) {
@@ -155,20 +191,41 @@ off64_t __wrap_lseek64(int fd, off64_t offset, int whence) {
 ssize_t __wrap_write(int fd, const void* data, size_t size) {
     recordFile("write ", fd);
     auto const bytes = allowed({Operation::write, nullptr, fd, size, data});
+    if (bytes && systemCalls.trace != nullptr) {
+        auto const* begin = static_cast<const unsigned char*>(data);
+        trace({Change::Kind::write,
+               (::fcntl(fd, F_GETFL) & O_SYNC) == O_SYNC,
+               __real_lseek64(fd, 0, SEEK_CUR),
+               pathOf(fd),
+               {},
+               {begin, begin + *bytes}});
+    }
     return bytes ? __real_write(fd, data, *bytes) : -1;
 }
 
 int __wrap_fsync(int fd) {
     recordFile("sync ", fd);
-    return allowed({Operation::sync, nullptr, fd}) ? __real_fsync(fd) : -1;
+    if (!allowed({Operation::sync, nullptr, fd})) {
+        return -1;
+    }
+    trace({Change::Kind::sync, false, 0, pathOf(fd), {}, {}});
+    return __real_fsync(fd);
 }
 
 int __wrap_rename(const char* from, const char* to) {
-    return allowed({Operation::rename, to}) ? __real_rename(from, to) : -1;
+    if (!allowed({Operation::rename, to})) {
+        return -1;
+    }
+    trace({Change::Kind::rename, false, 0, to, from, {}});
+    return __real_rename(from, to);
 }
 
 int __wrap_unlink(const char* path) {
-    return allowed({Operation::unlink, path}) ? __real_unlink(path) : -1;
+    if (!allowed({Operation::unlink, path})) {
+        return -1;
+    }
+    trace({Change::Kind::unlink, false, 0, path, {}, {}});
+    return __real_unlink(path);
 }
 
 int __wrap_system(const char* command) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -39,17 +40,32 @@ struct OperationLog {
     Entry entries[4000];
 };
 
+// What a process did to the volumes, in order and with all bytes.
+struct Change {
+    enum class Kind : uint8_t { create, truncate, write, sync, rename, unlink };
+    Kind kind;
+    bool isSynced; // the file was opened so that each write is durable when it returns
+    int64_t offset;
+    std::string path; // of a sync, also a folder's
+    std::string from; // of a rename
+    std::vector<unsigned char> data;
+};
+using Trace = std::vector<Change>;
+[[nodiscard]] Trace readTrace(FILE* file);
+
 struct SystemCalls {
     bool recording = false;
     std::vector<std::string> log; // "write brapp_config.bin", "mark 1" …
     Fault fault;
     int operations = 0;                             // that were counted against the fault
     OperationLog* operationLog = nullptr;           // filled where set
+    FILE* trace = nullptr;                          // written where set; of readTrace
     std::function<int(const std::string&)> shell;   // instead of system, where set
     std::function<int(const std::string&)> runner;  // instead of VX_systemWrapper, where set
     std::vector<std::vector<unsigned char>> pushed; // records handed to the bridge application
     unsigned slept = 0;                             // what an interrupted sleep leaves
     int semaphoreFailures = 0;                      // waits that a signal interrupts
+    int mountStatus = 0;                            // of the mount check without a shell
     int sleeps = 0;                                 // seconds that were asked for and not slept
 };
 extern SystemCalls systemCalls;

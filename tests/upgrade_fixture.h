@@ -5,7 +5,10 @@
 #include "tests/system_calls.h"
 #include "tests/volumes.h"
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -14,7 +17,13 @@
 
 // At most `count` of what could be tried, by a fixed seed, in order; everything for `everything`.
 inline constexpr std::size_t everything = SIZE_MAX;
-[[nodiscard]] std::vector<Fault> chosen(std::vector<Fault> faults, std::size_t count);
+template <class Choice>
+std::vector<Choice> chosen(const std::vector<Choice>& choices, std::size_t count) {
+    std::vector<Choice> some;
+    std::sample(choices.begin(), choices.end(), std::back_inserter(some),
+                std::min(count, choices.size()), std::mt19937(20260412));
+    return some;
+}
 
 // The tool's shell commands without a shell, which would be most of an upgrade's time; for
 // systemCalls.shell.
@@ -25,18 +34,21 @@ class UpgradeTest : public BladeTest {
     static constexpr const char* printed = "/var/lock/printed";
     static constexpr const char* newFile = "/mnt/nand0/firmware/default_bridge_config.cfg";
     static constexpr const char* savedCopy = "/mnt/nand0/default_bridge_config.cfg.0";
+    static constexpr const char* unmerged = "/mnt/nand0/default_bridge_config.cfg.unmerged";
+    static constexpr const char* journal = "/mnt/nand0/vxpvh.journal";
     static constexpr const char* secondSavedCopy = "/mnt/nand0/default_bridge_config.cfg.1";
 
   protected:
     void SetUp() override;
     void TearDown() override;
+    // The last touch before the start of the upgrade: takes away what the firmware makes.
+    virtual void arrange();
 
     struct Run {
         int status;      // as of waitpid
         int descriptors; // open at the end, the store closed
         std::vector<OperationLog::Entry> operations;
         [[nodiscard]] bool reachedEnd() const { return status == 0; }
-        [[nodiscard]] bool wasCut() const;
     };
     // Runs work in a process of its own, with a fault that counts from its start; its result is the
     // process's exit status.
@@ -44,13 +56,15 @@ class UpgradeTest : public BladeTest {
     static Run run(const Work& prepare, const Work& work, const Fault& fault);
     // Runs the upgrade with a fault; what it printed stands in `printed`.
     static Run upgrade(const Fault& fault = {});
+    // Runs it without one; what it did to the volumes.
+    static Trace traceOfUpgrade();
 
-    // Fails unless every file holds what it held at the start or holds at the end, or (a new file)
-    // is one that readers refuse; records count field by field. `in` says where.
+    // Fails unless every byte of a file is what it was at the start or is at the end, and each new
+    // file is whole or one that readers refuse. `in` says where.
     void expectWhole(const std::string& in) const;
     // Fails unless the volumes are as an uninterrupted upgrade leaves them, but for the sequence
-    // number, which is at least `sequence`, and what else a cut may leave behind.
-    void expectEnd(const std::string& in, uint64_t sequence) const;
+    // number, which is at least `sequence`, what else a cut may leave, and one mirror.
+    void expectEnd(const std::string& in, uint64_t sequence, const std::string& behind = "") const;
 
     int descriptors = 0; // open at the end of that upgrade
     Volumes start;

@@ -56,6 +56,52 @@ check "second run makes what is missing" 192 "$(stat -c %s "$state/nand1/brapp_c
 check "second run changes nothing else" "" \
   "$(diff <(echo "$before" | grep -v seqno) <(cd "$state" && sha256sum nand?/* | grep -v seqno))"
 
+# --- What becomes of the tool's output changes nothing in what it does, and lands nowhere else.
+done_by() { (cd "$1" && sha256sum nand[12]/* nand0/*.cfg.?); }
+wanted= # of the first row
+while read -r streams; do
+  new_store "$old"
+  bladesim --state "$state" vxcfg set config.bridge.BridgeLogSize 9999
+  cp "$new" "$firmware"
+  check "vxpvh $streams: what lands in the lock file" 0 "$(cd "$work/firmware" &&
+    bladesim --state "$state" sh -c "vxpvh $streams; wc -c </var/lock/i2cLock" 2>/dev/null)"
+  wanted=${wanted:-$(done_by "$state")}
+  check "vxpvh $streams: what it does" "$wanted" "$(done_by "$state")"
+  check "vxpvh $streams: what drivers get" 0 "$(grep -c write "$state/trace")"
+done <<'STREAMS'
+>/dev/null 2>&1
+>/dev/full
+2>/dev/full >/dev/null
+>&-
+2>&- >/dev/null
+<&- 2>&- >/dev/null
+<&- >&- 2>&-
+| true
+STREAMS
+(cd "$work/firmware" && bladesim --state "$state" sh -c 'printf "properties.file.version = \"6\"\n" >default_bridge_config.cfg
+  vxpvh' >"$work/both" 2>&1)
+check "lines in one file are in their order" "Compare Diff: field=BridgeCliTimeout, update=1,vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info" \
+  "$(grep -B1 'Updating CLI' "$work/both" | sed 's/field=BridgeCliPrompt/field=BridgeCliTimeout/' | paste -sd,)"
+for argument in --help --version; do
+  check "$argument" "1 and no lock" "$(cd "$work" && bladesim --state "$state" sh -c \
+    'rm -f /var/lock/vxpvh.lock; vxpvh $1 | grep -c "^\(usage: \)\?vxpvh"; [ -e /var/lock/vxpvh.lock ] || echo and no lock' sh $argument | paste -sd' ')"
+done
+
+# --- Defaults that are no regular file are neither waited for nor copied.
+reference=$state/nand0/default_bridge_config.cfg.0
+for kind in "mkfifo" "mkdir" "ln -s /dev/zero"; do
+  new_store "$old"
+  $kind "$firmware"
+  run_upgrade
+  check "$kind: the new file" "0 $(sha256sum <"$old") 1" "$status $(sha256sum <"$reference") $(grep -c \
+    '^PropertyParser: Failed to open file for reading default_bridge_config.cfg$' "$work/out")"
+  rm -r "$firmware" "$reference"
+  cp "$new" "$firmware"
+  $kind "$reference"
+  run_upgrade
+  check "$kind: the reference" "0 1" "$status $(grep -c 'cfg.0 is no regular file: not copied$' "$work/err")"
+done
+
 # --- A whole upgrade, which makes the largest files too, stays below 4 MiB of resident memory.
 # Sanitized builds need several times that; the release build's run of this test is the check.
 if [ "${SANITIZED:-OFF}" != ON ]; then
@@ -85,6 +131,8 @@ outcome() {
 }
 new_store "$old"
 outcome "differ, not mounted" "$new" yes no --unmounted nand1
+check "the old defaults are kept" "" "$(cmp "$old" "$state/nand0/default_bridge_config.cfg.unmerged" 2>&1)"
+check "that is said" 1 "$(grep -c 'Not merged; the old defaults are kept as /mnt/nand0/default_bridge_config.cfg.unmerged$' "$work/err")"
 check "not mounted is said" 1 "$(grep -c '^compareDefaultConfiguration: /mnt/nand1 not mounted$' "$work/out")"
 outcome "equal, mounted" "$new" no no
 outcome "equal, not mounted" "$new" yes no --unmounted nand1
@@ -99,6 +147,7 @@ for file in "$new" "$old"; do # versions that differ and, thanks to the copies, 
 done
 printf 'x' | dd of="$state/nand1/brapp_config.bin" bs=1 seek=4 conv=notrunc 2>/dev/null
 outcome "differ, store unusable" "$new" yes no
+check "the oldest defaults stay" "" "$(cmp "$old" "$state/nand0/default_bridge_config.cfg.unmerged" 2>&1)"
 check "an unusable store is said" 1 "$(grep -c '!1532 The store could not be opened: -1$' "$work/err")"
 
 # --- A section that cannot be written does not stop the next.

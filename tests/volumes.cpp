@@ -51,6 +51,15 @@ void Volumes::restore() const {
     }
 }
 
+Volumes Volumes::with(const std::map<std::string, std::shared_ptr<const Bytes>>& files) const {
+    Volumes volumes = *this;
+    std::erase_if(volumes.files_, [](auto const& file) { return !file.second.isLarge(); });
+    for (auto const& [path, bytes] : files) {
+        volumes.files_[path].bytes = *bytes;
+    }
+    return volumes;
+}
+
 const Volumes::File* Volumes::find(const std::string& path) const {
     auto const found = files_.find(path);
     return found == files_.end() ? nullptr : &found->second;

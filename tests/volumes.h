@@ -4,6 +4,7 @@
 #include "tests/blade_files.h"
 
 #include <map>
+#include <memory>
 #include <string>
 
 class Volumes {
@@ -13,6 +14,7 @@ class Volumes {
     struct File {
         Bytes bytes;
         std::array<int64_t, 4> identity{};
+        [[nodiscard]] bool isLarge() const { return identity[0] != 0; }
         bool operator==(const File&) const = default;
     };
 
@@ -20,6 +22,9 @@ class Volumes {
     [[nodiscard]] static Volumes now();
     // Makes the volumes hold these files and no others.
     void restore() const;
+    // These volumes with other files; the large ones stay.
+    [[nodiscard]] Volumes
+    with(const std::map<std::string, std::shared_ptr<const Bytes>>& files) const;
 
     [[nodiscard]] const File* find(const std::string& path) const;
     [[nodiscard]] const std::map<std::string, File>& files() const { return files_; }

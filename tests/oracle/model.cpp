@@ -324,11 +324,11 @@ struct Run : Upgrade {
                 }
                 merge(section, index);
             });
-            for (std::string const& path : {configFile, hostGroupFile, sequenceFile}) {
-                if (files.contains(mirrorOf(path))) {
-                    writeAt(files[mirrorOf(path)], 0, files[path]);
-                }
-            }
+        } else if (isNew && files.contains(savedFiles[0])) {
+            bool const isFirst = files.try_emplace(unmergedFile, files[savedFiles[0]]).second;
+            report(name, isFirst ? 1552 : 1550,
+                   isFirst ? "Not merged; the old defaults are kept as " + unmergedFile
+                           : "Not merged; " + unmergedFile + " is kept from an earlier upgrade");
         }
         if (isNew || !isMounted) {
             report("main", 1634, "Copying new personality file into /mnt/nand0");

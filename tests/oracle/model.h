@@ -18,6 +18,7 @@ using Files = std::map<std::string, Bytes>; // content by path; a missing file h
 inline const std::string newFile =
     "/mnt/nand0/default_bridge_config.cfg"; // the working directory's
 inline const std::string savedFiles[] = {newFile + ".0", newFile + ".1"};
+inline const std::string unmergedFile = newFile + ".unmerged";
 inline const std::string configFile = "/mnt/nand1/brapp_config.bin";
 inline const std::string hostGroupFile = "/mnt/nand1/brapp_hostgroup.bin";
 inline const std::string sequenceFile = "/mnt/nand1/brapp_seqno.cfg";
