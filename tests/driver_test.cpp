@@ -2,6 +2,8 @@
 // earlier run, mirrors that hold more than their files.
 #include "tests/upgrade_fixture.h"
 
+#include "props/config_fields.h"
+#include "upgrade/default_merge.h"
 #include "upgrade/journal.h"
 
 #include <vxblade/common.h>
@@ -164,6 +166,24 @@ TEST_F(Driver, MirrorsThatHoldMore) {
         EXPECT_EQ(readBytes(primary(1)), end.find(primary(1))->bytes) << c.name;
         EXPECT_EQ(readBytes(savedCopy), file) << c.name;
     }
+}
+
+// A record that cannot be read is not written over.
+TEST(MergeSection, EndsWhereTheRecordCannotBeRead) {
+    static constexpr vx::Field fields[] = {VX_FIELD(HostGroupConfig, Flags)};
+    static constexpr vx::FieldGroup groups[] = {fields};
+    static int puts;
+    constexpr vx::RecordAccess unreadable = {sizeof(HostGroupConfig),
+                                             [](void*, uint32_t) { return -5; },
+                                             [](const void*, uint32_t) { return ++puts; }};
+    std::string const text = "config.x.Flags = \"1\"";
+    PropertiesHandle const newFile =
+        propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
+    EXPECT_EQ(
+        vx::mergeSection({"x", 1, "x", "config.x.", false, groups, unreadable}, nullptr, newFile),
+        -5);
+    EXPECT_EQ(puts, 0);
+    propClosePropertiesFile(newFile);
 }
 
 } // namespace

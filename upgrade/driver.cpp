@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* newPersonalityFile = "default_bridge_config.cfg";
 constexpr const char* reference = savedPersonalityFiles[0];
-constexpr const char* unmergedFile = "/mnt/nand0/default_bridge_config.cfg.unmerged";
+constexpr const char* unmergedFile = unmergedPersonalityFile;
 
 // Nothing else uses this lock. The kernel releases it when its holder ends, however it ends.
 constexpr const char* lockPath = "/var/lock/vxpvh.lock";

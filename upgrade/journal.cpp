@@ -1,6 +1,7 @@
 #include "upgrade/journal.h"
 
 #include "common/files.h"
+#include "props/saved_files.h"
 #include "upgrade/report.h"
 
 #include <vxblade/common.h>
@@ -12,7 +13,7 @@ namespace vx {
 
 namespace {
 
-constexpr const char* path = "/mnt/nand0/vxpvh.journal";
+constexpr const char* path = upgradeJournal;
 
 uint32_t crcOf(const JournalRecord& record) {
     return crc32(0, &record, offsetof(JournalRecord, crc));
