@@ -126,15 +126,17 @@ bool isUsable(const Layout& layout) {
            (a.blocksEnd <= b.blocksStart || b.blocksEnd <= a.blocksStart);
 }
 
-// From lines "device offset size …"; those of the flash count, and there must be two.
+// From lines "device offset size [sector size [sectors]]"; those of the flash count, and there must
+// be two. The numbers are read as the standard tools do: an offset in any base that its prefix
+// names, a size in hexadecimal with or without one. How large its blocks are the flash says itself.
 bool readLayout(FILE* config, Layout& layout) {
     std::array<char, 256> line{};
     std::size_t count = 0;
     while (std::fgets(line.data(), static_cast<int>(line.size()), config) != nullptr) {
         std::array<char, 64> device{};
         int64_t offset = 0;
-        int64_t size = 0;
-        if (std::sscanf(line.data(), "%63s %" SCNi64 " %" SCNi64, device.data(), &offset, &size) !=
+        uint64_t size = 0;
+        if (std::sscanf(line.data(), "%63s %" SCNi64 " %" SCNx64, device.data(), &offset, &size) !=
                 3 ||
             std::strcmp(device.data(), flashNode) != 0) {
             continue;
