@@ -46,6 +46,7 @@ struct SystemCalls {
     int operations = 0;                             // that were counted against the fault
     OperationLog* operationLog = nullptr;           // filled where set
     std::function<int(const std::string&)> shell;   // instead of system, where set
+    std::function<void(unsigned)> pause;            // instead of usleep, where set
     std::function<int(const std::string&)> runner;  // instead of VX_systemWrapper, where set
     std::vector<std::vector<unsigned char>> pushed; // records handed to the bridge application
     unsigned slept = 0;                             // what an interrupted sleep leaves
