@@ -268,6 +268,11 @@ TEST_F(BootEnv, SavesThatFail) {
         }
     }
     EXPECT_NE(logged().find("boot_env["), std::string::npos);
+    // Where no copy counts, the one that was cut is replaced first: its note is lost then.
+    setPlaces(blank, torn);
+    std::ofstream(erasingNote) << "3f0000";
+    ASSERT_EQ(load(), 0);
+    expectSaves();
     // Without a note there is no erase.
     fs::create_directory(std::string(erasingNote) + ".new");
     Seen const refused = saveNamed("newest");
