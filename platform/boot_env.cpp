@@ -3,6 +3,9 @@
 // A save never touches the copy that counts until the other one is complete: it erases and
 // programs the other, reads it back, and only then marks the old one obsolete. Between the last
 // two steps both count as active, and the first is taken: old or new, and both are whole.
+//
+// A load reads the copies alone. What else their blocks hold is looked at where it matters: before
+// a block is erased, and after a save that was cut.
 #include <vxblade/platform.h>
 
 #include "common/files.h"
@@ -34,6 +37,8 @@ using Bytes = std::vector<uint8_t>;
 constexpr const char* configPath = "/etc/fw_env.config";
 constexpr const char* flashNode = "/dev/mtd0";
 constexpr const char* lockPath = "/var/lock/fw_printenv.lock"; // of the standard tools
+constexpr useconds_t lockPause = 100'000;
+constexpr int lockPauses = 50; // until a wait is reported
 // Names the block that a save is about to erase, so that the next save may finish what a power
 // cut left there: that block then is neither blank nor an environment, and still nobody else's.
 constexpr const char* erasingPath = "/mnt/nand0/boot_env.erasing";
@@ -42,7 +47,7 @@ constexpr std::size_t flagOffset = 4; // behind the CRC
 constexpr std::size_t textsOffset = 5;
 constexpr uint8_t active = 1;
 constexpr uint8_t obsolete = 0;
-constexpr uint8_t blank = 0xFF;
+constexpr uint8_t blank = 0xFF; // also a flag that nobody programmed
 constexpr uint32_t defaultSize = 16 * 1024;
 constexpr uint32_t largestSize = 1024 * 1024;
 
@@ -61,9 +66,9 @@ struct Layout {
 // What the flash holds at a place.
 struct Copy {
     bool isReadable = false;
-    bool isBlank = false; // with all of its blocks
+    bool isBlank = false;
     bool isValid = false;
-    bool isErasable = false; // nothing but an environment or blank bytes
+    bool isErasable = false; // nothing but an environment or blank bytes, as far as was read
     bool wasCut = false;     // none of these, and left by a save that was cut
     uint8_t flag = blank;
     EnvironmentTexts texts;
@@ -126,15 +131,17 @@ bool isUsable(const Layout& layout) {
            (a.blocksEnd <= b.blocksStart || b.blocksEnd <= a.blocksStart);
 }
 
-// From lines "device offset size …"; those of the flash count, and there must be two.
+// From lines "device offset size [sector size [sectors]]"; those of the flash count, and there must
+// be two. The numbers are read as the standard tools do: an offset in any base that its prefix
+// names, a size in hexadecimal with or without one. How large its blocks are the flash says itself.
 bool readLayout(FILE* config, Layout& layout) {
     std::array<char, 256> line{};
     std::size_t count = 0;
     while (std::fgets(line.data(), static_cast<int>(line.size()), config) != nullptr) {
         std::array<char, 64> device{};
         int64_t offset = 0;
-        int64_t size = 0;
-        if (std::sscanf(line.data(), "%63s %" SCNi64 " %" SCNi64, device.data(), &offset, &size) !=
+        uint64_t size = 0;
+        if (std::sscanf(line.data(), "%63s %" SCNi64 " %" SCNx64, device.data(), &offset, &size) !=
                 3 ||
             std::strcmp(device.data(), flashNode) != 0) {
             continue;
@@ -180,6 +187,38 @@ int findLayout(Layout& layout) {
                : failed("%s gives no two places for copies in %s", configPath, flashNode);
 }
 
+// --- The lock.
+
+// The lock of the standard tools, held until the end of the scope. A program that keeps it delays a
+// reader for some seconds, and a writer until it ends: without the lock the copies may be read (a
+// save under way leaves one whole at any time), and nothing may be written or removed.
+class ToolLock {
+  public:
+    enum class Purpose : uint8_t { reading, writing };
+    explicit ToolLock(Purpose purpose)
+        : file_(vx::openFile(lockPath, O_WRONLY | O_CREAT | O_NONBLOCK, vx::lockFileMode)) {
+        for (int pauses = 0; !tryToLock(); ++pauses) {
+            if (errno != EWOULDBLOCK) {
+                failed("cannot lock %s", lockPath);
+                return;
+            }
+            if (pauses == lockPauses) {
+                failed("another program holds %s", lockPath);
+                if (purpose == Purpose::reading) {
+                    return;
+                }
+            }
+            ::usleep(lockPause);
+        }
+    }
+    [[nodiscard]] bool isHeld() const { return isHeld_; }
+
+  private:
+    bool tryToLock() { return isHeld_ = ::flock(file_.get(), LOCK_EX | LOCK_NB) == 0; }
+    vx::Descriptor file_;
+    bool isHeld_ = false;
+};
+
 // --- The copies.
 
 uint32_t crcOf(const Bytes& image) {
@@ -211,19 +250,24 @@ Bytes imageOf(const EnvironmentTexts& texts, uint32_t size) {
     return image;
 }
 
-Copy readCopy(const Layout& layout, const Place& place) {
+// How much of the flash tells what a copy is.
+enum class Extent : uint8_t { copy, blocks };
+
+Copy readCopy(uint32_t size, const Place& place, Extent extent) {
     Copy copy;
-    Bytes blocks(place.blocksEnd - place.blocksStart);
-    if (!readExactly(place.blocksStart, blocks)) {
+    bool const isWhole = extent == Extent::blocks;
+    uint32_t const from = isWhole ? place.blocksStart : place.offset;
+    Bytes bytes((isWhole ? place.blocksEnd : place.offset + size) - from);
+    if (!readExactly(from, bytes)) {
         return copy;
     }
     copy.isReadable = true;
-    copy.isBlank = isBlank(blocks);
-    auto const start = blocks.begin() + (place.offset - place.blocksStart);
-    Bytes const image(start, start + layout.size);
-    std::fill(start, start + layout.size, blank);
+    copy.isBlank = isBlank(bytes);
+    auto const start = bytes.begin() + (place.offset - from);
+    Bytes const image(start, start + size);
+    std::fill(start, start + size, blank);
     copy.isValid = crcOf(image) == storedCrc(image);
-    copy.isErasable = copy.isBlank || (copy.isValid && isBlank(blocks));
+    copy.isErasable = copy.isBlank || (copy.isValid && isBlank(bytes));
     if (copy.isValid) {
         copy.flag = image[flagOffset];
         const char* const texts = reinterpret_cast<const char*>(image.data()) + textsOffset;
@@ -248,60 +292,38 @@ bool isNoted(const Place& place) {
            std::sscanf(text.data(), "%x", &start) == 1 && start == place.blocksStart;
 }
 
-// Both copies as they are, under the lock. A note of blocks that are whole again is removed: they
-// may hold something else one day.
-Copies readCopies(const Layout& layout) {
+// Both copies as they are. A block that a note names is read whole: the note is removed where the
+// block is whole again (it may hold something else one day), and tells that it was cut otherwise.
+Copies readCopies(const Layout& layout, Extent extent, const ToolLock& lock) {
     Copies copies;
     for (std::size_t i = 0; i < copies.size(); ++i) {
-        copies[i] = readCopy(layout, layout.places[i]);
-        if (!isNoted(layout.places[i])) {
+        bool const noted = isNoted(layout.places[i]);
+        copies[i] = readCopy(layout.size, layout.places[i], noted ? Extent::blocks : extent);
+        if (!noted) {
             continue;
         }
-        if (copies[i].isErasable) {
-            (void)vx::removeFile(erasingPath);
-        } else {
+        if (!copies[i].isErasable) {
             copies[i].wasCut = copies[i].isReadable;
+        } else if (lock.isHeld()) { // else the note may be of a save that is about to erase
+            (void)vx::removeFile(erasingPath);
         }
     }
     return copies;
 }
 
-// The copy that counts, or -1. Tools that take the flag for a counter (they do where the flash is
-// a file) set it one higher than the other copy's: the one that is ahead counts, which between 1
-// and 0 is the active one.
+// The copy that counts, or -1: the choice of the standard tools on a NOR flash. The flag is 1 for
+// the active and 0 for the obsolete copy, and both are 1 where a save was cut before its last step;
+// other values, which only others write, are taken as these tools take them.
 int activeOf(const Copies& copies) {
-    constexpr uint8_t half = 128;
     if (!copies[0].isValid || !copies[1].isValid) {
         return copies[0].isValid ? 0 : copies[1].isValid ? 1 : -1;
     }
-    auto const ahead = static_cast<uint8_t>(copies[1].flag - copies[0].flag);
-    return ahead > 0 && ahead < half ? 1 : 0;
+    return copies[1].flag > copies[0].flag || (copies[0].flag == blank && copies[1].flag == blank)
+               ? 1
+               : 0;
 }
 
 // --- Saving.
-
-// The lock of the standard tools, held until the end of the scope.
-class ToolLock {
-  public:
-    ToolLock() : fd_(vx::openFile(lockPath, O_WRONLY | O_CREAT, vx::lockFileMode)) {
-        int result = -1;
-        do {
-            result = ::flock(fd_, LOCK_EX);
-        } while (result != 0 && errno == EINTR);
-        isHeld_ = result == 0;
-        if (!isHeld_) {
-            failed("cannot lock %s", lockPath);
-        }
-    }
-    ToolLock(const ToolLock&) = delete;
-    ToolLock& operator=(const ToolLock&) = delete;
-    ~ToolLock() { ::close(fd_); }
-    [[nodiscard]] bool isHeld() const { return isHeld_; }
-
-  private:
-    int fd_;
-    bool isHeld_;
-};
 
 // Erases, programs and reads back. 0 or -1.
 int writeCopy(const Place& place, const Bytes& image) {
@@ -364,11 +386,8 @@ int vornhal_init_env(int norStatus) {
     if (norStatus != 0 || findLayout(environment.layout) != 0) {
         return -1;
     }
-    ToolLock const lock;
-    if (!lock.isHeld()) {
-        return -1;
-    }
-    Copies const copies = readCopies(environment.layout);
+    ToolLock const lock(ToolLock::Purpose::reading);
+    Copies const copies = readCopies(environment.layout, Extent::copy, lock);
     int const current = activeOf(copies);
     auto const holdsNone = [](const Copy& copy) { return copy.isBlank || copy.wasCut; };
     if (current < 0 && !std::ranges::all_of(copies, holdsNone)) {
@@ -410,12 +429,12 @@ int vornhal_saveenv(void) {
     if (!environment.isLoaded) {
         return failed("no environment is loaded");
     }
-    ToolLock const lock;
+    ToolLock const lock(ToolLock::Purpose::writing);
     if (!lock.isHeld()) {
         return -1;
     }
     Layout const& layout = environment.layout;
-    Copies const copies = readCopies(layout);
+    Copies const copies = readCopies(layout, Extent::blocks, lock);
     // An unreadable copy may be the one that counts, and must not become obsolete.
     if (!copies[0].isReadable || !copies[1].isReadable) {
         return failed("a copy cannot be read");

@@ -5,13 +5,13 @@
 namespace vxplatform {
 
 EnvironmentTexts::EnvironmentTexts(std::string_view bytes) {
-    for (std::size_t at = 0; at < bytes.size() && bytes[at] != '\0';) {
-        std::size_t const end = bytes.find('\0', at);
-        if (end == std::string_view::npos) {
-            break;
+    for (std::size_t end = bytes.find('\0'); end != 0 && end != std::string_view::npos;
+         end = bytes.find('\0')) {
+        std::string_view const text = bytes.substr(0, end);
+        if (std::size_t const equals = text.find('='); equals != std::string_view::npos) {
+            set(text.substr(0, equals), text.substr(equals + 1));
         }
-        bytes_.append(bytes, at, end + 1 - at);
-        at = end + 1;
+        bytes.remove_prefix(end + 1);
     }
 }
 
@@ -43,8 +43,7 @@ void EnvironmentTexts::set(std::string_view name, std::string_view value) {
 }
 
 void EnvironmentTexts::remove(std::string_view name) {
-    // More than once, where another program set it twice.
-    for (std::size_t at = positionOf(name); at != std::string::npos; at = positionOf(name)) {
+    if (std::size_t const at = positionOf(name); at != std::string::npos) {
         bytes_.erase(at, bytes_.find('\0', at) + 1 - at);
     }
 }

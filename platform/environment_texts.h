@@ -1,4 +1,4 @@
-// Texts "name=value", each ended by a NUL, one behind the other.
+// Texts "name=value", each ended by a NUL, one after the other; a name has one text.
 #pragma once
 
 #include <string>
@@ -9,12 +9,13 @@ namespace vxplatform {
 class EnvironmentTexts {
   public:
     EnvironmentTexts() = default;
-    // Takes texts up to an empty one or the end of `bytes`; one that is not ended is left out.
+    // Takes texts up to an empty one or the end of `bytes`, as the standard tools do: the last of a
+    // name's, and none without a "=" or an end.
     explicit EnvironmentTexts(std::string_view bytes);
 
     // The value, or null where the name is not set.
     [[nodiscard]] const char* find(std::string_view name) const;
-    // Sets a name in its place, or behind the others.
+    // Sets a name in its place, or after the others.
     void set(std::string_view name, std::string_view value);
     void remove(std::string_view name);
     // Sets what `changes` has; an empty value removes the name.

@@ -247,7 +247,7 @@ int __wrap_sem_wait(sem_t* semaphore) {
 
 int __wrap_usleep(useconds_t microseconds) {
     record("pause " + std::to_string(microseconds));
-    return __real_usleep(microseconds);
+    return systemCalls.pause ? (systemCalls.pause(microseconds), 0) : __real_usleep(microseconds);
 }
 
 int __wrap_VX_PosixFileLockUnLock(int fd, int operation) {

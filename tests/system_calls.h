@@ -61,6 +61,7 @@ struct SystemCalls {
     OperationLog* operationLog = nullptr;           // filled where set
     FILE* trace = nullptr;                          // written where set; of readTrace
     std::function<int(const std::string&)> shell;   // instead of system, where set
+    std::function<void(unsigned)> pause;            // instead of usleep, where set
     std::function<int(const std::string&)> runner;  // instead of VX_systemWrapper, where set
     std::vector<std::vector<unsigned char>> pushed; // records handed to the bridge application
     unsigned slept = 0;                             // what an interrupted sleep leaves
