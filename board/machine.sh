@@ -100,9 +100,10 @@ make_images() {
   case $1 in ubifs.*) make_volumes "$images.store" ;; esac
 }
 
-# boot NAME AFTER SCENARIO [TEXT]: runs a scenario on a copy of the flash that the boot AFTER
-# left, - for a blank one. The console goes to NAME.log. When TEXT appears there, and when time is
-# up, the emulator is killed. Its status goes to NAME.status, or 1 when TEXT never appeared.
+# boot NAME AFTER SCENARIO [TEXT [SECONDS]]: runs a scenario on a copy of the flash that the boot
+# AFTER left, - for a blank one. The console goes to NAME.log. SECONDS after TEXT appears there, and
+# when time is up, the emulator is killed. Its status goes to NAME.status, or 1 when TEXT never
+# appeared.
 boot() {
   local image log=$work/$1.log raw=format=raw,file=$work/$1 pid status
   if [ "$2" = - ]; then
@@ -135,7 +136,7 @@ cont
 MONITOR
   pid=$!
   grep -q -m1 -e "${4:-a text that never appears}" \
-    < <(timeout 100 tail -s 0.1 -f --pid=$pid "$log" 2>/dev/null)
+    < <(timeout 300 tail -s 0.1 -f --pid=$pid "$log" 2>/dev/null) && sleep "${5:-0}"
   kill -KILL $pid 2>/dev/null
   wait $pid 2>/dev/null
   status=$?
