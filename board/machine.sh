@@ -36,7 +36,7 @@ make_initramfs() {
   mkdir -p "$root"/{bin,lib,modules,dev,proc,sys,tmp,etc,var/lock,mnt/nand0,mnt/nand1,mnt/nand2}
   cp "$cache/root/bin/busybox" "$root/bin/" && ln -s busybox "$root/bin/sh"
   cp board/modules "$root/modules/list"
-  while read -r module _; do
+  while read -r _ module _; do
     find "$cache/root/lib/modules" -name "$module.ko" -exec cp {} "$root/modules/" \;
   done <board/modules
   for program in vxpvh vxcfg layer driver finish peak_memory; do
@@ -56,18 +56,38 @@ make_machine() {
   make_device_tree && make_initramfs
 }
 
+# make_volumes IMAGE: empty UBIFS volumes in the partitions of the second flash. UBI keeps four erase
+# blocks of each for itself.
+make_volumes() {
+  local n=0 first blocks
+  mkdir -p "$work/empty"
+  while read -r first blocks; do
+    mkfs.ubifs -r "$work/empty" -m 8 -e 65408 -c $((blocks - 4)) -o "$1.fs" &&
+      printf '%s\n' '[volume]' mode=ubi "image=$1.fs" vol_id=0 vol_type=dynamic "vol_name=nand$n" \
+        vol_flags=autoresize >"$1.volume" &&
+      ubinize -m 1 -p 64KiB -o "$1.ubi" "$1.volume" &&
+      dd if="$1.ubi" of="$1" bs=64K seek="$first" conv=notrunc status=none || return 1
+    n=$((n + 1))
+  done <<'PARTITIONS'
+0   32
+32  128
+160 96
+PARTITIONS
+}
+
+# environment_config NAME: where the standard tool finds a boot's environment.
+environment_config() { printf "$work/$1.nor %s 0x4000\n" 0x7e0000 0x7f0000 >"$work/$1.config"; }
+
 # make_images NAME: NOR flash with a boot environment of the standard tool, the flash of volumes
 # that outlive the board, a blank EEPROM, and a memory module whose page of registers shows at every
-# address.
+# address. NAME begins with the kind of volumes.
 make_images() {
-  local images=$work/$1 offset
+  local images=$work/$1
   truncate -s 8M "$images.nor" && truncate -s 16M "$images.store" && truncate -s 8K "$images.eeprom"
   for image in nor store eeprom; do
     tr '\0' '\377' <"$images.$image" >"$images.blank" && mv "$images.blank" "$images.$image"
   done
-  for offset in 0x7e0000 0x7f0000; do
-    echo "$images.nor $offset 0x4000"
-  done >"$images.config"
+  environment_config "$1"
   echo standard=kept >"$images.texts"
   fw_setenv -c "$images.config" -f "$images.texts" bootdelay 3 2>/dev/null
   { # year 21, week 5, serial number 123456; part number
@@ -77,19 +97,28 @@ make_images() {
   for _ in {1..256}; do
     cat "$images.page"
   done >"$images.module"
+  case $1 in ubifs.*) make_volumes "$images.store" ;; esac
 }
 
-# boot SCENARIO IMAGES NAME [TEXT]: runs a scenario on flash images; its console goes to NAME.log.
-# When TEXT appears there, and when time is up, the emulator is killed. The emulator's status, or 1
-# when TEXT never appeared.
+# boot NAME AFTER SCENARIO [TEXT [SECONDS]]: runs a scenario on a copy of the flash that the boot
+# AFTER left, - for a blank one. The console goes to NAME.log. SECONDS after TEXT appears there, and
+# when time is up, the emulator is killed. Its status goes to NAME.status, or 1 when TEXT never
+# appeared.
 boot() {
-  local log=$work/$3.log raw=format=raw,file=$work/$2 pid status
+  local image log=$work/$1.log raw=format=raw,file=$work/$1 pid status
+  if [ "$2" = - ]; then
+    make_images "$1" >"$work/$1.images" 2>&1
+  else
+    for image in nor store eeprom module; do
+      cp "$work/$2.$image" "$work/$1.$image"
+    done
+  fi
   : >"$log"
   qemu-system-arm -M ast2600-evb,fmc-model=m25p64,spi-model=s25sl12801 -m 512 -no-reboot \
     -display none -nic none -serial "file:$log" -monitor stdio -S \
     -semihosting-config enable=on,userspace=on,target=native \
     -kernel "$cache/kernel" -dtb "$cache/board.dtb" -initrd "$work/initramfs" \
-    -append "console=ttyS4,115200 rdinit=/init panic=1 quiet scenario=$1" \
+    -append "console=ttyS4,115200 rdinit=/init panic=1 quiet scenario=$3 volumes=${1%%.*}" \
     -drive "if=mtd,$raw.nor" -drive "if=mtd,$raw.store" \
     -drive "if=none,id=eeprom,$raw.eeprom" -drive "if=none,id=module,$raw.module" \
     -device at24c-eeprom,bus=aspeed.i2c.bus.0,address=0x50,rom-size=8192,drive=eeprom \
@@ -107,9 +136,10 @@ cont
 MONITOR
   pid=$!
   grep -q -m1 -e "${4:-a text that never appears}" \
-    < <(timeout 100 tail -s 0.1 -f --pid=$pid "$log" 2>/dev/null)
+    < <(timeout 300 tail -s 0.1 -f --pid=$pid "$log" 2>/dev/null) && sleep "${5:-0}"
   kill -KILL $pid 2>/dev/null
   wait $pid 2>/dev/null
   status=$?
-  grep -q -e "${4:-}" "$log" && return $status
+  grep -q -e "${4:-}" "$log" || status=1
+  echo $status >"$work/$1.status"
 }
