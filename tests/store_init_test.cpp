@@ -4,17 +4,20 @@
 #include "pmgr/control_block.h"
 #include "pmgr/creators.h"
 #include "pmgr/psst_table.h"
+#include "tools/store_create.h"
 
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -206,7 +209,43 @@ TEST_F(StoreInit, FullVolumeCollectsNothing) {
     ::signal(SIGXFSZ, handler);
     EXPECT_EQ(result, -1);
     EXPECT_EQ(filesOn("/mnt/nand1"), files);
-    EXPECT_EQ(vx::descriptorOf(1), 0) << "closed";
+}
+
+// Made over, the configuration goes for good before all else, and is valid again only after its
+// mirror: a try that a power cut ended is never refused, nor a store without its configuration
+// used.
+TEST_F(StoreInit, StoreIsMadeOverInDurableOrder) {
+    tools::CreateOptions options{SAMPLES "/personality-5.2.1.cfg", false, false};
+    printedBy([&] { tools::createStore(options); });
+    EXPECT_THROW(tools::createStore(options), std::runtime_error) << "it is valid";
+    options.force = true;
+    static OperationLog log;
+    systemCalls.operationLog = &log;
+    printedBy([&] { tools::createStore(options); });
+    systemCalls.operationLog = nullptr;
+    std::vector<std::string> changes; // the names, without what is opened, read or made
+    int valid = 0;                    // where the configuration is synced for the last time
+    for (int i = 0; i < log.count; ++i) {
+        auto const& [operation, size, offset, name] = log.entries[i];
+        if (isDurable(operation) && operation != Operation::create) {
+            changes.emplace_back(name);
+            valid = changes.back() == primary(1).substr(5) ? i : valid;
+        }
+    }
+    EXPECT_EQ(changes.at(0) + " " + changes.at(1), primary(1) + " nand1");
+    EXPECT_EQ(changes.back(), "nand1") << "the name of what was made";
+    if (::fork() == 0) { // once more, to the point where the configuration is valid
+        ASSERT_NE(std::freopen("/dev/null", "w", stdout), nullptr);
+        systemCalls.operations = 0;
+        systemCalls.fault = {Fault::Kind::powerCut, valid + 1, 0, 0};
+        tools::createStore(options);
+        ::_exit(0);
+    }
+    ::wait(nullptr);
+    EXPECT_TRUE(isGood(1));
+    for (int const index : {1, 21}) {
+        EXPECT_EQ(readBytes(mirror(index)), readBytes(primary(index))) << index;
+    }
 }
 
 TEST_F(StoreInit, EqualVersionsOnlyMakeMissingFiles) {
