@@ -15,7 +15,8 @@ void toStandardError(const char* source, const char* function, int line, const M
     printError("%s: %s %d: %s", source, function, line, message.data());
 }
 
-// Opened and closed for each message: the program's own use of the log is not disturbed for long.
+// Opened and closed for each message. The log is the process's: what the program gave to its own
+// openlog, identity, options and facility, is lost until it calls openlog again.
 void syslogMsg(const char* source, const char* function, int line, const Message& message) {
     ::openlog(source, LOG_CONS | LOG_PID | LOG_NDELAY, LOG_USER);
     ::syslog(LOG_ERR, "%s %d: %s", function, line, message.data());

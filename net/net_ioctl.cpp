@@ -20,7 +20,7 @@ VXNetIoctl::VXNetIoctl() : socket_(-1) {
     std::printf("Opened socked %d", socket_);
 }
 
-VXNetIoctl::~VXNetIoctl() {
+void VXNetIoctl::closeSocket() {
     if (socket_ >= 0) {
         ::close(socket_);
     }

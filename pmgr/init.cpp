@@ -57,7 +57,7 @@ void restoreVpdFiles() {
 int loadConfiguration() {
     constexpr uint32_t type = PSST_BRIDGE_CONFIG;
     int const index = fileIndexOf(type);
-    if (isUnfinished(pathOf(type)) || openIntoSlot(index, O_RDWR | O_CREAT) != 0) {
+    if (isUnfinished(pathOf(type)) || openIntoSlot(index, O_RDWR) != 0) {
         return -1;
     }
     PsstHeader header{};
@@ -74,21 +74,19 @@ int loadConfiguration() {
     return ReadBridgeConfigFile();
 }
 
-// The files that a configuration needs besides its own, in the order in which they are opened.
-// Those whose absence is no reason to make them are opened as they are: an empty file in their
-// place would be one more broken file on the blade.
+// The files that a configuration needs besides its own, in the order in which they are opened. They
+// are there, or were made before; an empty file in place of one that could not be made would be one
+// more broken file on the blade. VPD alone may be empty: the store works without it, and an empty
+// file counts as missing, so the next start makes it.
 struct NeededFile {
     uint32_t type;
     int flags;
 };
 constexpr NeededFile neededFiles[] = {
-    {PSST_VPD, O_RDWR | O_CREAT},
-    {PSST_PASSWD, O_RDWR | O_CREAT},
-    {PSST_VPD_BACKUP, O_RDWR | O_CREAT},
-    {PSST_FCIP, O_RDWR},
-    {PSST_HOST_GROUP, O_RDWR | O_CREAT},
-    {PSST_DEVICE, O_RDWR},
-    {PSST_MIGRATION_PARAM, O_RDWR | O_CREAT},
+    {PSST_VPD, O_RDWR | O_CREAT},        {PSST_PASSWD, O_RDWR},
+    {PSST_VPD_BACKUP, O_RDWR | O_CREAT}, {PSST_FCIP, O_RDWR},
+    {PSST_HOST_GROUP, O_RDWR},           {PSST_DEVICE, O_RDWR},
+    {PSST_MIGRATION_PARAM, O_RDWR},
 };
 
 // Opens all needed files: their slots are filled only once everything is open.

@@ -20,7 +20,9 @@ struct Target {
     off_t offset;
 };
 
-// Nothing where the type has no records, the length is no length or the file is not open.
+// Nothing where the type has no records, the length is no length, the file is not open or the
+// transfer reaches beyond the records: it would make the file grow, or take the next record's
+// bytes.
 std::optional<Target> targetOf(int32_t length, uint32_t type, uint32_t recordNumber, int mode) {
     std::optional<RecordPlace> const place = placeOf(type);
     if (!place || length < 0) {
@@ -30,8 +32,13 @@ std::optional<Target> targetOf(int32_t length, uint32_t type, uint32_t recordNum
     if (fd < 1) {
         return std::nullopt;
     }
-    off_t const offset =
-        mode == PSST_MODE_HEADER ? 0 : place->first + off_t{place->slotSize} * recordNumber;
+    if (mode == PSST_MODE_HEADER) {
+        return Target{place->fileIndex, fd, 0};
+    }
+    off_t const offset = place->first + off_t{place->slotSize} * recordNumber;
+    if (offset + length > off_t{place->end}) {
+        return std::nullopt;
+    }
     return Target{place->fileIndex, fd, offset};
 }
 

@@ -150,11 +150,11 @@ uint32_t fileTypeOf(int fileIndex) {
 std::optional<RecordPlace> placeOf(uint32_t type) {
     switch (type) {
     case PSST_BRIDGE_CONFIG:
-        return RecordPlace{PSST_CONFIG_INDEX, bridgeOffset, 0};
+        return RecordPlace{PSST_CONFIG_INDEX, bridgeOffset, 0, mgmtPortOffset};
     case PSST_MGMT_PORT:
-        return RecordPlace{PSST_CONFIG_INDEX, mgmtPortOffset, 0};
+        return RecordPlace{PSST_CONFIG_INDEX, mgmtPortOffset, 0, portOffset};
     case PSST_PORT_CONFIG:
-        return RecordPlace{PSST_CONFIG_INDEX, portOffset, sizeof(PortSlot)};
+        return RecordPlace{PSST_CONFIG_INDEX, portOffset, sizeof(PortSlot), configEnd};
     default:
         break;
     }
@@ -166,8 +166,10 @@ std::optional<RecordPlace> placeOf(uint32_t type) {
     if (file.layout != Layout::whole && file.layout != Layout::slots) {
         return std::nullopt;
     }
+    // The keys are another program's, and it alone knows how long they are.
     return RecordPlace{index, PSST_HEADER_LENGTH,
-                       file.layout == Layout::slots ? file.recordSize : 0};
+                       file.layout == Layout::slots ? file.recordSize : 0,
+                       file.recordSize != 0 ? file.size : UINT32_MAX};
 }
 
 uint32_t dataLengthOf(int fileIndex) {

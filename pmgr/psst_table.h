@@ -35,6 +35,7 @@ struct RecordPlace {
     int fileIndex;
     uint32_t first;    // offset of record 0
     uint32_t slotSize; // distance of the records, 0 where there is only one
+    uint32_t end;      // offset after the last record
 };
 // Nothing for codes out of range and for types that the record path does not reach.
 [[nodiscard]] std::optional<RecordPlace> placeOf(uint32_t type);

@@ -80,8 +80,7 @@ class SlotTable {
         return nullptr;
     }
 
-    // Writes a slot of the table, or a copy of one to the slot that its prefix names. Slots that
-    // were never in use bear no number: numbering a large table would touch all of its pages.
+    // Writes a slot of the table, or a copy of one to the slot that its prefix names.
     [[nodiscard]] int write(const Entry& entry) const {
         bool const isOwn =
             !std::less<>()(&entry, entries_) && std::less<>()(&entry, entries_ + count);
@@ -94,6 +93,10 @@ class SlotTable {
     }
 
   private:
+    // A slot of a large table bears its number from its first use on: numbering them all would
+    // take the table's memory, megabytes of it, for good.
+    static constexpr bool numbersFreeSlots = sizeof(Entry[count]) < 1U << 20;
+
     auto& heads() { return pmgr_cb->lists[list_]; }
     auto& counts() { return pmgr_cb->counts[list_]; }
     Entry& entryOf(const VXLIST& link) { return entries_[&link - links_]; }
@@ -104,6 +107,9 @@ class SlotTable {
         for (std::size_t i = 0; i < count; ++i) {
             if (entries_[i].record.valid != 0) {
                 entries_[i].record.valid = 0; // a load that fails leaves no slot valid and free
+            }
+            if constexpr (numbersFreeSlots) {
+                entries_[i].prefix.index = static_cast<uint32_t>(i);
             }
             VXLIST_insert_on_list_tail(&heads().free.list, &links_[i]);
         }

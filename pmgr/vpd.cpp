@@ -8,6 +8,8 @@
 #include "pmgr/psst_header.h"
 #include "pmgr/psst_table.h"
 
+#include <cstring>
+
 #include <fcntl.h>
 
 namespace vx {
@@ -106,7 +108,9 @@ int vxpmgr_readVpdFile(void) {
     vpd_info.record = primaryGood ? primary : backup;
     if (!primaryGood) {
         (void)rewriteVpd(PSST_VPD, 1);
-    } else if (!backupGood) {
+    } else if (!backupGood || std::memcmp(&primary, &backup, sizeof primary) != 0) {
+        // Two good files differ after an update that was cut between them. The backup must not wait
+        // for the next one: it would bring the old record back should the first be damaged.
         (void)rewriteVpd(PSST_VPD_BACKUP, 1);
     }
     return 0;

@@ -150,6 +150,7 @@ TEST_F(ConfigApi, HostGroups) {
     EXPECT_TRUE(equal(live, group));
     EXPECT_EQ(vxpmgr_GetHostGroup(&live, 8), 0) << "the entry after the last one";
     EXPECT_EQ(vxpmgr_GetHostGroup(&live, 9), -1);
+    EXPECT_EQ(vxpmgr_SetHostGroup(&group, 8), -1) << "which the file does not hold";
     EXPECT_EQ(vxpmgr_SetHostGroup(&group, 9), -1);
     close_all_files();
     EXPECT_EQ(vxpmgr_SetHostGroup(&group, 0), -1);
@@ -160,6 +161,7 @@ TEST_F(ConfigApi, WholeRecords) {
     auto const passwords = filled<PasswordConfig>('p');
     auto const snmp = filled<SnmpConfig>('s');
     EXPECT_EQ(vxpmgr_UpdatePasswordInfo(&passwords) + vxpmgr_UpdateSnmpInfo(&snmp), 0);
+    EXPECT_EQ(WritePasswdFile(&passwd_data) + WriteSnmpFile(&snmp_info), 0);
     auto readPasswords = filled<PasswordConfig>(0);
     auto readSnmp = filled<SnmpConfig>(0);
     EXPECT_EQ(vxpmgr_GetPasswordInfo(&readPasswords) + vxpmgr_GetSnmpConfigInfo(&readSnmp), 0);
@@ -186,6 +188,7 @@ TEST_F(ConfigApi, ClusterMetaDataKeepsThreeFlags) {
     }
     close_all_files();
     EXPECT_EQ(vxpmgr_UpdateClusterMetaData(&record), -1);
+    EXPECT_EQ(WriteClusterMetaData(&cluster_metadata), -1);
 }
 
 TEST_F(ConfigApi, WholeFileLoads) {
@@ -194,34 +197,12 @@ TEST_F(ConfigApi, WholeFileLoads) {
     std::memset(&passwd_data.record.passwords, 'x', sizeof(PasswordConfig));
     EXPECT_EQ(readDefaultConfiguration(), 0);
 
-    // Identity and numbers of each kind of port; of a GigE port's IPv6 settings none.
-    PortParams const iscsi = portOnFile(8 + 2);
-    EXPECT_TRUE(iscsi.type == PORT_TYPE_ISCSI && iscsi.number == 2 && iscsi.PortState == 0);
-    EXPECT_TRUE(iscsi.IpAddr_ipv60[15] == 3 && iscsi.Ipv6PortNumber == 3260);
-    EXPECT_STREQ(iscsi.iScsiNameString, "iqn.2004-08.example.vxblade:vx2410.is2");
-    PortParams const fc = portOnFile(5);
-    EXPECT_TRUE(fc.type == PORT_TYPE_FC && fc.number == 5 && fc.PortName[7] == 5);
-    EXPECT_EQ(fc.RxParam8G, 131586U);
-    PortParams const gige = portOnFile(16 + 3);
-    EXPECT_TRUE(gige.type == PORT_TYPE_GIGE && gige.IpAddr.octets[2] == 14);
-    EXPECT_EQ(gige.Ipv6PortNumber, 0);
-    PortParams pcie{};
-    pcie.flags = 1;
-    pcie.type = PORT_TYPE_PCIE;
-    EXPECT_TRUE(equal(portOnFile(24), pcie));
-
-    MgmtPortConfig mgmt{};
-    EXPECT_EQ(vxpmgr_GetMgmtInfo(&mgmt), 0);
-    EXPECT_TRUE(mgmt.IpAddrType == 1 && mgmt.GatewayIpAddr.octets[3] == 254);
-    EXPECT_TRUE(mgmt.MacAddr[0] == 2 && mgmt.MacAddr[5] == 1);
-
+    // What programs show of it is compared elsewhere, with every line of the file.
     PasswordConfig passwords{};
     std::strcpy(passwords.Passwd[0][0], "config");
     std::strcpy(passwords.Passwd[0][1], "admin");
     std::strcpy(passwords.Passwd[0][2], "guest");
     EXPECT_TRUE(equal(onFile<PasswordConfig>(8, 64), passwords));
-
-    EXPECT_STREQ(onFile<HostGroupConfig>(20, 64 + 3 * 940).HostGroupName, "GROUP_3");
 
     DmGlobals const dm{100, 300, 600, 120, 1, {}};
     EXPECT_TRUE(equal(onFile<DmGlobals>(24, 64), dm));
@@ -229,10 +210,7 @@ TEST_F(ConfigApi, WholeFileLoads) {
     EXPECT_TRUE(equal(onFile<StoragePoolConfig>(31, 64), pool));
     CacheParams const cache{1, 2, 500, 64, 0, 1, {}};
     EXPECT_EQ(readBytes(cachePath), bytesOf(&cache, sizeof cache));
-    auto const bridge = onFile<BridgeConfig>(1, 64);
-    EXPECT_STREQ(bridge.BridgeSymbolicName, "vx2410");
-    EXPECT_EQ(bridge.BridgeDataMigrationMode, 0U) << "has a reader of its own";
-    EXPECT_EQ(bridge.cli.BridgeCliTimeout, 600U);
+    EXPECT_EQ(onFile<BridgeConfig>(1, 64).BridgeDataMigrationMode, 0U) << "has a reader of its own";
 }
 
 TEST_F(ConfigApi, ReadersOutsideTheWholeLoad) {
@@ -280,9 +258,9 @@ TEST_F(ConfigApi, ReadersOutsideTheWholeLoad) {
     EXPECT_EQ(readBridgeDataMigrationModeValue(handle, &mode), -1);
     EXPECT_EQ(mode, 2U);
 
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(readDefaultHostGroupConfigInfo(handle, 9), -1); }),
-              "readDefaultHostGroupConfigInfo: config.hostgroup.9. and idx = 9 \n");
     EXPECT_EQ(readDefaultPassword(handle, 8), -1);
+    EXPECT_EQ(readDefaultCacheConfig(nullptr), 0);
+    EXPECT_EQ(readBytes(cachePath), Bytes(20, 0)) << "what no key sets";
     EXPECT_EQ(validateDefaultConfiguration(), 0);
     DmGlobals globals = filled<DmGlobals>(7);
     EXPECT_EQ(vxpmgr_SetDMGlobals(&globals), 0);
@@ -313,7 +291,7 @@ TEST_F(ConfigApi, PlatformRecordsSurviveTheProcess) {
     EXPECT_TRUE(equal(read, globals));
     EXPECT_TRUE(equal(onFile<StoragePoolConfig>(31, 64), pool));
 
-    EXPECT_NE(VX_systemWrapper("exit 3"), 0);
+    EXPECT_TRUE(VX_systemWrapper("exit 3") != 0 && VX_systemWrapper("exit 0") == 0);
     EXPECT_EQ(InitializeTelnetConfigFile() + InitializeSshConfigFile() + InitializeftpConfigFile(),
               0);
     EXPECT_FALSE(readBytes("/mnt/nand1/ssh.cfg").empty());

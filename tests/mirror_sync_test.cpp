@@ -42,18 +42,11 @@ TEST_F(MirrorSync, Crc) {
     EXPECT_EQ(ComputeFileCrc("/mnt/nand0/none", 0, 5), 0U);
 }
 
-TEST_F(MirrorSync, Pairs) {
-    EXPECT_EQ(ComparePsst("/mnt/nand0/none", mirror(20).c_str()), 0);
-    EXPECT_EQ(ComparePsst(primary(20).c_str(), "/mnt/nand0/none"), -1);
-    EXPECT_EQ(ComparePsst(primary(20).c_str(), mirror(20).c_str()), 0);
-    fs::resize_file(mirror(20), fs::file_size(mirror(20)) + 1);
-    EXPECT_EQ(ComparePsst(primary(20).c_str(), mirror(20).c_str()), -1);
-}
-
 // A runner that does nothing, then copies: order, repetition, the pause between attempts.
 TEST_F(MirrorSync, OrderAndRepetition) {
-    spoil(mirror(42), 70);
+    fs::resize_file(mirror(42), 5000);
     fs::remove(mirror(1));
+    fs::remove(primary(8)); // its mirror stays as it is
     spoil(mirror(21), 20);
     writeBytes(primary(22), Bytes(10, 1)); // no record file, synchronised all the same
     std::vector<std::string> commands;
@@ -90,7 +83,7 @@ TEST_F(MirrorSync, ArgumentsAndCommands) {
     using Calls = std::vector<std::string>;
     testing::internal::CaptureStderr();
     EXPECT_EQ(callsOf([] { vxpmgr_Sync(1, 2, 3, 4); }), (Calls{"paths 1234"}));
-    EXPECT_EQ(callsOf([] { vxpmgr_CopyFiles(2); }), (Calls{"paths 2000"}));
+    EXPECT_EQ(callsOf([] { EXPECT_EQ(vxpmgr_CopyFiles(2), -1); }), (Calls{"paths 2000"}));
     for (uint32_t const direction : {0U, 1U}) {
         Calls expected = {direction == 0 ? "paths 0000" : "paths 1000"};
         for (int index = 1; index <= 43; ++index) {
@@ -116,30 +109,12 @@ TEST_F(MirrorSync, FailedCopyEndsIt) {
     EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), -1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), ddOf(8) + " failed\n");
     EXPECT_EQ(runs, 1);
+    EXPECT_EQ(ComparePsst(primary(8).c_str(), mirror(8).c_str()), -1);
     // Of the sequence number's own copy the result is ignored.
     fs::copy_file(primary(8), mirror(8), fs::copy_options::overwrite_existing);
     fs::copy_file(primary(42), mirror(42), fs::copy_options::overwrite_existing);
     EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), 0);
     EXPECT_EQ(runs, 2);
-}
-
-// For real, with dd: damaged, missing and longer mirrors; a stale mirror without its primary.
-TEST_F(MirrorSync, BringsADamagedSideBackIntoStep) {
-    spoil(mirror(1), 3000);
-    fs::remove(mirror(20));
-    fs::resize_file(mirror(42), 5000);
-    fs::remove(primary(8));
-    Bytes const stale = readBytes(mirror(8));
-    testing::internal::CaptureStderr(); // dd's own report
-    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), 0);
-    for (int const index : {1, 20, 42, 21}) {
-        EXPECT_EQ(readBytes(mirror(index)), readBytes(primary(index))) << index;
-    }
-    EXPECT_EQ(readBytes(mirror(8)), stale);
-    EXPECT_EQ(vxpmgr_CopyFiles(2), -1) << "no such direction";
-    EXPECT_EQ(vxpmgr_CopyFiles(1), 0);
-    EXPECT_EQ(readBytes(primary(8)), stale);
-    testing::internal::GetCapturedStderr();
 }
 
 TEST_F(MirrorSync, SequenceNumbersOfBothSides) {

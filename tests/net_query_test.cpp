@@ -148,21 +148,6 @@ TEST_F(Network, InterfaceInfo) {
     EXPECT_EQ(infoOf(nullptr), "");
 }
 
-TEST_F(Network, Gateway) {
-    std::pair<const char*, uint32_t> const cases[] = {
-        {"route add 10.2.0.0/16 dev eth0", 0},
-        {"route replace unreachable 10.3.0.0/16", 0},
-        {"route add 10.4.0.0/16 via 192.168.1.7", 0xC0A80107}, // not the default one
-        {"route add default via 192.168.1.1 metric 4294967295", 0xC0A80101},
-        {"route flush dev eth0", 0},
-    };
-    for (auto const& [change, gateway] : cases) {
-        ASSERT_TRUE(ip(change));
-        EXPECT_EQ(VXNetGetGateway("eth0"), gateway) << change;
-        EXPECT_EQ(VXNetGetGateway("peer0"), 0U);
-    }
-}
-
 TEST_F(Network6, Addresses) {
     ASSERT_TRUE(ip("addr add fd00::9/65 dev peer0 nodad"));
     struct {

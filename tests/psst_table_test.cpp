@@ -5,42 +5,87 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <iterator>
+#include <fstream>
+#include <string>
+#include <vector>
 
 namespace {
 
 constexpr uint32_t crcOfZeroVpd = 0x2FEFD946;
 
-// Sizes as a blade's headers hold them, by file-type code from 0.
-constexpr uint32_t sizes[] = {
-    64,      64,     44240,   64,      44240,    2859072, 718912,  1318976, 2752576, 2288,
-    2288,    2176,   7140,    2654272, 19968,    720960,  729152,  64,      64,      14464,
-    3104832, 176192, 9437248, 7584,    64,       64,      3592,    576,     64,      64,
-    8472640, 64,     584,     1093696, 16448,    94056,   150592,  64,      557120,  580,
-    64,      64,     320,     4672,    12595264, 192,     1507392, 64,      64,
-};
+// The document's rows that begin with a number, under a heading.
+std::vector<std::string> documented(const char* heading) {
+    std::ifstream document(DOCS "/store-format.md");
+    std::vector<std::string> rows;
+    bool under = false;
+    for (std::string line; std::getline(document, line);) {
+        under = line.starts_with('#') ? line.starts_with(heading) : under;
+        if (under && line.starts_with("| ") && line.find_first_of("0123456789") == 2) {
+            rows.push_back(line);
+        }
+    }
+    return rows;
+}
+
+std::string recordsOf(const vx::PsstFile& file) {
+    std::string const size = std::to_string(file.recordSize);
+    std::string const texts[] = {"", "header only",
+                                 file.recordSize == 0 ? "one, not counted" : "one of " + size,
+                                 std::to_string(file.slots) + " × " + size, "see below"};
+    return texts[static_cast<std::size_t>(file.layout)];
+}
+
+TEST(PsstTable, FilesAreThoseOfTheDocument) {
+    std::vector<std::string> rows;
+    for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
+        const vx::PsstFile& file = vx::psstFile(index);
+        std::string const name =
+            index == 41 ? "brapp_phys_lun_stripe_table.bin" : psstFileNames[index];
+        std::string const types = index == 1 ? "2, 3, 4" : std::to_string(vx::fileTypeOf(index));
+        if (file.layout != vx::Layout::reserved) {
+            EXPECT_EQ(psstFilePrimaryPaths[index], "/mnt/nand1/" + name);
+            rows.push_back("| " + std::to_string(index) + " | `" + name + "` | " + types + " | " +
+                           recordsOf(file) + " | " + std::to_string(file.size) + " |");
+        }
+    }
+    EXPECT_EQ(rows, documented("## Files"));
+    EXPECT_STREQ(psstFileNames[41], "brapp_phys_stripe_table.bin");
+}
+
+TEST(PsstTable, RecordsOfTheConfigurationAreThoseOfTheDocument) {
+    std::vector<std::string> rows;
+    for (uint32_t const type : {2U, 3U, 4U}) {
+        vx::RecordPlace const place = vx::placeOf(type).value();
+        EXPECT_EQ(place.fileIndex, 1);
+        uint32_t const width = type == 4 ? place.slotSize : place.end - place.first;
+        std::string const last = std::to_string((place.end - place.first) / width - 1);
+        std::string const ports = " + " + std::to_string(width) + " × *r*";
+        const std::string records[] = {"bridge", "management port", "port slot *r*, 0 to " + last};
+        rows.push_back("| " + std::to_string(place.first) + (type == 4 ? ports : "") + " | " +
+                       std::to_string(width) + " | " + std::to_string(type) + " | " +
+                       records[type - 2] + " |");
+    }
+    EXPECT_EQ(rows, documented("## Configuration"));
+}
 
 TEST(PsstHeader, BytesOfEveryCode) {
-    for (uint32_t type = 0; type < std::size(sizes); ++type) {
+    for (uint32_t type = 0; type < 49; ++type) {
         std::array<uint32_t, 16> words;
         words.fill(0xEEEEEEEE);
         CreateHeader(reinterpret_cast<PsstHeader*>(words.data()), type);
         uint32_t const crc = type == 9 || type == 10 ? crcOfZeroVpd : 0;
-        EXPECT_EQ(words,
-                  (std::array<uint32_t, 16>{13, 0x1BADA555, crc, sizes[type], type, 0, 0, 64}));
+        bool const hasFile = type == 2 || (type > 3 && type < 47);
+        uint32_t const size = hasFile ? vx::psstFile(vx::fileIndexOf(type)).size : 64;
+        EXPECT_EQ(words, (std::array<uint32_t, 16>{13, 0x1BADA555, crc, size, type, 0, 0, 64}));
     }
 }
 
-TEST(PsstTable, NamesAndPaths) {
-    EXPECT_STREQ(psstFileNames[0], "Uknown");
-    EXPECT_STREQ(psstFileNames[44], "");
-    for (int const reserved : {25, 26, 37, 38}) {
+TEST(PsstTable, NamesAndPathsOfNoFile) {
+    for (int const reserved : {0, 25, 26, 37, 38}) {
         EXPECT_STREQ(psstFileNames[reserved], "Uknown");
         EXPECT_STREQ(psstFilePrimaryPaths[reserved], "Uknown");
     }
-    EXPECT_STREQ(psstFileNames[41], "brapp_phys_stripe_table.bin");
-    EXPECT_STREQ(psstFilePrimaryPaths[41], "/mnt/nand1/brapp_phys_lun_stripe_table.bin");
-    EXPECT_STREQ(psstFilePrimaryPaths[43], "/mnt/nand1/brapp_cluster_cached_lun_info.bin");
+    EXPECT_STREQ(psstFileNames[44], "");
     EXPECT_STREQ(psstFileMirrorPaths[0], "Uknown");
     EXPECT_STREQ(psstAdditionalFilePrimaryPaths[2], "/mnt/nand1/brapp_client_storage.bin");
 }

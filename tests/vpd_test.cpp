@@ -63,21 +63,24 @@ TEST_F(Vpd, TwoBadFilesStay) {
     EXPECT_EQ(record.bytes[0], 0);
 }
 
-TEST_F(Vpd, TheFirstGoodFileWins) {
-    auto const next = filled<VpdRecord>(0x77);
+TEST_F(Vpd, TheFirstGoodFileWinsForGood) {
+    auto next = filled<VpdRecord>(0x5A);
+    next.bytes[2223] = 0x77;
     ASSERT_EQ(vxpmgr_readVpdFile(), 0);
     ASSERT_EQ(vxpmgr_UpdateVpdInfo(&next), 0);
-    writeBytes(primary(backup), goodBackup); // an update was cut between the two files
     Bytes const updated = readBytes(primary(vpd));
+    Bytes const updatedBackup = readBytes(primary(backup));
+    writeBytes(primary(backup), goodBackup); // an update was cut between the two files
     InitDatabaseLite();
     EXPECT_EQ(vxpmgr_readVpdFile(), 0);
-    EXPECT_EQ(vpd_info.record.bytes[0], 0x77);
+    EXPECT_EQ(vpd_info.record.bytes[2223], 0x77);
     EXPECT_EQ(readBytes(primary(vpd)), updated);
-    EXPECT_EQ(readBytes(primary(backup)), goodBackup);
+    EXPECT_EQ(readBytes(primary(backup)), updatedBackup) << "or it would bring the old record back";
     vx::closeDescriptor(vpd);
     vx::keepDescriptor(vpd, vx::openFile("/dev/full", O_RDWR));
+    next.bytes[0] = 1;
     EXPECT_EQ(vxpmgr_UpdateVpdInfo(&next), -1);
-    EXPECT_EQ(readBytes(primary(backup)), goodBackup) << "the good file stays until its twin is";
+    EXPECT_EQ(readBytes(primary(backup)), updatedBackup) << "the good file stays until its twin is";
 }
 
 // Data before header, the first file before the second: a cut at any write leaves one good file.

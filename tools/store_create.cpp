@@ -1,5 +1,6 @@
 #include "tools/store_create.h"
 
+#include "common/files.h"
 #include "pmgr/control_block.h"
 #include "pmgr/creators.h"
 #include "pmgr/psst_header.h"
@@ -103,7 +104,7 @@ Plan planOf(bool full) {
 }
 
 // Every index of a plan, the configuration file first: a store without it counts as no store, so
-// it goes first when files are removed.
+// it goes first when files are removed, and the next try is not refused.
 std::vector<int> indicesOf(const Plan& plan) {
     std::vector<int> indices = {PSST_CONFIG_INDEX, PSST_SEQUENCE_INDEX, vx::fileIndexOf(PSST_VPD),
                                 vx::fileIndexOf(PSST_VPD_BACKUP)};
@@ -112,13 +113,20 @@ std::vector<int> indicesOf(const Plan& plan) {
     return indices;
 }
 
+void removeDurably(const char* path) {
+    if (vx::removeFile(path) != 0 && errno != ENOENT) {
+        throw std::runtime_error(std::string("cannot remove ") + path + ": " +
+                                 std::strerror(errno));
+    }
+}
+
 // Clears the way for what will be made, mirrors included: files that are not valid, and with
-// --force all. Other files of the store are left alone.
+// --force all, each gone for good before the next goes. Other files of the store are left alone.
 void removeOldFiles(const std::vector<int>& indices, bool force) {
     for (int const index : indices) {
         if (force || (!isBare(index) && !isValidFile(index))) {
-            fs::remove(psstFilePrimaryPaths[index]);
-            fs::remove(psstFileMirrorPaths[index]);
+            removeDurably(psstFilePrimaryPaths[index]);
+            removeDurably(psstFileMirrorPaths[index]);
         }
     }
 }
@@ -145,9 +153,9 @@ void makeFiles(const Plan& plan) {
     }
 }
 
-// The configuration file's initial records are the saved personality file's defaults, so that the
-// file becomes valid only when it holds them. What the full load leaves out has readers of its own.
-int loadDefaults(uint32_t /*type*/) {
+// Loads the saved personality file's defaults into the store. What the full load leaves out has
+// readers of its own.
+int loadDefaults() {
     (void)readDefaultConfiguration();
     PropertiesHandle handle = propOpenPropertiesFile(vx::savedPersonalityFiles[0]);
     BridgeConfig bridge;
@@ -169,26 +177,39 @@ int loadDefaults(uint32_t /*type*/) {
     return 0;
 }
 
-void makeConfiguration() {
-    if (vx::makePsstFile(PSST_CONFIG_INDEX, loadDefaults) != 0) {
-        failOn(psstFilePrimaryPaths[PSST_CONFIG_INDEX]);
-    }
-}
-
 void mirrorFile(int index) {
     installText(readText(psstFilePrimaryPaths[index]), psstFileMirrorPaths[index]);
 }
 
-// Makes the configuration file, which makes the store valid, and its mirror. The sequence number
-// is mirrored last: a mirror that claims a state must hold it.
-void makeValid() {
-    makeConfiguration();
-    try {
-        mirrorFile(PSST_CONFIG_INDEX);
+// Makes the configuration file's mirror, with the header that the file itself gets next.
+void mirrorConfiguration() {
+    PsstHeader header;
+    CreateHeader(&header, PSST_BRIDGE_CONFIG);
+    std::string content = readText(psstFilePrimaryPaths[PSST_CONFIG_INDEX]);
+    content.replace(0, sizeof header, reinterpret_cast<const char*>(&header), sizeof header);
+    installText(content, psstFileMirrorPaths[PSST_CONFIG_INDEX]);
+}
+
+// What the configuration file holds when it becomes valid, and with it the store: the defaults.
+// Both mirrors are whole before that, or a power cut would leave a valid store without them, which
+// the next try refuses. The sequence number's is last: a mirror that claims a state must hold it.
+int writeInitialRecords(uint32_t /*type*/) {
+    if (loadDefaults() != 0) {
+        return -1;
+    }
+    try { // the caller has no way to pass an exception on
+        mirrorConfiguration();
         mirrorFile(PSST_SEQUENCE_INDEX);
-    } catch (...) {
-        fs::remove(psstFilePrimaryPaths[PSST_CONFIG_INDEX]); // the next try is not to be refused
-        throw;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "vxcfg: %s\n", failure.what());
+        return -1;
+    }
+    return 0;
+}
+
+void makeConfiguration() {
+    if (vx::makePsstFile(PSST_CONFIG_INDEX, writeInitialRecords) != 0) {
+        failOn(psstFilePrimaryPaths[PSST_CONFIG_INDEX]);
     }
 }
 
@@ -218,7 +239,7 @@ void createStore(const CreateOptions& options) {
     for (const char* const copy : vx::savedPersonalityFiles) {
         installText(defaults, copy);
     }
-    makeValid();
+    makeConfiguration();
     close_all_files();
     std::printf("Store of %zu files made with the defaults of version %s (%zu properties).\n",
                 indices.size(), personality.version.c_str(), personality.properties);

@@ -17,13 +17,17 @@ struct ifreq; /* of <net/if.h> */
 /*
  * A socket for interface requests. C++ programs use the class itself or derive from it; C programs
  * hold it by the handle below.
+ *
+ * The library has no run-time type information. A program that has it makes its own for the class,
+ * which is why the one virtual function is inline; ask typeid and dynamic_cast for objects that the
+ * program made, not for those of VXNetIoctlGetHnd.
  */
 class VXBLADE_API VXNetIoctl {
   public:
     /* Makes an IPv4 stream socket, close-on-exec. Prints "Started" and "Opened socked %d" with the
      * descriptor, -1 when none could be made. */
     VXNetIoctl();
-    virtual ~VXNetIoctl();
+    VXBLADE_API virtual ~VXNetIoctl() { closeSocket(); }
     VXNetIoctl(const VXNetIoctl&) = delete;
     VXNetIoctl& operator=(const VXNetIoctl&) = delete;
 
@@ -35,6 +39,8 @@ class VXBLADE_API VXNetIoctl {
     int getNetProperty(const char* ifname, unsigned long request, struct ifreq* ifreq) const;
 
   private:
+    void closeSocket();
+
     int32_t socket_;
 };
 #else

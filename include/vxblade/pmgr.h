@@ -253,8 +253,9 @@ enum { PSST_PEER_MIRRORS = 4 };
  * Writes `length` bytes into the file of a type: in header mode at offset 0, else at the slot of
  * the record number (which types with a single record ignore). Then, in this order: syncs, writes
  * the mirror, advances the sequence number, marks the backup bitmap; what fails of these does not
- * fail the write. -1 for a type without records, a file that is not open, and a seek or write
- * that fails or comes up short; the descriptor is then closed until the store is initialised again.
+ * fail the write. -1 for a type without records, a file that is not open, and bytes beyond the last
+ * record of the type; -1 too for a seek or write that fails or comes up short: the descriptor is
+ * then closed until the store is initialised again.
  */
 VXBLADE_API int WritePsstFile(const void* buffer, int32_t length, uint32_t type,
                               uint32_t recordNumber, int mode);
@@ -347,8 +348,8 @@ VXBLADE_API int vxpmgr_create_vpd_psst(void);
  * and CRC are checked first. With `create` 0 a missing target is left missing. */
 VXBLADE_API int copy_vpd_psst(int create);
 VXBLADE_API int copy_backup_vpd_psst(int create);
-/* Loads the VPD record; a bad file is repaired from its good twin. -1 when both are bad, which
- * are then left alone. */
+/* Loads the VPD record; a bad file is repaired from its good twin, and a backup that holds another
+ * record gets the first file's. -1 when both are bad, which are then left alone. */
 VXBLADE_API int vxpmgr_readVpdFile(void);
 
 /* ---- Configuration records --------------------------------------------------------------- */
@@ -375,7 +376,7 @@ VXBLADE_API int vxpmgr_GetActualMgmtInfo(MgmtPortConfig* record);
  */
 VXBLADE_API int vxpmgr_GetPortParams(PortParams* record, uint32_t type, uint32_t number);
 VXBLADE_API int vxpmgr_UpdatePortParams(const PortParams* record, uint32_t flags);
-/* Index 0 to 8, else -1. Set always writes. */
+/* Index 0 to 8, else -1. Set always writes; -1 for index 8, which is in memory only. */
 VXBLADE_API int vxpmgr_GetHostGroup(HostGroupConfig* record, uint32_t index);
 VXBLADE_API int vxpmgr_SetHostGroup(const HostGroupConfig* record, uint32_t index);
 /* These always write. */

@@ -3,8 +3,10 @@
  *
  * A reader checks the file's header (magic, size, type: -1 on a bad one) and returns the first read
  * failure. Reading a table makes all slots free, in index order, then puts those that are in use on
- * the in-use list; before the first read a table has no free slot. Writers write one slot and
- * return 0 or -1. The files must be open, as initialisation leaves them.
+ * the in-use list; before the first read a table has no free slot. Writers write one slot, that of
+ * the entry in its table, or for a copy the one that its prefix names: clients and drives bear
+ * their number from the first read on, stripes from their first use. They return 0, or -1, also for
+ * a slot outside the table. The files must be open, as initialisation leaves them.
  */
 #ifndef VXBLADE_RECORD_FILES_H
 #define VXBLADE_RECORD_FILES_H
@@ -54,12 +56,12 @@ vxpmgr_helperAllocAndUpdateCacheStorePhysLunInfo(const CacheStorePhysDrv* drive)
 VXBLADE_API int ReadPhysLunStripeTable(void);
 VXBLADE_API int WritePhysLunStripeTable(const PhysLunStripeEntry* entry);
 /* Writes `stripes` slots of 8200 bytes from `buffer` in one call, from slot `index` on, and prints
- * both numbers on standard output. -1 for slots behind the table. */
+ * both numbers on standard output. -1 unless all of them are in the table. */
 VXBLADE_API int WritePhysLunStripeTableEx(const void* buffer, uint32_t index, uint32_t stripes);
 
 /* Hands each cached LUN in use to the bridge application; its results are not looked at. */
 VXBLADE_API int ReadClusterCachedLunAndPushToBA(void);
-/* Writes the record to the slot that it names; -1 for one behind the table. */
+/* Writes the record to the slot that it names; -1 for one outside the table. */
 VXBLADE_API int WriteClusterCachedLunInfo(const ClusterCachedLun* record);
 
 /* ---- Event notification: one record of 25 entries --------------------------------------- */
