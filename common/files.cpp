@@ -28,17 +28,29 @@ bool copyRest(int from, int to) {
     }
 }
 
+using Path = std::array<char, PATH_MAX>;
+
+// The name under which a new content is written; false where it does not fit.
+bool temporaryOf(const char* path, Path& temporary) {
+    int const length = std::snprintf(temporary.data(), temporary.size(), "%s.new", path);
+    if (length < static_cast<int>(temporary.size())) {
+        return true;
+    }
+    errno = ENAMETOOLONG;
+    return false;
+}
+
 // Replaces a file by what `fill` writes to a descriptor.
 template <class Fill>
 int replaceFileBy(const char* path, Fill fill) {
-    std::array<char, PATH_MAX> temporary{};
-    if (std::snprintf(temporary.data(), temporary.size(), "%s.new", path) >=
-        static_cast<int>(temporary.size())) {
-        errno = ENAMETOOLONG;
+    Path temporary{};
+    if (!temporaryOf(path, temporary)) {
         return -1;
     }
+    // Where a cut came into a rename, both names may stand for the one file: it is not written to.
+    ::unlink(temporary.data());
     Descriptor const file(
-        openFile(temporary.data(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, plainFileMode));
+        openFile(temporary.data(), O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK, plainFileMode));
     // Synced before it gets the name, or the name could come to stand for an empty file.
     if (!file.ok() || !fill(file.get()) || ::fsync(file.get()) != 0 ||
         ::rename(temporary.data(), path) != 0) {
@@ -138,6 +150,13 @@ int overwriteStart(const char* path, const void* data, std::size_t size) {
 int readFile(const char* path, void* data, std::size_t size) {
     Descriptor const file(openFile(path, O_RDONLY | O_NONBLOCK));
     return file.ok() ? static_cast<int>(::read(file.get(), data, size)) : -1;
+}
+
+void removeTemporary(const char* path) {
+    Path temporary{};
+    if (temporaryOf(path, temporary) && ::unlink(temporary.data()) == 0) {
+        (void)syncFolderOf(path);
+    }
 }
 
 int removeFile(const char* path) {

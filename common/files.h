@@ -83,6 +83,10 @@ int syncFolderOf(const char* path);
 // be read.
 [[nodiscard]] int readFile(const char* path, void* data, std::size_t size);
 
+// Removes what a cut in a replacement of `path` left beside it. Not all file systems rename in one
+// step: both names may be there.
+void removeTemporary(const char* path);
+
 // Removes the file, durably. 0 or -1.
 int removeFile(const char* path);
 

@@ -82,47 +82,4 @@ TEST_F(Faults, EveryOperationOfAnUpgrade) {
     std::printf("%zu faults in an upgrade of %zu operations\n", faults.size(), operations.size());
 }
 
-// A write that reports success has put its record on the medium, and a failed one is followed by no
-// other; neither touches another file of records.
-TEST_F(Faults, EveryOperationOfAWrite) {
-    struct {
-        uint32_t type, number;
-        int32_t length;
-        int file;
-        std::size_t offset;
-    } const writes[] = {
-        // clang-format off
-        {PSST_BRIDGE_CONFIG, 0,  2704, 1,  64},
-        {PSST_MGMT_PORT,     0,  332,  1,  2768},
-        {PSST_PORT_CONFIG,   31, 1296, 1,  3100 + 31 * 1296},
-        {PSST_PASSWD,        0,  2112, 8,  64},
-        {PSST_HOST_GROUP,    7,  940,  20, 64 + 7 * 940},
-        {PSST_VPD,           0,  2224, 6,  64},
-        // clang-format on
-    };
-    for (auto const& w : writes) {
-        Bytes const record(static_cast<std::size_t>(w.length), 0x77);
-        auto const write = [&] {
-            return WritePsstFile(record.data(), w.length, w.type, w.number, PSST_MODE_RECORD);
-        };
-        end.restore(); // nothing is left to be made when the store opens
-        for (const Fault& fault : faultsOf(run(vxpmgr_init_lite, write, {}).operations)) {
-            end.restore();
-            Run const failed = run(vxpmgr_init_lite, write, fault);
-            std::string const in = text(fault, failed.operations.back());
-            bool const said = failed.status == 0;
-            Bytes bytes = readBytes(primary(w.file));
-            auto const place = bytes.begin() + static_cast<std::ptrdiff_t>(w.offset);
-            EXPECT_TRUE(!said || std::equal(record.begin(), record.end(), place)) << in;
-            EXPECT_EQ(said, failed.operations.size() > 2) << in;
-            for (int const other : {1, 6, 7, 8, 20, 32, 36}) {
-                EXPECT_TRUE(other == w.file ||
-                            readBytes(primary(other)) == end.find(primary(other))->bytes)
-                    << in;
-            }
-        }
-        ASSERT_FALSE(HasFailure());
-    }
-}
-
 } // namespace

@@ -81,14 +81,16 @@ struct NameChange {
     std::size_t file; // that is created
 
     // A move whose beginning was lost is lost too.
-    void applyTo(Names& names) const {
+    void applyTo(Names& names, bool isHalf = false) const {
         if (change.kind == Change::Kind::create) {
             names[change.path] = file;
         } else if (change.kind == Change::Kind::unlink) {
             names.erase(change.path);
         } else if (auto const from = names.find(change.from); from != names.end()) {
             names[change.path] = from->second;
-            names.erase(change.from);
+            if (!isHalf) {
+                names.erase(change.from);
+            }
         }
     }
 };
@@ -154,6 +156,13 @@ class Medium {
   private:
     [[nodiscard]] std::vector<std::pair<std::string, Names>> possibleNames() const {
         std::vector<std::pair<std::string, Names>> states = {{"", names_}};
+        if (!changes_.empty()) { // a file system may make the new name before it drops the old one
+            Names names = durableNames_;
+            for (const NameChange& change : changes_) {
+                change.applyTo(names, &change == &changes_.back());
+            }
+            states.emplace_back(", within a rename", names);
+        }
         for (std::size_t lost = 0; lost < changes_.size(); ++lost) {
             for (bool const isAlone : {true, false}) {
                 Names names = durableNames_;

@@ -271,22 +271,6 @@ TEST_F(StoreInit, WhatCreatorsRefuse) {
     }
 }
 
-// Nothing of an earlier file's header may come to life again before the file is whole.
-TEST_F(StoreInit, CutsLeaveUnfinishedFiles) {
-    PsstHeader header;
-    CreateHeader(&header, PSST_REGISTERED_CLIENTS);
-    for (int cut = 1; !isGood(33); ++cut) {
-        writeBytes(primary(33), bytesOf(&header, sizeof header - 1));
-        if (::fork() == 0) {
-            systemCalls.operations = 0;
-            systemCalls.fault = {Fault::Kind::powerCut, cut, 0, 0};
-            ::_exit(CreatePsstFile(33));
-        }
-        ::wait(nullptr);
-        ASSERT_TRUE(vx::isUnfinished(primary(33).c_str()) || isGood(33)) << cut;
-    }
-}
-
 TEST_F(StoreInit, EveryCreatorMakesItsFile) {
     struct {
         int (*create)();

@@ -236,7 +236,7 @@ void UpgradeTest::expectEnd(const std::string& in, uint64_t sequence,
         EXPECT_TRUE(isLoose(path) || path == behind || *found == file) << in << ": " << path;
     }
     for (auto const& [path, file] : now.files()) {
-        EXPECT_TRUE(end.find(path) != nullptr || isMovedAside(path))
+        EXPECT_TRUE(end.find(path) != nullptr || isLoose(path) || isMovedAside(path))
             << in << ": " << path << " is left over";
     }
     EXPECT_GE(sequenceNumberOnFile(), sequence) << in;

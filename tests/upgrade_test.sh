@@ -214,14 +214,6 @@ check "a flash that cannot be erased" 1 "$(bladesim --state "$state" sh -c '
   grep -c '^vxcfg: the chassis name could not be saved in the boot environment$')"
 
 # --- bladesim itself.
-check "working directory, arguments, status" "/tmp a b 7" \
-  "$(cd /tmp && bladesim --state "$state" -- sh -c 'echo "$PWD $1 $2 $(exit 7; )7"; exit 7' sh a b)"
-bladesim --state "$state" -- sh -c 'exit 7'
-check "the command's status" 7 $?
-bladesim --state "$state" ./no-such-command 2>/dev/null
-check "a missing command" 127 $?
-bladesim --state "$state" --unmounted nand7 true 2>/dev/null
-check "an unknown volume" 125 $?
 # A device server that is killed takes its blade's devices with it, and nothing else.
 check "a killed device server" "5, then 0" "$(bladesim --state "$state" sh -c '
   for process in $(cat /proc/$PPID/task/$PPID/children); do [ "$process" = $$ ] || kill -9 "$process"; done

@@ -229,6 +229,7 @@ void createStore(const CreateOptions& options) {
     Plan const plan = planOf(options.full);
     std::vector<int> const indices = indicesOf(plan);
     removeOldFiles(indices, options.force);
+    (void)vx::removeFile(vx::upgradeJournal); // of an upgrade of the store before
     makeFiles(plan);
     for (int const index : indices) {
         if (index != PSST_CONFIG_INDEX && index != PSST_SEQUENCE_INDEX) {

@@ -44,6 +44,7 @@ int noteProgress(const VersionBlock& version, Phase phase) {
 }
 
 void removeJournal() {
+    removeTemporary(path);
     (void)removeFile(path);
 }
 

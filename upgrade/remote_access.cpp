@@ -38,6 +38,8 @@ int VerifyTelnetandSshConfigFiles() {
         if (!fileExists(file.path)) {
             report(operation, file.missingLine, "%s", file.missing);
             (void)file.initialize();
+        } else {
+            removeTemporary(file.path);
         }
         report(operation, file.existsLine, "%s", file.exists);
     }

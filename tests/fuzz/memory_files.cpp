@@ -60,7 +60,6 @@ void fuzz::writeFile(const char* path, std::string_view content) {
 extern "C" {
 
 int __real_open64(const char* path, int flags, ...);
-FILE* __real_fopen64(const char* path, const char* mode);
 int __real_stat64(const char* path, struct stat* status);
 int __real_unlink(const char* path);
 int __real_rename(const char* from, const char* to);
@@ -86,15 +85,7 @@ int __wrap_open64(const char* path, int flags, ...) {
     }
     // A description of its own, with its own position.
     return __real_open64(("/proc/self/fd/" + std::to_string(file->second)).c_str(),
-                         flags & ~O_CREAT);
-}
-
-FILE* __wrap_fopen64(const char* path, const char* mode) {
-    if (!isOnBlade(path)) {
-        return __real_fopen64(path, mode);
-    }
-    int const fd = __wrap_open64(path, O_RDONLY | O_CLOEXEC); // the layer writes with descriptors
-    return fd < 0 ? nullptr : ::fdopen(fd, mode);
+                         flags & ~(O_CREAT | O_EXCL));
 }
 
 int __wrap_stat64(const char* path, struct stat* status) {
