@@ -258,6 +258,7 @@ TEST_F(StoreInit, EqualVersionsOnlyMakeMissingFiles) {
     EXPECT_EQ(vx::descriptorOf(4), 0);
     setByte(primary(32), 70, 0x5A);
     uint64_t const before = sequenceNumberOnFile();
+    EXPECT_EQ(before, 20U) << "of each file an unfinished header, and a good one";
     vxpmgr_create_files_on_upgrade();
     EXPECT_EQ(readBytes(primary(32)).at(70), 0x5A) << "a good file is not made again";
     EXPECT_EQ(sequenceNumberOnFile(), before);
