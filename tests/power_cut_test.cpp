@@ -45,8 +45,8 @@ const Arrangement arrangements[] = {
          }
          fs::remove("/mnt/nand0/backup_bitmap.bin");
          PsstHeader header; // the remnant of a whole one must not come to life
-         CreateHeader(&header, PSST_EVENT_NOTIFY);
-         writeBytes(primary(32), bytesOf(&header, sizeof header - 1));
+         CreateHeader(&header, PSST_REGISTERED_CLIENTS);
+         writeBytes(primary(33), bytesOf(&header, sizeof header - 1));
      }},
     {"NoSavedCopiesAndNoNumber",
      [] {
