@@ -57,7 +57,7 @@ int runShell(const char* command) {
 int runShellPassingOn(const char* command) {
     Descriptor const output = openScratch();
     Descriptor const own(aboveStandardStreams(::dup(STDOUT_FILENO)));
-    std::fflush(stdout);
+    std::fflush(stdout); // what was printed before belongs where it was meant to go
     if (::dup2(output.get(), STDOUT_FILENO) < 0) {
         return runShell(command);
     }

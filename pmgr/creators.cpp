@@ -72,8 +72,8 @@ void finishMirror(int fileIndex) {
     const char* const path = psstFileMirrorPaths[fileIndex];
     PsstHeader header{};
     if (readFile(path, &header, sizeof header) == sizeof header &&
-        isUnfinishedHeader(header, type) && checkHeader(type) == 0 &&
-        ReadHeader(&header, type) == 0) {
+        isUnfinishedHeader(header, type) && ReadHeader(&header, type) == 0 &&
+        isValidHeader(header, type)) {
         (void)MirrorPsstFile(&header, sizeof header, fileIndex, 0);
     }
 }

@@ -1,6 +1,7 @@
 #include "pmgr/mirror_refresh.h"
 
 #include "common/files.h"
+#include "pmgr/psst_header.h"
 #include "pmgr/psst_table.h"
 
 #include <vxblade/mirror_sync.h>
@@ -17,10 +18,6 @@ namespace {
 
 constexpr std::size_t largestRecord = sizeof(BridgeConfig);
 using Record = std::array<unsigned char, largestRecord>;
-
-uint64_t numberIn(const PsstHeader& header) {
-    return uint64_t{header.sequenceHigh} << 32 | header.sequenceLow;
-}
 
 bool readMirror(int fileIndex, off_t offset, Record& record, std::size_t size) {
     Descriptor const mirror(openFile(psstFileMirrorPaths[fileIndex], O_RDONLY | O_NONBLOCK));
@@ -44,7 +41,7 @@ bool mirrorIsAhead() {
         return true;
     }
     (void)readFile(psstFilePrimaryPaths[PSST_SEQUENCE_INDEX], &file, sizeof file);
-    return numberIn(mirror) > numberIn(file);
+    return sequenceNumberOf(mirror) > sequenceNumberOf(file);
 }
 
 void refreshMirror(uint32_t type, uint32_t number, std::size_t size) {

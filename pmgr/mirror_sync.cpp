@@ -4,6 +4,7 @@
 #include "common/files.h"
 #include "common/messages.h"
 #include "common/shell.h"
+#include "pmgr/psst_header.h"
 #include "pmgr/psst_table.h"
 
 #include <algorithm>
@@ -147,7 +148,7 @@ int vxpmgr_GetSequenceNumber(int side, uint64_t* number) {
     if (!file.ok() || ::read(file.get(), &header, sizeof header) != sizeof header) {
         return -1;
     }
-    *number = uint64_t{header.sequenceHigh} << 32 | header.sequenceLow;
+    *number = sequenceNumberOf(header);
     return 0;
 }
 

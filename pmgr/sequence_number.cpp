@@ -3,6 +3,7 @@
 
 #include "common/files.h"
 #include "pmgr/control_block.h"
+#include "pmgr/psst_header.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -82,6 +83,6 @@ int ReadSequenceNumber(void) {
     if (::lseek(fd, 0, SEEK_SET) != 0 || ::read(fd, &header, sizeof header) != sizeof header) {
         return failRead();
     }
-    pmgr_cb->sequenceNumber = uint64_t{header.sequenceHigh} << 32 | header.sequenceLow;
+    pmgr_cb->sequenceNumber = vx::sequenceNumberOf(header);
     return 0;
 }

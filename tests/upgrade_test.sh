@@ -82,6 +82,10 @@ STREAMS
   vxpvh' >"$work/both" 2>&1)
 check "lines in one file are in their order" "Compare Diff: field=BridgeCliTimeout, update=1,vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info" \
   "$(grep -B1 'Updating CLI' "$work/both" | sed 's/field=BridgeCliPrompt/field=BridgeCliTimeout/' | paste -sd,)"
+mkdir "$work/fake"
+printf '#!/bin/sh\nreadlink /proc/$$/fd/0 /proc/$$/fd/2 >%s\n' "$work/streams" >"$work/fake/cp" && chmod +x "$work/fake/cp"
+(cd "$work/firmware" && bladesim --state "$state" --unmounted nand1 sh -c 'PATH=$1:$PATH; vxpvh <&- >&- 2>&-' sh "$work/fake")
+check "closed streams are on /dev/null" "/dev/null,/dev/null" "$(paste -sd, "$work/streams")"
 for argument in --help --version; do
   check "$argument" "1 and no lock" "$(cd "$work" && bladesim --state "$state" sh -c \
     'rm -f /var/lock/vxpvh.lock; vxpvh $1 | grep -c "^\(usage: \)\?vxpvh"; [ -e /var/lock/vxpvh.lock ] || echo and no lock' sh $argument | paste -sd' ')"

@@ -25,7 +25,6 @@ namespace {
 
 constexpr const char* newPersonalityFile = "default_bridge_config.cfg";
 constexpr const char* reference = savedPersonalityFiles[0];
-constexpr const char* unmergedFile = unmergedPersonalityFile;
 
 // Nothing else uses this lock. The kernel releases it when its holder ends, however it ends.
 constexpr const char* lockPath = "/var/lock/vxpvh.lock";
@@ -113,7 +112,8 @@ struct SectionKind {
     std::size_t recordSize; // 0 where there are none
 };
 
-// In their fixed order.
+// In their fixed order. The iSCSI ports' records are eight after those of the Fibre Channel ports;
+// the GigE defaults go into the same ones.
 constexpr SectionKind sections[] = {
     // clang-format off
     {once<compareDefaultBridgeConfigInfo>, 1, PSST_BRIDGE_CONFIG, 0, sizeof(BridgeConfig)},
@@ -198,13 +198,15 @@ void keepReference() {
     if (!fileExists(reference)) {
         return;
     }
-    if (fileExists(unmergedFile)) {
-        report(comparison, 1550, "Not merged; %s is kept from an earlier upgrade\n", unmergedFile);
-    } else if (replaceFileByCopy(unmergedFile, reference) == 0) {
-        report(comparison, 1552, "Not merged; the old defaults are kept as %s\n", unmergedFile);
+    if (fileExists(unmergedPersonalityFile)) {
+        report(comparison, 1550, "Not merged; %s is kept from an earlier upgrade\n",
+               unmergedPersonalityFile);
+    } else if (replaceFileByCopy(unmergedPersonalityFile, reference) == 0) {
+        report(comparison, 1552, "Not merged; the old defaults are kept as %s\n",
+               unmergedPersonalityFile);
     } else {
         report(comparison, 1554, "Not merged; the old defaults could not be kept as %s\n",
-               unmergedFile);
+               unmergedPersonalityFile);
     }
 }
 
@@ -230,14 +232,14 @@ bool saveTo(const char* saved) {
 
 void savePersonalityFile() {
     report("main", 1634, "Copying new personality file into /mnt/nand0\n");
-    bool const hasFile = isRegularFile(newPersonalityFile);
-    bool isSaved = true;
+    // Without a new file there is nothing that a later start could make the reference of.
+    bool isDone = !isRegularFile(newPersonalityFile);
     for (const char* const saved : savedPersonalityFiles) {
-        bool const good = saveTo(saved);
-        isSaved = isSaved && (good || saved != reference);
+        bool const isSaved = saveTo(saved);
+        isDone = isDone || (isSaved && saved == reference);
     }
     // A reference that a failed copy left torn is made again at the next start.
-    if (syncFolderOf(reference) == 0 && (isSaved || !hasFile)) {
+    if (syncFolderOf(reference) == 0 && isDone) {
         removeJournal();
     }
 }

@@ -13,8 +13,6 @@ namespace vx {
 
 namespace {
 
-constexpr const char* path = upgradeJournal;
-
 uint32_t crcOf(const JournalRecord& record) {
     return crc32(0, &record, offsetof(JournalRecord, crc));
 }
@@ -28,24 +26,24 @@ bool isWhole(const JournalRecord& record) {
 
 JournalRecord readJournal() {
     JournalRecord record{};
-    bool const isRead = readFile(path, &record, sizeof record) == sizeof record;
+    bool const isRead = readFile(upgradeJournal, &record, sizeof record) == sizeof record;
     return isRead && isWhole(record) ? record : JournalRecord{};
 }
 
 int noteProgress(const VersionBlock& version, Phase phase) {
     JournalRecord record{version, phase, 0};
     record.crc = crcOf(record);
-    int const result = replaceFile(path, &record, sizeof record);
+    int const result = replaceFile(upgradeJournal, &record, sizeof record);
     if (result != 0) {
         report("noteProgress", 1560, "The progress of the upgrade could not be noted in %s: %s\n",
-               path, std::strerror(errno));
+               upgradeJournal, std::strerror(errno));
     }
     return result;
 }
 
 void removeJournal() {
-    removeTemporary(path);
-    (void)removeFile(path);
+    removeTemporary(upgradeJournal);
+    (void)removeFile(upgradeJournal);
 }
 
 } // namespace vx
