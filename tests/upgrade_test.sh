@@ -82,8 +82,7 @@ STREAMS
   vxpvh' >"$work/both" 2>&1)
 check "lines in one file are in their order" "Compare Diff: field=BridgeCliTimeout, update=1,vxpvh:compareDefaultCliConfigInfo!327 Updating CLI Info" \
   "$(grep -B1 'Updating CLI' "$work/both" | sed 's/field=BridgeCliPrompt/field=BridgeCliTimeout/' | paste -sd,)"
-mkdir "$work/fake"
-printf '#!/bin/sh\nreadlink /proc/$$/fd/0 /proc/$$/fd/2 >%s\n' "$work/streams" >"$work/fake/cp" && chmod +x "$work/fake/cp"
+mkdir "$work/fake" && printf 'readlink /proc/$$/fd/[02] >%s\n' "$work/streams" | install -m 755 /dev/stdin "$work/fake/cp"
 (cd "$work/firmware" && bladesim --state "$state" --unmounted nand1 sh -c 'PATH=$1:$PATH; vxpvh <&- >&- 2>&-' sh "$work/fake")
 check "closed streams are on /dev/null" "/dev/null,/dev/null" "$(paste -sd, "$work/streams")"
 for argument in --help --version; do
