@@ -1,10 +1,10 @@
 #include "tools/live_config.h"
 
-#include "pmgr/control_block.h"
-#include "pmgr/psst_table.h"
-#include "pmgr/record_access.h"
-#include "props/config_fields.h"
 #include "props/property_pass.h"
+#include "settings/config_fields.h"
+#include "store/control_block.h"
+#include "store/psst_table.h"
+#include "store/record_access.h"
 
 #include <vxblade/pmgr.h>
 

@@ -1,11 +1,11 @@
 #include "tools/store_create.h"
 
 #include "common/files.h"
-#include "pmgr/control_block.h"
-#include "pmgr/creators.h"
-#include "pmgr/psst_header.h"
-#include "pmgr/psst_table.h"
-#include "props/saved_files.h"
+#include "settings/saved_files.h"
+#include "store/control_block.h"
+#include "store/creators.h"
+#include "store/psst_header.h"
+#include "store/psst_table.h"
 #include "tools/files.h"
 #include "tools/personality.h"
 

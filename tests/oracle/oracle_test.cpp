@@ -2,8 +2,8 @@
 //
 // ORACLE_UPGRADES and ORACLE_SEED say how many and which. A difference names the seed of its chain
 // of upgrades, with which the chain runs again.
-#include "tests/blade_files.h"
 #include "tests/oracle/model.h"
+#include "tests/support/blade_files.h"
 
 #include "upgrade/driver.h"
 

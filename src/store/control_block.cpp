@@ -1,0 +1,161 @@
+#include "store/control_block.h"
+
+#include "common/files.h"
+#include "store/psst_table.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+BridgeConfigEntry bridge_configuration;
+MgmtPortEntry mgmt_port;
+PortEntry port_configuration[32];
+HostGroupEntry HostGroups[9];
+PasswordEntry passwd_data;
+SnmpEntry snmp_info;
+VpdEntry vpd_info;
+ClusterMetaDataEntry cluster_metadata;
+DmGlobalsEntry dm_globals;
+FcipEntry Fcip[16];
+TargetDeviceEntry TargetDevices[512];
+LogicalLunEntry LogicalLuns[256];
+WriteCacheMarkerEntry WriteCacheMarker;
+StoragePoolEntry StoragePoolInfo[32];
+EventNotifyEntry eventnotify_info;
+ClusterMemberEntry ClusterMemberInfo;
+CacheStorePhysDrvEntry CacheStorePhysDrvInfo[36];
+RegisteredClientEntry RegisteredClients[256];
+MigrationParamEntry migration_param;
+PhysLunStripeEntry PhysLunStripeTable[1536];
+ClusterCachedLunEntry ClusterCachedLuns[4096];
+LunInfo LunInfoTable[4096];
+
+PmgrControlBlock pmgr_control_block;
+PmgrControlBlock* pmgr_cb = &pmgr_control_block;
+uint8_t scratch_pad[94008];
+uint8_t* zero_scrath_pad = nullptr;
+uint16_t HwVer = 0;
+
+namespace vx {
+
+namespace {
+
+struct Table {
+    void* memory;
+    std::size_t size;
+};
+
+const Table tables[] = {
+    {&bridge_configuration, sizeof bridge_configuration},
+    {&dm_globals, sizeof dm_globals},
+    {&mgmt_port, sizeof mgmt_port},
+    {port_configuration, sizeof port_configuration},
+    {&passwd_data, sizeof passwd_data},
+    {&snmp_info, sizeof snmp_info},
+    {&vpd_info, sizeof vpd_info},
+    {Fcip, sizeof Fcip},
+    {HostGroups, sizeof HostGroups},
+    {TargetDevices, sizeof TargetDevices},
+    {LogicalLuns, sizeof LogicalLuns},
+    {&WriteCacheMarker, sizeof WriteCacheMarker},
+    {StoragePoolInfo, sizeof StoragePoolInfo},
+    {&eventnotify_info, sizeof eventnotify_info},
+    {&ClusterMemberInfo, sizeof ClusterMemberInfo},
+    {CacheStorePhysDrvInfo, sizeof CacheStorePhysDrvInfo},
+    {&cluster_metadata, sizeof cluster_metadata},
+    {RegisteredClients, sizeof RegisteredClients},
+    {&migration_param, sizeof migration_param},
+};
+
+// Zeroes memory piece by piece, leaving alone what is zero already: reading an untouched page of
+// a table costs nothing, writing it takes a page of memory for good.
+void zeroChanged(void* memory, std::size_t size) {
+    static constexpr unsigned char zeros[4096] = {};
+    auto* bytes = static_cast<unsigned char*>(memory);
+    while (size > 0) {
+        std::size_t const piece = std::min(size, sizeof zeros);
+        copyChanged(bytes, zeros, piece);
+        bytes += piece;
+        size -= piece;
+    }
+}
+
+bool hasSlot(int fileIndex) {
+    return fileIndex >= PSST_FIRST_INDEX && fileIndex <= PSST_LAST_INDEX;
+}
+
+} // namespace
+
+int descriptorOf(int fileIndex) {
+    return hasSlot(fileIndex) ? pmgr_cb->descriptors[fileIndex] : -1;
+}
+
+int openPsstFile(int fileIndex, int flags) {
+    return openFile(psstFilePrimaryPaths[fileIndex], flags | O_SYNC);
+}
+
+void keepDescriptor(int fileIndex, int fd) {
+    closeDescriptor(fileIndex);
+    pmgr_cb->descriptors[fileIndex] = fd;
+}
+
+int openIntoSlot(int fileIndex, int flags) {
+    int const fd = descriptorOf(fileIndex) < 0 ? -1 : openPsstFile(fileIndex, flags);
+    if (fd < 0) {
+        return -1;
+    }
+    keepDescriptor(fileIndex, fd);
+    return 0;
+}
+
+void closeDescriptor(int fileIndex) {
+    int32_t& slot = pmgr_cb->descriptors[fileIndex];
+    if (slot > 0) {
+        ::close(slot);
+        slot = 0;
+    }
+}
+
+void failDescriptor(int fileIndex) {
+    closeDescriptor(fileIndex);
+    pmgr_cb->descriptors[fileIndex] = -1;
+}
+
+void copyChanged(void* to, const void* from, std::size_t size) {
+    if (std::memcmp(to, from, size) != 0) {
+        std::memcpy(to, from, size);
+    }
+}
+
+} // namespace vx
+
+void close_all_files(void) {
+    for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
+        vx::closeDescriptor(index);
+        pmgr_cb->descriptors[index] = 0;
+    }
+}
+
+void InitDatabaseLite(void) {
+    close_all_files();
+    pmgr_cb = &pmgr_control_block;
+    pmgr_control_block = {};
+    for (const vx::Table& table : vx::tables) {
+        vx::zeroChanged(table.memory, table.size);
+    }
+    for (auto& list : pmgr_cb->lists) {
+        VXLIST_init_listhead(&list.inUse.list);
+        VXLIST_init_listhead(&list.free.list);
+    }
+    uint32_t number = 0;
+    for (PortEntry& port : port_configuration) {
+        port.prefix.kind = PSST_PORT_CONFIG;
+        port.prefix.index = number++;
+    }
+    pmgr_cb->expectedHeaderVersion = PSST_HEADER_VERSION;
+    pmgr_cb->headerLength = PSST_HEADER_LENGTH;
+    HwVer = 0;
+}

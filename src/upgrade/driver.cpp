@@ -1,0 +1,312 @@
+#include "upgrade/driver.h"
+
+#include "common/files.h"
+#include "common/shell.h"
+#include "settings/saved_files.h"
+#include "store/mirror_refresh.h"
+#include "upgrade/journal.h"
+#include "upgrade/report.h"
+#include "upgrade/sections.h"
+
+#include <vxblade/hw.h>
+#include <vxblade/nor.h>
+#include <vxblade/platform.h>
+#include <vxblade/pmgr.h>
+#include <vxblade/props.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+
+namespace vx {
+
+namespace {
+
+constexpr const char* newPersonalityFile = "default_bridge_config.cfg";
+constexpr const char* reference = savedPersonalityFiles[0];
+
+// Nothing else uses this lock. The kernel releases it when its holder ends, however it ends.
+constexpr const char* lockPath = "/var/lock/vxpvh.lock";
+
+constexpr const char* comparison = "compareDefaultConfiguration";
+
+// Both personality files, open. Not closed by a destructor: the early ends of an upgrade leave
+// them to the process's own end.
+struct PersonalityFiles {
+    PropertiesHandle oldFile;
+    PropertiesHandle newFile;
+    VersionBlock oldVersion;
+    VersionBlock newVersion;
+};
+
+bool isEqual(const VersionBlock& a, const VersionBlock& b) {
+    return std::memcmp(&a, &b, sizeof(VersionBlock)) == 0;
+}
+
+PersonalityFiles openPersonalityFiles() {
+    PersonalityFiles files{};
+    files.newFile = propOpenPropertiesFile(newPersonalityFile);
+    files.oldFile = propOpenPropertiesFile(reference);
+    (void)readDefaultConfigurationVersion(files.oldFile, &files.oldVersion);
+    (void)readDefaultConfigurationVersion(files.newFile, &files.newVersion);
+    return files;
+}
+
+void closePersonalityFiles(const PersonalityFiles& files) {
+    propClosePropertiesFile(files.oldFile);
+    propClosePropertiesFile(files.newFile);
+}
+
+// The mount check's raw status. The volume counts as mounted unless the shell could not be run
+// (-1) or grep found no line (positive).
+bool isMounted(int status) {
+    return status != -1 && status <= 0;
+}
+
+int checkMount() {
+    constexpr const char* command = "mount | grep /mnt/nand1";
+    std::printf("%s: Verify that /mnt/nand1 is mounted\n", comparison);
+    int const status = runShellPassingOn(command);
+    std::printf("cmdstr: %s\nstatus 0x%x\n", command, static_cast<unsigned>(status));
+    if (!isMounted(status)) {
+        std::printf("%s: /mnt/nand1 not mounted\n", comparison);
+    }
+    return status;
+}
+
+bool openStore() {
+    (void)initGpDevice();
+    (void)vornhal_init_env(vhnor_init());
+    if (int const result = vxpmgr_init_lite(); result != 0) {
+        report(comparison, 1532, "The store could not be opened: %d\n", result);
+        return false;
+    }
+    return true;
+}
+
+// --- The sections.
+
+using MergeOnce = int (*)(PropertiesHandle oldFile, PropertiesHandle newFile);
+using MergeNumbered = int (*)(PropertiesHandle oldFile, PropertiesHandle newFile, uint32_t number);
+
+template <MergeOnce merge>
+int once(PropertiesHandle oldFile, PropertiesHandle newFile, uint32_t /*number*/) {
+    return merge(oldFile, newFile);
+}
+
+int hostGroup(PropertiesHandle oldFile, PropertiesHandle newFile, uint32_t number) {
+    return compareDefaultHostGroupInfo(oldFile, newFile, static_cast<int32_t>(number));
+}
+
+int remoteAccess(PropertiesHandle /*oldFile*/, PropertiesHandle /*newFile*/, uint32_t /*number*/) {
+    return VerifyTelnetandSshConfigFiles();
+}
+
+// What an upgrade merges of one kind, and the records that this writes.
+struct SectionKind {
+    MergeNumbered merge;
+    uint32_t count;
+    uint32_t type; // of the records
+    uint32_t firstRecord;
+    std::size_t recordSize; // 0 where there are none
+};
+
+// In their fixed order. The iSCSI ports' records are eight after those of the Fibre Channel ports;
+// the GigE defaults go into the same ones.
+constexpr SectionKind sections[] = {
+    // clang-format off
+    {once<compareDefaultBridgeConfigInfo>, 1, PSST_BRIDGE_CONFIG, 0, sizeof(BridgeConfig)},
+    {once<compareDefaultCliConfigInfo>,    1, PSST_BRIDGE_CONFIG, 0, sizeof(BridgeConfig)},
+    {compareDefaultIsConfigInfo,           4, PSST_PORT_CONFIG,   8, sizeof(PortSlot)},
+    {compareDefaultFcConfigInfo,           6, PSST_PORT_CONFIG,   0, sizeof(PortSlot)},
+    {compareDefaultGigeConfigInfo,         2, PSST_PORT_CONFIG,   8, sizeof(PortSlot)},
+    {hostGroup,                            4, PSST_HOST_GROUP,    0, sizeof(HostGroupConfig)},
+    {remoteAccess,                         1, 0,                  0, 0},
+    {once<compareDefaultMgmtInfo>,         1, PSST_MGMT_PORT,     0, sizeof(MgmtPortSlot)},
+    // clang-format on
+};
+
+void refreshRecord(const SectionKind& kind, uint32_t number) {
+    if (kind.recordSize > 0) {
+        refreshMirror(kind.type, kind.firstRecord + number, kind.recordSize);
+    }
+}
+
+// Merges all sections of a kind; a failure is reported, because the line that announced the update
+// would else stand as if it had been made, and does not stop the others. True when none failed.
+bool mergeKind(const SectionKind& kind, const PersonalityFiles& files) {
+    bool good = true;
+    for (uint32_t number = 0; number < kind.count; ++number) {
+        uint64_t const sequence = pmgr_cb->sequenceNumber;
+        if (int const result = kind.merge(files.oldFile, files.newFile, number); result != 0) {
+            report(comparison, 1540, "The update could not be stored: %d\n", result);
+            good = false;
+        } else if (sequence != pmgr_cb->sequenceNumber) {
+            refreshRecord(kind, number); // a mirror that failed fails no write
+        }
+    }
+    return good;
+}
+
+// True when no section failed. GigE defaults go into the records of the iSCSI ports, where they may
+// leave what the iSCSI defaults would move once more. So the iSCSI sections, once stored, are not
+// run again when a cut makes the upgrade start over.
+bool mergeSections(const PersonalityFiles& files, Phase phase) {
+    bool good = true;
+    uint64_t const sequence = pmgr_cb->sequenceNumber;
+    for (const SectionKind& kind : sections) {
+        bool const isIscsi = kind.merge == compareDefaultIsConfigInfo;
+        if (isIscsi && phase == Phase::portsDone) {
+            continue;
+        }
+        bool const kindIsGood = mergeKind(kind, files);
+        if (isIscsi && kindIsGood) {
+            (void)noteProgress(files.newVersion, Phase::portsDone);
+        }
+        good = good && kindIsGood;
+    }
+    if (sequence != pmgr_cb->sequenceNumber) {
+        refreshSequenceMirror();
+    }
+    return good;
+}
+
+void refreshMirrors() {
+    for (const SectionKind& kind : sections) {
+        for (uint32_t number = 0; number < kind.count; ++number) {
+            refreshRecord(kind, number);
+        }
+    }
+}
+
+// The phase at which this upgrade goes on, of the journal that an earlier run left.
+Phase phaseOf(const JournalRecord& journal, const PersonalityFiles& files) {
+    return isEqual(journal.version, files.newVersion) ? journal.phase : Phase::none;
+}
+
+// An earlier run may have written records that it could not mirror. Without such a run, or where
+// the mirrors are ahead, they may hold the only whole copy.
+bool mayRefreshMirrors(const JournalRecord& journal) {
+    return (journal.phase == Phase::merging || journal.phase == Phase::portsDone) &&
+           !mirrorIsAhead();
+}
+
+// Keeps the old defaults of changes that could not be merged, so that an engineer can merge them.
+// Of several the first ones are kept: these are the defaults that the live settings still hold.
+void keepReference() {
+    if (!fileExists(reference)) {
+        return;
+    }
+    if (fileExists(unmergedPersonalityFile)) {
+        report(comparison, 1550, "Not merged; %s is kept from an earlier upgrade\n",
+               unmergedPersonalityFile);
+    } else if (replaceFileByCopy(unmergedPersonalityFile, reference) == 0) {
+        report(comparison, 1552, "Not merged; the old defaults are kept as %s\n",
+               unmergedPersonalityFile);
+    } else {
+        report(comparison, 1554, "Not merged; the old defaults could not be kept as %s\n",
+               unmergedPersonalityFile);
+    }
+}
+
+// --- The saved copies.
+
+// A command that opens anything else could wait for ever, or fill a device.
+bool isFileOrMissing(const char* path) {
+    return isRegularFile(path) || !fileExists(path);
+}
+
+// Copies the new file over a saved one; true when that is complete and durable.
+bool saveTo(const char* saved) {
+    constexpr std::size_t commandSize = 256;
+    for (const char* const path : {newPersonalityFile, saved}) {
+        if (!isFileOrMissing(path)) {
+            report("main", 1640, "%s is no regular file: not copied\n", path);
+            return false;
+        }
+    }
+    return runShellFormatted(commandSize, "cp %s %s", newPersonalityFile, saved) == 0 &&
+           syncFile(saved) == 0;
+}
+
+void savePersonalityFile() {
+    report("main", 1634, "Copying new personality file into /mnt/nand0\n");
+    // Without a new file there is nothing that a later start could make the reference of.
+    bool isDone = !isRegularFile(newPersonalityFile);
+    for (const char* const saved : savedPersonalityFiles) {
+        bool const isSaved = saveTo(saved);
+        isDone = isDone || (isSaved && saved == reference);
+    }
+    // A reference that a failed copy left torn is made again at the next start.
+    if (syncFolderOf(reference) == 0 && isDone) {
+        removeJournal();
+    }
+}
+
+// One upgrade at a time: a second one waits here and then finds the work done. Where there can be
+// no lock file, the upgrade is not held up.
+Descriptor waitForTurn() {
+    Descriptor lock(openFile(lockPath, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK));
+    if (lock.ok()) {
+        (void)VX_PosixFileLockUnLock(lock.get(), FILE_LOCK);
+    }
+    return lock;
+}
+
+// A cut inside a copy leaves a reference that no upgrade may begin with.
+int copyingFrom(const VersionBlock& version, int result) {
+    (void)noteProgress(version, Phase::copying);
+    return result;
+}
+
+} // namespace
+
+int compareDefaultConfiguration() {
+    int const mountStatus = checkMount();
+    bool const mounted = isMounted(mountStatus);
+    PersonalityFiles const files = openPersonalityFiles();
+    JournalRecord const journal = readJournal();
+    Phase const phase = phaseOf(journal, files);
+    if (phase == Phase::copying) {
+        closePersonalityFiles(files);
+        return 1;
+    }
+    if (isEqual(files.oldVersion, files.newVersion)) {
+        if (mounted) {
+            vxpmgr_create_files_on_upgrade();
+        }
+        closePersonalityFiles(files);
+        return mountStatus == 0 ? 0 : copyingFrom(files.newVersion, mountStatus);
+    }
+    report(comparison, 1524, "Personality File version difference detected old=%s new=%s\n",
+           files.oldVersion.version, files.newVersion.version);
+    bool const refresh = mounted && mayRefreshMirrors(journal);
+    if (mounted && phase == Phase::none) {
+        (void)noteProgress(files.newVersion, Phase::merging);
+    }
+    // Without its volume or its store nothing can be merged, and the new file becomes the
+    // reference all the same. The property files stay open on these paths.
+    if (!mounted || !openStore()) {
+        keepReference();
+        return copyingFrom(files.newVersion, 1);
+    }
+    if (!mergeSections(files, phase)) {
+        keepReference();
+    } else if (refresh) {
+        refreshMirrors();
+        refreshSequenceMirror();
+    }
+    closePersonalityFiles(files);
+    return copyingFrom(files.newVersion, 1);
+}
+
+int runUpgrade() {
+    Descriptor const turn = waitForTurn();
+    if (compareDefaultConfiguration() != 0) {
+        savePersonalityFile();
+    }
+    return 0;
+}
+
+} // namespace vx

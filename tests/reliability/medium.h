@@ -1,0 +1,19 @@
+// What a medium may hold when the power goes.
+#pragma once
+
+#include "tests/reliability/volumes.h"
+#include "tests/support/system_calls.h"
+
+#include <string>
+#include <vector>
+
+struct CutState {
+    std::string where;
+    std::map<std::string, std::shared_ptr<const Bytes>> files; // but the large ones
+};
+
+// Every state in which a run that made these changes may leave volumes that held `start`, each
+// once. What was not synced may be there, missing, or there in some pages, also of a write under
+// way; a name that was made, moved or removed counts only once its folder is synced, and names are
+// lost alone, or all from one on, and a move may leave both.
+[[nodiscard]] std::vector<CutState> cutStates(const Volumes& start, const Trace& trace);

@@ -1,0 +1,102 @@
+// The power goes at every single point of an upgrade, and the next start makes good: it ends with
+// the same bytes in the store, its mirrors and the saved copies as an upgrade that was never cut.
+#include "tests/reliability/medium.h"
+#include "tests/reliability/upgrade_fixture.h"
+
+#include <vxblade/pmgr.h>
+
+#include <cstdio>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Arrangement {
+    const char* name;
+    void (*arrange)();
+};
+
+void writeText(const char* path, const std::string& text) {
+    writeBytes(path, Bytes(text.begin(), text.end()));
+}
+
+// GigE defaults are merged into the iSCSI port of the same number. Here they move the value onto
+// the old iSCSI default, which the iSCSI defaults would move on if they were merged once more.
+void arrangeGige() {
+    auto const file = [](const char* version, const char* iscsi, const char* gige) {
+        return std::string("properties.file.version = \"") + version +
+               "\"\nconfig.port.is.0.TimeToLive = \"" + iscsi +
+               "\"\nconfig.port.gi.0.TimeToLive = \"" + gige + "\"\n";
+    };
+    constexpr std::size_t timeToLive =
+        3100 + 8 * sizeof(PortSlot) + offsetof(PortSlot, params) + offsetof(PortParams, TimeToLive);
+    writeText(UpgradeTest::savedCopy, file("1", "10", "30"));
+    writeText(UpgradeTest::newFile, file("2", "20", "10"));
+    setByte(primary(1), timeToLive, 30); // the user's, and the old GigE default
+}
+
+const Arrangement arrangements[] = {
+    {"Plain", [] {}},
+    {"FilesToBeMade",
+     [] {
+         for (int const file : {7, 32, 33, 36, 39, 42}) {
+             fs::remove(primary(file)); // not their mirrors
+         }
+         fs::remove("/mnt/nand0/backup_bitmap.bin");
+         PsstHeader header; // the remnant of a whole one must not come to life
+         CreateHeader(&header, PSST_REGISTERED_CLIENTS);
+         writeBytes(primary(33), bytesOf(&header, sizeof header - 1));
+     }},
+    {"NoSavedCopiesAndNoNumber",
+     [] {
+         fs::remove(UpgradeTest::savedCopy);
+         fs::remove(UpgradeTest::secondSavedCopy);
+         fs::remove(primary(PSST_SEQUENCE_INDEX)); // it starts at 0 again
+         writeBytes(mirror(PSST_SEQUENCE_INDEX), Bytes(64));
+     }},
+    {"GigeBecomesOldIscsi", arrangeGige},
+};
+
+struct PowerCut : UpgradeTest, testing::WithParamInterface<Arrangement> {
+    void arrange() override { GetParam().arrange(); }
+
+    void recover(const Volumes& cut, const std::string& in) {
+        cut.restore();
+        uint64_t const sequence =
+            std::max(sequenceNumberOnFile(), sequenceNumberOnFile(mirror(PSST_SEQUENCE_INDEX)));
+        ASSERT_TRUE(upgrade().reachedEnd()) << in;
+        expectEnd(in, sequence);
+    }
+};
+
+TEST_P(PowerCut, AnyPoint) {
+    std::vector<CutState> const states = cutStates(start, (start.restore(), traceOfUpgrade()));
+    for (const CutState& state : chosen(states, SANITIZED ? 30 : everything)) {
+        recover(start.with(state.files), state.where);
+        ASSERT_FALSE(HasFailure());
+    }
+    std::printf("%zu states of a medium\n", states.size());
+}
+
+// The recovery is cut too.
+TEST_P(PowerCut, AnyPointOfTheRecovery) {
+    std::size_t const wanted = longRun() ? 100 : SANITIZED ? 3 : 10;
+    std::size_t pairs = 0;
+    for (const CutState& first :
+         chosen(cutStates(start, (start.restore(), traceOfUpgrade())), wanted)) {
+        Volumes const afterCut = start.with(first.files);
+        afterCut.restore();
+        for (const CutState& second : chosen(cutStates(afterCut, traceOfUpgrade()), wanted)) {
+            recover(afterCut.with(second.files), first.where + ", then " + second.where);
+            ++pairs;
+            ASSERT_FALSE(HasFailure());
+        }
+    }
+    std::printf("%zu pairs of cuts\n", pairs);
+}
+
+INSTANTIATE_TEST_SUITE_P(Upgrade, PowerCut, testing::ValuesIn(arrangements),
+                         [](auto const& one) { return one.param.name; });
+
+} // namespace

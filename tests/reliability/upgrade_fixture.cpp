@@ -1,0 +1,245 @@
+#include "tests/reliability/upgrade_fixture.h"
+
+#include "store/creators.h"
+#include "upgrade/driver.h"
+
+#include <vxblade/pmgr.h>
+#include <vxblade/props.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* workFolder = "/mnt/nand0/firmware";
+constexpr const char* newFile = UpgradeTest::newFile;
+constexpr const char* bitmap = "/mnt/nand0/backup_bitmap.bin";
+
+// Files that only newer firmware has, and one of the VPD twins.
+constexpr int missingFiles[] = {7, 32, 33, 36, 39, 42};
+
+// The samples change no text that is merged under the condition.
+void makeNewFile() {
+    Bytes const sample = readBytes(SAMPLES "/personality-5.3.0.cfg");
+    std::string text(sample.begin(), sample.end());
+    for (auto const& [from, to] : {std::pair{"\"GROUP_0\"", "\"GROUP_FIRST\""},
+                                   std::pair{"\"GROUP_1\"", "\"A_SECOND_GROUP_OF_HOSTS\""}}) {
+        text.replace(text.find(from), std::string_view(from).size(), to);
+    }
+    writeBytes(newFile, Bytes(text.begin(), text.end()));
+}
+
+// What a child process leaves for its parent.
+struct Report {
+    OperationLog log;
+    int descriptors;
+};
+
+using Work = std::function<int()>;
+
+[[noreturn]] void runChild(const Work& prepare, const Work& work, const Fault& fault,
+                           Report& report) {
+    ::alarm(60); // a hang ends by a signal
+    int const out = ::open(UpgradeTest::printed, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ::dup2(out, STDOUT_FILENO);
+    ::dup2(out, STDERR_FILENO);
+    if (!systemCalls.shell) {
+        systemCalls.shell = runInProcess;
+    }
+    (void)prepare();
+    systemCalls.fault = fault;
+    systemCalls.operations = 0;
+    systemCalls.operationLog = &report.log;
+    int const status = work();
+    systemCalls.operationLog = nullptr;
+    systemCalls.fault = {};
+    if (systemCalls.trace != nullptr) {
+        std::fflush(systemCalls.trace);
+        systemCalls.trace = nullptr;
+    }
+    close_all_files();
+    report.descriptors =
+        static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
+    std::fflush(stdout);
+    ::_exit(status);
+}
+
+// Files that a whole run and one that was interrupted and repeated may leave different: the
+// counter, and the marks for the next backup.
+bool isLoose(const std::string& path) {
+    return path.ends_with("brapp_seqno.cfg") || path.starts_with(bitmap);
+}
+
+// Migration parameters that cannot be read are moved aside, and made anew; the old defaults of what
+// could not be merged are kept.
+bool isMovedAside(const std::string& path) {
+    return path.starts_with(primary(36) + ".") || path.ends_with(".unmerged");
+}
+
+} // namespace
+
+// As the command does it: the target is emptied, filled piece by piece, and not synced.
+static bool copyInSteps(const char* to) {
+    int const source = ::open(newFile, O_RDONLY);
+    int const target = source < 0 ? -1 : ::open(to, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    char piece[8192];
+    ssize_t got = 0;
+    bool good = target >= 0;
+    while (good && (got = ::read(source, piece, sizeof piece)) > 0) {
+        good = ::write(target, piece, static_cast<std::size_t>(got)) == got;
+    }
+    ::close(target);
+    ::close(source);
+    return good && got == 0;
+}
+
+int runInProcess(const std::string& command) {
+    std::string const path = command.substr(command.rfind(' ') + 1);
+    if (command.starts_with("cp ")) {
+        return copyInSteps(path.c_str()) ? 0 : 256;
+    }
+    if (command.starts_with("mv -f ")) {
+        return std::rename(command.substr(6, command.find(' ', 6) - 6).c_str(), path.c_str());
+    }
+    return command.starts_with("mount ")   ? systemCalls.mountStatus
+           : command.starts_with("chmod ") ? 0
+                                           : 256;
+}
+
+bool longRun() {
+    const char* const mode = std::getenv("RELIABILITY");
+    return mode != nullptr && std::string_view(mode) == "long";
+}
+
+void UpgradeTest::SetUp() {
+    BladeTest::SetUp();
+    makeStore();
+    fs::copy_file(SAMPLES "/personality-5.2.1.cfg", savedCopy);
+    fs::copy_file(SAMPLES "/personality-5.2.1.cfg", secondSavedCopy);
+    ASSERT_EQ(vxpmgr_init_lite(), 0);
+    ASSERT_EQ(readDefaultConfiguration(), 0);
+    BridgeConfig record;
+    vxpmgr_GetBridgeConfigInfo(&record);
+    record.BridgeLogSize = 9999; // the user's, like the zeros
+    record.BridgeLogLevel = 0;
+    record.BridgeRemoteCommandTimeout = 0;
+    std::fill(std::begin(record.opaque656), std::end(record.opaque656), uint8_t{0xA5});
+    std::fill(std::begin(record.opaque1100), std::end(record.opaque1100), uint8_t{0x5A});
+    ASSERT_EQ(vxpmgr_UpdateBridgeConfigInfo(&record, PSST_WRITE_THROUGH), 0);
+    PortParams params;
+    vxpmgr_GetPortParams(&params, PORT_TYPE_ISCSI, 0);
+    params.TcpMaxWinSize = 0;
+    ASSERT_EQ(vxpmgr_UpdatePortParams(&params, PSST_WRITE_THROUGH), 0);
+    PortEntry port{};
+    std::memset(&port.record, 0x3C, sizeof port.record);
+    port.prefix.index = 31;
+    ASSERT_EQ(WriteBridgeConfigFile(&port, PSST_PORT_CONFIG), 0);
+    close_all_files();
+    fs::create_directory(workFolder);
+    makeNewFile();
+    fs::current_path(workFolder);
+    arrange();
+    start = Volumes::now();
+    Run const run = upgrade();
+    ASSERT_TRUE(run.reachedEnd());
+    operations = run.operations;
+    descriptors = run.descriptors;
+    end = Volumes::now();
+}
+
+void UpgradeTest::arrange() {
+    for (int const file : missingFiles) {
+        fs::remove(primary(file));
+        fs::remove(mirror(file));
+    }
+}
+
+void UpgradeTest::TearDown() {
+    fs::current_path("/");
+    BladeTest::TearDown();
+}
+
+UpgradeTest::Run UpgradeTest::upgrade(const Fault& fault) {
+    return run([] { return 0; }, vx::runUpgrade, fault);
+}
+
+Trace UpgradeTest::traceOfUpgrade() {
+    systemCalls.trace = std::tmpfile();
+    EXPECT_TRUE(upgrade().reachedEnd());
+    FILE* const written = std::exchange(systemCalls.trace, nullptr);
+    std::rewind(written);
+    Trace trace = readTrace(written);
+    std::fclose(written);
+    return trace;
+}
+
+UpgradeTest::Run UpgradeTest::run(const Work& prepare, const Work& work, const Fault& fault) {
+    static auto* const report = static_cast<Report*>(
+        ::mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    report->log.count = 0;
+    report->descriptors = 0;
+    std::fflush(stdout);
+    pid_t const child = ::fork();
+    if (child == 0) {
+        runChild(prepare, work, fault, *report);
+    }
+    Run result{};
+    ::waitpid(child, &result.status, 0);
+    result.descriptors = report->descriptors;
+    result.operations.assign(report->log.entries, report->log.entries + report->log.count);
+    return result;
+}
+
+void UpgradeTest::expectWhole(const std::string& in) const {
+    Volumes const now = Volumes::now();
+    for (auto const& [path, file] : now.files()) {
+        const Volumes::File* const before = start.find(path);
+        const Volumes::File* const after = end.find(path);
+        if (before == nullptr) {
+            EXPECT_TRUE(path.ends_with(".new") || path == journal || isMovedAside(path) ||
+                        vx::isUnfinished(path.c_str()) || (after != nullptr && file == *after))
+                << in << ": " << path << " is new, and neither whole nor refused";
+            continue;
+        }
+        ASSERT_NE(after, nullptr) << path;
+        bool const isRemade = path == secondSavedCopy || // which nothing reads
+                              (path == savedCopy && now.find(journal) != nullptr);
+        if (isLoose(path) || isRemade || file == *before || file == *after) {
+            continue;
+        }
+        ASSERT_EQ(file.bytes.size(), before->bytes.size()) << in << ": " << path;
+        for (std::size_t i = 0; i < file.bytes.size(); ++i) {
+            ASSERT_TRUE(file.bytes[i] == before->bytes[i] || file.bytes[i] == after->bytes[i])
+                << in << ": " << path << " at " << i;
+        }
+    }
+}
+
+void UpgradeTest::expectEnd(const std::string& in, uint64_t sequence,
+                            const std::string& behind) const {
+    Volumes const now = Volumes::now();
+    for (auto const& [path, file] : end.files()) {
+        const Volumes::File* const found = now.find(path);
+        ASSERT_NE(found, nullptr) << in << ": " << path << " is missing";
+        EXPECT_TRUE(isLoose(path) || path == behind || *found == file) << in << ": " << path;
+    }
+    for (auto const& [path, file] : now.files()) {
+        EXPECT_TRUE(end.find(path) != nullptr || isLoose(path) || isMovedAside(path))
+            << in << ": " << path << " is left over";
+    }
+    EXPECT_GE(sequenceNumberOnFile(), sequence) << in;
+    EXPECT_EQ(readBytes(primary(PSST_SEQUENCE_INDEX)), readBytes(mirror(PSST_SEQUENCE_INDEX)))
+        << in;
+}

@@ -1,0 +1,78 @@
+#include "tests/support/blade_files.h"
+
+#include <vxblade/platform.h>
+#include <vxblade/pmgr.h>
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+Bytes readBytes(const std::string& path) {
+    std::error_code missing;
+    auto const size = fs::file_size(path, missing);
+    Bytes bytes(missing ? 0 : size);
+    std::ifstream(path, std::ios::binary)
+        .read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+}
+
+void writeBytes(const std::string& path, const Bytes& bytes) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+}
+
+void setByte(const std::string& path, std::size_t offset, unsigned char value) {
+    Bytes bytes = readBytes(path);
+    bytes.at(offset) = value;
+    writeBytes(path, bytes);
+}
+
+std::string primary(int fileIndex) {
+    return psstFilePrimaryPaths[fileIndex];
+}
+
+std::string mirror(int fileIndex) {
+    return "/mnt/nand2/" + fs::path(primary(fileIndex)).filename().string();
+}
+
+uint64_t sequenceNumberOnFile(const std::string& path) {
+    Bytes bytes = readBytes(path);
+    bytes.resize(PSST_HEADER_LENGTH);
+    uint64_t number = 0;
+    for (std::size_t i = 8; i > 0; --i) {
+        number = number << 8 | bytes.at(20 + i - 1);
+    }
+    return number;
+}
+
+void BladeTest::SetUp() {
+    for (const char* const volume : {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"}) {
+        for (fs::directory_entry const& entry : fs::directory_iterator(volume)) {
+            fs::remove_all(entry);
+        }
+    }
+    InitDatabaseLite();
+}
+
+void BladeTest::TearDown() {
+    close_all_files();
+}
+
+void BladeTest::makeFiles(const std::vector<int>& indices) {
+    vxpmgr_create_mirror_paths(0, 0, 0, 0);
+    ASSERT_EQ(ReadSequenceNumber(), 0);
+    for (int const index : indices) {
+        bool const vpd = index == 6 || index == 7;
+        ASSERT_EQ(vpd ? vxpmgr_create_vpd_psst() : CreatePsstFile(index), 0) << index;
+        fs::copy_file(primary(index), mirror(index));
+    }
+    fs::copy_file(primary(PSST_SEQUENCE_INDEX), mirror(PSST_SEQUENCE_INDEX));
+}
+
+void BladeTest::makeStore() {
+    makeFiles({1, 4, 6, 7, 8, 16, 18, 20, 27, 32, 33, 35, 36, 39, 40, 41, 42, 43});
+    close_all_files();
+}
