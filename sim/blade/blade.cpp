@@ -1,6 +1,7 @@
 #include "sim/blade/blade.h"
 
 #include "common/files.h"
+#include "sim/blade/device_hub.h"
 #include "sim/blade/device_server.h"
 
 #include <algorithm>
@@ -210,38 +211,7 @@ void makePlaces(const std::vector<Mount>& mounts) {
 
 // --- The device files.
 
-constexpr unsigned numberedMajor = 7; // /dev/loop0
-
-// True when the file system that was just mounted is the one behind `fuse`: its first request is
-// there. A mount of a block device that is still mounted elsewhere gives the old file system.
-bool isOurs(int fuse) {
-    pollfd wait = {fuse, POLLIN, 0};
-    return ::poll(&wait, 1, 0) == 1 && (wait.revents & POLLIN) != 0;
-}
-
-// Mounts the device files' file system on a block device, whose number all its files then have.
-// False where that cannot be had.
-bool mountNumbered(const std::string& at, const std::string& options, int fuse) {
-    constexpr const char* blockDevice = "/dev/loop0";
-    constexpr int attempts = 100;
-    if (!fs::exists(blockDevice) &&
-        ::mknod(blockDevice, S_IFBLK | 0600, makedev(numberedMajor, 0)) != 0) {
-        return false;
-    }
-    std::string const blockOptions = options + ",blksize=512";
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (::mount(blockDevice, at.c_str(), "fuseblk", MS_NOSUID | MS_NODEV,
-                    blockOptions.c_str()) != 0) {
-            break;
-        }
-        if (isOurs(fuse)) {
-            return true;
-        }
-        ::umount2(at.c_str(), MNT_DETACH); // the last blade's is not quite gone
-        ::usleep(10000);
-    }
-    return false;
-}
+constexpr unsigned numberedMajor = 7; // of /dev/loop0
 
 Descriptor openLog() {
     constexpr const char* path = "/dev/log";
@@ -256,20 +226,74 @@ Descriptor openLog() {
     return log;
 }
 
-// Mounts the device files and has them served. True when they have a number.
-bool mountDevices(const std::string& at, const ServerProcess& server) {
-    Descriptor const fuse(::open("/dev/fuse", O_RDWR | O_CLOEXEC));
+Descriptor openFuse() {
+    Descriptor fuse(::open("/dev/fuse", O_RDWR | O_CLOEXEC));
     if (!fuse.ok()) {
         fail("cannot open /dev/fuse");
     }
-    std::string const options =
-        "fd=" + std::to_string(fuse.get()) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
-    bool const isNumbered = mountNumbered(at, options, fuse.get());
-    if (!isNumbered &&
-        ::mount("bladesim", at.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
-        fail("cannot mount a FUSE file system");
+    return fuse;
+}
+
+// False where it cannot be mounted.
+bool mountFuse(const char* device, const char* type, const fs::path& at, const Descriptor& fuse,
+               const char* moreOptions) {
+    std::string const options = "fd=" + std::to_string(fuse.get()) +
+                                ",rootmode=40000,user_id=0,group_id=0,allow_other" + moreOptions;
+    return ::mount(device, at.c_str(), type, MS_NOSUID | MS_NODEV, options.c_str()) == 0;
+}
+
+// True when the file system that was just mounted is the one behind `fuse`: its first request is
+// there. A mount of a block device that is still mounted elsewhere gives the old file system.
+bool isOurs(const Descriptor& fuse) {
+    pollfd wait = {fuse.get(), POLLIN, 0};
+    return ::poll(&wait, 1, 0) == 1 && (wait.revents & POLLIN) != 0;
+}
+
+// Mounts the file system of the machine's device files on a block device, whose number all its
+// files then have. The first blade's is new and needs a hub, the others join that hub. Returns
+// this blade's folder in it, or none where there is no such number.
+std::string mountNumbered(const fs::path& at, const ServerProcess& server, const Descriptor& log) {
+    constexpr const char* blockDevice = "/dev/loop0";
+    constexpr unsigned pause = 10'000; // in microseconds
+    if (!fs::exists(blockDevice) &&
+        ::mknod(blockDevice, S_IFBLK | 0600, makedev(numberedMajor, 0)) != 0) {
+        return "";
     }
-    server.serve(fuse.get(), openLog().get());
+    for (int attempt = 1;; ++attempt) {
+        Descriptor const fuse = openFuse();
+        if (!mountFuse(blockDevice, "fuseblk", at, fuse, ",blksize=512")) {
+            return "";
+        }
+        if (isOurs(fuse)) {
+            return server.startHub(fuse.get(), log.get());
+        }
+        std::error_code none;
+        std::string const hub = fs::read_symlink(at / hubLink, none);
+        std::string folder = hub.empty() ? "" : server.joinHub(hub, log.get());
+        if (!folder.empty()) {
+            return folder;
+        }
+        ::umount2(at.c_str(), MNT_DETACH); // the last blade's is not quite gone, or not of our kind
+        if (attempt == 50) {
+            std::fprintf(stderr, "bladesim: waiting for what uses %s to end\n", blockDevice);
+        }
+        ::usleep(pause);
+    }
+}
+
+// Mounts the device files and has them served. True when they have a number.
+bool mountDevices(const fs::path& at, const ServerProcess& server) {
+    Descriptor const log = openLog();
+    std::string folder = mountNumbered(at, server, log);
+    bool const isNumbered = !folder.empty();
+    if (!isNumbered) {
+        Descriptor const fuse = openFuse();
+        if (!mountFuse("bladesim", "fuse", at, fuse, "")) {
+            fail("cannot mount a FUSE file system");
+        }
+        folder = server.startHub(fuse.get(), log.get());
+    }
+    bind(at / folder, at);
     return isNumbered;
 }
 
@@ -296,12 +320,13 @@ Blade::~Blade() {
     if (::getpid() != owner_) {
         return;
     }
-    // While the server still answers, so that the block device is free for the next blade.
+    // While the server still answers.
     for (std::string_view const name : deviceNames) {
         ::umount2((fs::path("/dev") / name).c_str(), MNT_DETACH);
     }
     ::umount2("/dev/blade", MNT_DETACH);
-    ::umount2((heldFolder(state_) / deviceFolder).c_str(), MNT_DETACH);
+    while (::umount2((heldFolder(state_) / deviceFolder).c_str(), MNT_DETACH) == 0) {
+    }
     ::close(state_);
 }
 

@@ -51,8 +51,8 @@ class Blade {
 // folder changes. Without root a user namespace stands in, in which the caller is root and nodes
 // have no numbers.
 //
-// Device files take their number from the one block device that serves all simulated blades of a
-// machine: they take turns, and a second one waits here for the first to end.
+// Any number of blades may run at once; one whose state another blade uses waits here for that one
+// to end, and says so on standard error.
 //
 // Throws std::system_error (or std::runtime_error) that says what is missing.
 [[nodiscard]] Blade enterBlade(const BladeOptions& options);

@@ -45,7 +45,7 @@ constexpr const char* usage =
     "DEVICE and its OPERATIONs, besides open: mtd0: read program erase info regions region;\n"
     "i2c-0, i2c-1: read write address; vxgpdev, vxbrapp, vxllednode: a request, such as h27.\n"
     "\n"
-    "Simulated blades of one machine take turns: one waits for the other to end.\n"
+    "Any number of blades run at once; a second one of the same DIR waits for the first to end.\n"
     "A COMMAND without a slash is looked for beside bladesim first, then on the PATH.\n"
     "Status 125: the blade cannot be simulated here; 126, 127: COMMAND cannot be run.\n";
 

@@ -1,6 +1,9 @@
 #include "sim/blade/device_server.h"
 
+#include "sim/blade/device_hub.h"
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -9,13 +12,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#define FUSE_USE_VERSION 35
-#include <fuse3/fuse.h>
-#include <fuse3/fuse_lowlevel.h>
-
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -121,125 +119,72 @@ int DeviceBench::control(std::string_view commands) {
 
 namespace {
 
-// --- The FUSE file system: one folder of device files.
+// --- The hub's requests.
 
-DeviceBench& bench() {
-    return *static_cast<DeviceBench*>(::fuse_get_context()->private_data);
+OpenNode& nodeOf(const DeviceRequest& request) {
+    return *reinterpret_cast<OpenNode*>(request.file); // NOLINT(performance-no-int-to-ptr)
 }
 
-bool isControl(const char* path) {
-    return path + 1 == controlName;
-}
-
-bool isKnown(const char* path) {
-    return isControl(path) || std::ranges::find(deviceNames, path + 1) != std::end(deviceNames);
-}
-
-OpenNode& nodeOf(fuse_file_info* file) {
-    return *reinterpret_cast<OpenNode*>(file->fh); // NOLINT(performance-no-int-to-ptr)
-}
-
-int carryOut(const char* path, const Operation& operation, std::size_t whole) {
-    return bench().carryOut(path + 1, operation, whole, ::fuse_get_context()->pid);
-}
-
-void* initialise(fuse_conn_info* /*connection*/, fuse_config* config) {
-    config->entry_timeout = config->attr_timeout = config->negative_timeout = 0;
-    config->direct_io = 1;
-    return ::fuse_get_context()->private_data;
-}
-
-int getAttributes(const char* path, struct stat* status, fuse_file_info* /*file*/) {
-    *status = {};
-    bool const isRoot = std::strcmp(path, "/") == 0;
-    if (!isRoot && !isKnown(path)) {
-        return -ENOENT;
+int carryOutOnControl(DeviceBench& devices, const DeviceRequest& request,
+                      std::span<const uint8_t> data) {
+    switch (request.kind) {
+    case DeviceRequest::write: {
+        int const result =
+            devices.control({reinterpret_cast<const char*>(data.data()), data.size()});
+        return result < 0 ? result : static_cast<int>(data.size());
     }
-    status->st_mode = isRoot ? S_IFDIR | 0755 : S_IFREG | 0666;
-    status->st_nlink = 1;
-    return 0;
-}
-
-int listFolder(const char* /*path*/, void* buffer, fuse_fill_dir_t fill, off_t /*offset*/,
-               fuse_file_info* /*file*/, fuse_readdir_flags /*flags*/) {
-    for (std::string_view const name : deviceNames) {
-        fill(buffer, std::string(name).c_str(), nullptr, 0, fuse_fill_dir_flags{});
-    }
-    fill(buffer, std::string(controlName).c_str(), nullptr, 0, fuse_fill_dir_flags{});
-    return 0;
-}
-
-int openFile(const char* path, fuse_file_info* file) {
-    if (!isKnown(path)) {
-        return -ENOENT;
-    }
-    if (!isControl(path)) {
-        int const result = carryOut(path, {"open", "", 0, [](std::size_t) { return 0; }}, 0);
-        if (result < 0) {
-            return result;
-        }
-    }
-    file->fh = reinterpret_cast<uintptr_t>(new OpenNode);
-    return 0;
-}
-
-int releaseFile(const char* /*path*/, fuse_file_info* file) {
-    delete &nodeOf(file);
-    return 0;
-}
-
-int readFile(const char* path, char* to, size_t size, off_t offset, fuse_file_info* file) {
-    if (isControl(path)) {
+    case DeviceRequest::control:
+        return -ENOTTY;
+    default:
         return 0;
     }
-    return carryOut(path,
-                    bench().device(path + 1).read(nodeOf(file),
-                                                  {reinterpret_cast<uint8_t*>(to), size},
-                                                  static_cast<uint64_t>(offset)),
-                    size);
 }
 
-int writeFile(const char* path, const char* from, size_t size, off_t offset, fuse_file_info* file) {
-    if (isControl(path)) {
-        int const result = bench().control({from, size});
-        return result < 0 ? result : static_cast<int>(size);
+int carryOutOnDevice(DeviceBench& devices, const DeviceRequest& request, std::span<uint8_t> data) {
+    Device& device = devices.device(request.name);
+    auto const carryOut = [&](const Operation& operation, std::size_t whole) {
+        return devices.carryOut(request.name, operation, whole, request.caller);
+    };
+    switch (request.kind) {
+    case DeviceRequest::open:
+        return carryOut({"open", "", 0, [](std::size_t) { return 0; }}, 0);
+    case DeviceRequest::read:
+        return carryOut(device.read(nodeOf(request), data, request.offset), data.size());
+    case DeviceRequest::write:
+        return carryOut(device.write(nodeOf(request), data, request.offset), data.size());
+    case DeviceRequest::control:
+        return carryOut(device.request(nodeOf(request), request.code, request.offset, data), 0);
+    default:
+        return 0;
     }
-    return carryOut(path,
-                    bench().device(path + 1).write(nodeOf(file),
-                                                   {reinterpret_cast<const uint8_t*>(from), size},
-                                                   static_cast<uint64_t>(offset)),
-                    size);
 }
 
-int requestOn(const char* path, unsigned code, void* argument, fuse_file_info* file,
-              unsigned /*flags*/, void* data) {
-    if (isControl(path)) {
-        return -ENOTTY;
+// Takes a request and answers it. False: the hub is gone.
+bool answerRequest(DeviceBench& devices, int hub) {
+    DeviceRequest request{};
+    static std::array<uint8_t, longestData> buffer;
+    if (!receiveAll(hub, &request, sizeof request) || request.size > buffer.size()) {
+        return false;
     }
-    std::size_t const size = data != nullptr ? _IOC_SIZE(code) : 0;
-    return carryOut(path,
-                    bench().device(path + 1).request(nodeOf(file), code,
-                                                     reinterpret_cast<uintptr_t>(argument),
-                                                     {static_cast<uint8_t*>(data), size}),
-                    0);
-}
-
-int truncateFile(const char* /*path*/, off_t /*size*/, fuse_file_info* /*file*/) {
-    return 0; // what a shell's ">" asks for first
-}
-
-fuse_operations operationTable() {
-    fuse_operations table{};
-    table.init = initialise;
-    table.getattr = getAttributes;
-    table.readdir = listFolder;
-    table.open = openFile;
-    table.release = releaseFile;
-    table.read = readFile;
-    table.write = writeFile;
-    table.ioctl = requestOn;
-    table.truncate = truncateFile;
-    return table;
+    std::span<uint8_t> const data(buffer.data(), request.size);
+    bool const isRead = request.kind == DeviceRequest::read;
+    if (!isRead && !receiveAll(hub, data.data(), data.size())) {
+        return false;
+    }
+    bool const isControl = request.name == controlName;
+    DeviceAnswer answer{isControl ? carryOutOnControl(devices, request, data)
+                                  : carryOutOnDevice(devices, request, data),
+                        0, 0};
+    if (isRead) {
+        answer.size = static_cast<uint32_t>(std::max(answer.result, 0));
+    } else if (request.kind == DeviceRequest::control) {
+        answer.size = request.size;
+    } else if (request.kind == DeviceRequest::open && answer.result >= 0) {
+        answer.file = reinterpret_cast<uintptr_t>(new OpenNode);
+    } else if (request.kind == DeviceRequest::release) {
+        delete &nodeOf(request);
+    }
+    return sendAll(hub, &answer, sizeof answer) && sendAll(hub, data.data(), answer.size);
 }
 
 // --- The loop.
@@ -263,44 +208,26 @@ bool collectLog(int socket, int file) {
     }
 }
 
-void serveUntilTheEnd(fuse_session* session, const ServerDescriptors& descriptors, int logFile) {
-    pollfd waits[] = {{descriptors.fuse, POLLIN, 0},
+} // namespace
+
+void serveDevices(DeviceBench& devices, const fs::path& state,
+                  const ServerDescriptors& descriptors) {
+    int const logFile = openForAppending(state / "syslog");
+    pollfd waits[] = {{descriptors.hub, POLLIN, 0},
                       {descriptors.log, POLLIN, 0},
                       {descriptors.lifetime, POLLIN, 0}};
-    fuse_buf buffer{};
-    while (::fuse_session_exited(session) == 0) {
+    while (waits[2].revents == 0) {
         if (::poll(waits, std::size(waits), -1) < 0 && errno != EINTR) {
             break;
         }
         if ((waits[1].revents & POLLIN) != 0) {
             collectLog(descriptors.log, logFile);
         }
-        if ((waits[0].revents & POLLIN) != 0 && ::fuse_session_receive_buf(session, &buffer) > 0) {
-            ::fuse_session_process_buf(session, &buffer);
-        } else if (waits[0].revents != 0 || waits[2].revents != 0) {
+        if (waits[0].revents != 0 && !answerRequest(devices, descriptors.hub)) {
             break;
         }
     }
-    std::free(buffer.mem);
     collectLog(descriptors.log, logFile);
-}
-
-} // namespace
-
-void serveDevices(DeviceBench& devices, const fs::path& state,
-                  const ServerDescriptors& descriptors) {
-    int const logFile = openForAppending(state / "syslog");
-    static fuse_operations const operations = operationTable();
-    char name[] = "bladesim";
-    char* arguments[] = {name, nullptr};
-    fuse_args args = FUSE_ARGS_INIT(1, arguments);
-    fuse* const server = ::fuse_new(&args, &operations, sizeof operations, &devices);
-    std::string const mounted = "/dev/fd/" + std::to_string(descriptors.fuse);
-    if (server == nullptr || ::fuse_mount(server, mounted.c_str()) != 0) {
-        throw std::runtime_error("cannot serve the device files");
-    }
-    serveUntilTheEnd(::fuse_get_session(server), descriptors, logFile);
-    ::fuse_destroy(server);
     ::close(logFile);
 }
 

@@ -1,4 +1,4 @@
-// Serves the simulated devices as files of a FUSE file system, and collects the system log.
+// Carries out what is asked of the simulated devices, and collects the system log.
 #pragma once
 
 #include "sim/blade/devices.h"
@@ -40,10 +40,10 @@ class DeviceBench {
     int trace_;
 };
 
-// What the server needs, all open: the FUSE connection, the system log's socket, and a line that
-// ends when the server shall.
+// What the server needs, all open: the hub's link (device_hub.h), the system log's socket, and a
+// line that ends when the server shall.
 struct ServerDescriptors {
-    int fuse;
+    int hub;
     int log;
     int lifetime;
 };

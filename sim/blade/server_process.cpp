@@ -1,5 +1,6 @@
 #include "sim/blade/server_process.h"
 
+#include "sim/blade/device_hub.h"
 #include "sim/blade/device_server.h"
 
 #include <array>
@@ -26,27 +27,26 @@ namespace {
 
 constexpr std::size_t longestMessage = 256;
 
-// Takes a lock that ends with this process; where another one has it, waits, and says so where
-// somebody watches.
-void takeTurn(const fs::path& path, int flags) {
+// Takes a lock that ends with this process; where another one has it, waits.
+void takeTurn(const fs::path& path, int flags, int kind) {
     int const turn = ::open(path.c_str(), flags | O_CLOEXEC);
-    if (turn >= 0 && ::flock(turn, LOCK_EX | LOCK_NB) != 0 && ::isatty(STDERR_FILENO) == 1) {
-        std::fprintf(stderr, "bladesim: waiting for another simulated blade to end\n");
+    if (turn >= 0 && ::flock(turn, kind | LOCK_NB) != 0) {
+        std::fprintf(stderr, "bladesim: waiting for the blade that uses %s to end\n", path.c_str());
     }
-    if (turn < 0 || ::flock(turn, LOCK_EX) != 0) {
+    if (turn < 0 || ::flock(turn, kind) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot lock " + path.string());
     }
 }
 
-// Both descriptors travel in one message.
+// A text with two descriptors, the second perhaps the first once more.
 struct DescriptorMessage {
     msghdr header{};
     iovec data{};
-    char byte = 0;
+    std::array<char, longestMessage> text{};
     alignas(cmsghdr) std::array<char, CMSG_SPACE(2 * sizeof(int))> control{};
 
     DescriptorMessage() {
-        data = {&byte, 1};
+        data = {text.data(), text.size()};
         header.msg_iov = &data;
         header.msg_iovlen = 1;
         header.msg_control = control.data();
@@ -55,9 +55,8 @@ struct DescriptorMessage {
 };
 
 // False when the line ends first.
-bool receiveDescriptors(int line, int (&descriptors)[2]) {
-    DescriptorMessage message;
-    if (::recvmsg(line, &message.header, MSG_CMSG_CLOEXEC) != 1) {
+bool receiveDescriptors(int line, DescriptorMessage& message, int (&descriptors)[2]) {
+    if (::recvmsg(line, &message.header, MSG_CMSG_CLOEXEC) <= 0) {
         return false;
     }
     const cmsghdr* const rights = CMSG_FIRSTHDR(&message.header);
@@ -68,21 +67,38 @@ bool receiveDescriptors(int line, int (&descriptors)[2]) {
     return true;
 }
 
+// Serves once a hub is found, that of the message or one that is started.
+void serveThroughHub(DeviceBench& devices, const fs::path& state, int line) {
+    for (;;) {
+        DescriptorMessage message;
+        int descriptors[2];
+        if (!receiveDescriptors(line, message, descriptors)) {
+            return;
+        }
+        std::string const hub(message.text.data());
+        auto const [link, folder] = joinHub(hub.empty() ? startHub(descriptors[0]) : hub);
+        ::close(descriptors[0]);
+        (void)!::write(line, folder.c_str(), folder.size() + 1);
+        if (link >= 0) {
+            serveDevices(devices, state, {link, descriptors[1], line});
+            return;
+        }
+        ::close(descriptors[1]);
+    }
+}
+
 void runServer(const fs::path& state, int line) {
     std::optional<DeviceBench> devices;
     try {
-        takeTurn(state, O_RDONLY | O_DIRECTORY); // for machines where users have a /dev/fuse each
-        takeTurn("/dev/fuse", O_RDWR);
+        takeTurn(state, O_RDONLY | O_DIRECTORY, LOCK_EX);
+        takeTurn("/dev/fuse", O_RDWR, LOCK_SH); // blades of older builds still take turns by it
         devices.emplace(state);
     } catch (const std::exception& error) {
         (void)!::write(line, error.what(), std::strlen(error.what()));
         return;
     }
     (void)!::write(line, "", 1); // an empty text: ready
-    int descriptors[2];
-    if (receiveDescriptors(line, descriptors)) {
-        serveDevices(*devices, state, {descriptors[0], descriptors[1], line});
-    }
+    serveThroughHub(*devices, state, line);
 }
 
 } // namespace
@@ -126,17 +142,29 @@ ServerProcess::~ServerProcess() {
     }
 }
 
-void ServerProcess::serve(int fuse, int log) const {
-    int const descriptors[2] = {fuse, log};
+std::string ServerProcess::ask(const std::string& hub, int descriptor, int log) const {
+    int const descriptors[2] = {descriptor, log};
     DescriptorMessage message;
+    hub.copy(message.text.data(), message.text.size() - 1);
     cmsghdr* const rights = CMSG_FIRSTHDR(&message.header);
     rights->cmsg_level = SOL_SOCKET;
     rights->cmsg_type = SCM_RIGHTS;
     rights->cmsg_len = CMSG_LEN(sizeof descriptors);
     std::memcpy(CMSG_DATA(rights), descriptors, sizeof descriptors);
-    if (::sendmsg(line_, &message.header, 0) != 1) {
-        throw std::system_error(errno, std::generic_category(), "cannot reach the device server");
+    std::array<char, longestMessage> folder{};
+    if (::sendmsg(line_, &message.header, 0) <= 0 ||
+        ::read(line_, folder.data(), folder.size() - 1) <= 0) {
+        throw std::runtime_error("cannot reach the device server");
     }
+    return folder.data();
+}
+
+std::string ServerProcess::joinHub(const std::string& hub, int log) const {
+    return ask(hub, log, log);
+}
+
+std::string ServerProcess::startHub(int fuse, int log) const {
+    return ask("", fuse, log);
 }
 
 } // namespace sim
