@@ -1,10 +1,9 @@
-// Readers of sections that every blade has once, and the reader of a whole file.
+// The readers of defaults files that programs call: each names a section, most store its record.
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>
 
-#include "settings/chassis_name.h"
-#include "settings/config_fields.h"
+#include "settings/loading.h"
 #include "settings/saved_files.h"
 
 #include <iterator>
@@ -12,26 +11,15 @@
 namespace vx {
 namespace {
 
-constexpr FieldGroup versionGroups[] = {versionFields};
-constexpr FieldGroup bridgeGroups[] = {bridgeIdentity, bridgeSettings, bridgeForced};
-constexpr FieldGroup bridgeIpv6Groups[] = {bridgeIpv6Settings};
-constexpr FieldGroup bridgeDataMigrationGroups[] = {bridgeDataMigration};
-constexpr FieldGroup capabilityGroups[] = {capabilityFields};
-constexpr FieldGroup cacheGroups[] = {cacheFields};
-constexpr FieldGroup storagePoolGroups[] = {storagePoolFields};
-constexpr FieldGroup dmGlobalGroups[] = {dmGlobalFields};
-constexpr FieldGroup cliGroups[] = {cliFields};
-constexpr FieldGroup mgmtGroups[] = {mgmtFields};
-constexpr FieldGroup passwordGroups[] = {passwordFields};
-
 constexpr int storesNothing = -1;
+constexpr int trapCount = std::size(SnmpConfig{}.traps);
 
-// A fresh record with the section's values.
-template <class Record>
-Record load(PropertiesHandle handle, const char* prefix, FieldGroups groups) {
-    Record record{};
-    loadFields(handle, prefix, groups, &record);
-    return record;
+bool isOfIpv6Reader(const Setting& setting) {
+    return (setting.roles & ipv6Reader) != 0;
+}
+
+bool isOfModeReader(const Setting& setting) {
+    return (setting.roles & modeReader) != 0;
 }
 
 } // namespace
@@ -40,73 +28,102 @@ Record load(PropertiesHandle handle, const char* prefix, FieldGroups groups) {
 using namespace vx;
 
 int readDefaultConfigurationVersion(PropertiesHandle handle, VersionBlock* result) {
-    loadFields(handle, versionPrefix, versionGroups, result);
+    loadSettings(handle, versionSection, 0, isLoaded, result);
     return storesNothing;
 }
 
 int readDefaultBridgeConfigInfo(PropertiesHandle handle) {
-    auto const record = load<BridgeConfig>(handle, bridgePrefix, bridgeGroups);
-    return vxpmgr_UpdateBridgeConfigInfo(&record, PSST_WRITE_THROUGH);
+    return storeDefaults(handle, bridgeSection, 0);
 }
 
 int readDefaultBridgeIPv6ConfigInfo(PropertiesHandle handle, BridgeConfig* record) {
-    loadFields(handle, bridgePrefix, bridgeIpv6Groups, record);
+    loadSettings(handle, bridgeSection, 0, isOfIpv6Reader, record);
     return vxpmgr_UpdateBridgeConfigInfo(record, PSST_WRITE_THROUGH);
 }
 
 int readDefaultBridgeDataMigrationInfo(PropertiesHandle handle, BridgeConfig* record) {
-    loadFields(handle, bridgePrefix, bridgeDataMigrationGroups, record);
+    loadSettings(handle, bridgeSection, 0, isOfModeReader, record);
     return vxpmgr_UpdateBridgeConfigInfo(record, PSST_WRITE_THROUGH);
 }
 
 int readBridgeDataMigrationModeValue(PropertiesHandle handle, uint32_t* result) {
     BridgeConfig record{};
     record.BridgeDataMigrationMode = *result;
-    loadFields(handle, bridgePrefix, bridgeDataMigrationGroups, &record);
+    loadSettings(handle, bridgeSection, 0, isOfModeReader, &record);
     *result = record.BridgeDataMigrationMode;
     return storesNothing;
 }
 
 int readDefaultSystemCapabilities(PropertiesHandle handle, SystemCapabilities* capabilities) {
-    loadFields(handle, bridgePrefix, capabilityGroups, capabilities);
+    loadSettings(handle, capabilitiesSection, 0, isLoaded, capabilities);
     return storesNothing;
 }
 
 int readDefaultCacheConfig(PropertiesHandle handle) {
-    auto const record = load<CacheParams>(handle, cachePrefix, cacheGroups);
-    return vxpmgr_setCacheParams(&record);
+    return storeDefaults(handle, cacheSection, 0);
 }
 
 int readDefaultStoragePoolConfig(PropertiesHandle handle) {
-    auto const record = load<StoragePoolConfig>(handle, storagePoolPrefix, storagePoolGroups);
-    return vxpmgr_updateDefaultStoragePoolConfig(&record);
+    return storeDefaults(handle, storagePoolSection, 0);
 }
 
 int readBridgeDMGlobalSettings(PropertiesHandle handle) {
-    DmGlobals record{};
-    (void)vxpmgr_GetDMGlobals(&record);
-    loadFields(handle, bridgePrefix, dmGlobalGroups, &record);
-    return vxpmgr_SetDMGlobals(&record);
+    return storeDefaults(handle, dmGlobalsSection, 0);
 }
 
 int readDefaultCliConfigInfo(PropertiesHandle handle) {
-    auto const record = load<CliConfig>(handle, cliPrefix, cliGroups);
-    return vxpmgr_UpdateCliConfigInfo(&record);
+    return storeDefaults(handle, cliSection, 0);
 }
 
 int readDefaultMgmtConfigInfo(PropertiesHandle handle) {
-    auto const record = load<MgmtPortConfig>(handle, mgmtPrefix, mgmtGroups);
-    return vxpmgr_UpdateMgmtPortInfo(&record, PSST_WRITE_THROUGH);
+    return storeDefaults(handle, mgmtSection, 0);
+}
+
+int readDefaultIsConfigInfo(PropertiesHandle handle, int port) {
+    return storeDefaults(handle, iscsiSection, port);
+}
+
+int readDefaultIsIPv6ConfigInfo(PropertiesHandle handle, int port, PortParams* record) {
+    loadSettings(handle, iscsiSection, port, isOfIpv6Reader, record);
+    return vxpmgr_UpdatePortParams(record, PSST_WRITE_THROUGH);
+}
+
+int readDefaultFcConfigInfo(PropertiesHandle handle, int port) {
+    return storeDefaults(handle, fcSection, port);
+}
+
+int readDefaultGigeConfigInfo(PropertiesHandle handle, int port) {
+    return storeDefaults(handle, gigeSection, port);
+}
+
+int readDefaultPcieConfigInfo(PropertiesHandle handle, int port) {
+    return storeDefaults(handle, pcieSection, port);
+}
+
+int readDefaultHostGroupConfigInfo(PropertiesHandle handle, int group) {
+    return storeDefaults(handle, hostGroupSection, group);
 }
 
 int readDefaultPassword(PropertiesHandle handle, int index) {
-    PasswordConfig& passwords = passwd_data.record.passwords;
-    if (index < 0 || index >= static_cast<int>(std::size(passwords.Passwd[0]))) {
+    constexpr int passwordCount = std::size(PasswordConfig{}.Passwd[0]);
+    return index < 0 || index >= passwordCount ? -1 : storeDefaults(handle, passwordSection, index);
+}
+
+int readDefaultSnmpConfigInfo(PropertiesHandle handle) {
+    SnmpConfig record{};
+    loadSettings(handle, snmpSection, 0, isLoaded, &record);
+    for (int trap = 0; trap < trapCount; ++trap) {
+        (void)readDefaultSnmpTrapsInfo(handle, &record, trap);
+    }
+    return vxpmgr_UpdateSnmpInfo(&record);
+}
+
+int readDefaultSnmpTrapsInfo(PropertiesHandle handle, SnmpConfig* record, int trap) {
+    if (record == nullptr || trap < 0 || trap >= trapCount) {
         return -1;
     }
-    loadFields(handle, NumberedPrefix(passwordPrefix, index).text(), passwordGroups,
-               passwords.Passwd[0][index]);
-    return vxpmgr_UpdatePasswordInfo(&passwords);
+    loadSettings(handle, snmpTrapSection, trap, isLoaded, &record->traps[trap]);
+    return 0;
 }
 
 int readDefaultChassisName(PropertiesHandle handle) {
@@ -123,30 +140,9 @@ int readDefaultConfiguration(void) {
     passwd_data.record.passwords = {};
     (void)validateDefaultConfiguration();
     PropertiesHandle handle = propOpenPropertiesFile(savedPersonalityFiles[0]);
-    (void)readDefaultBridgeConfigInfo(handle);
-    (void)readDefaultCacheConfig(handle);
-    (void)readDefaultStoragePoolConfig(handle);
-    (void)readDefaultMgmtConfigInfo(handle);
-    // How many of each a whole file brings.
-    struct {
-        int (*read)(PropertiesHandle handle, int number);
-        int count;
-    } const numbered[] = {
-        {readDefaultIsConfigInfo, 4},   {readDefaultFcConfigInfo, 6},
-        {readDefaultPcieConfigInfo, 1}, {readDefaultPassword, 3},
-        {readDefaultGigeConfigInfo, 4},
-    };
-    for (auto const& section : numbered) {
-        for (int number = 0; number < section.count; ++number) {
-            (void)section.read(handle, number);
-        }
-    }
-    (void)readDefaultCliConfigInfo(handle);
-    constexpr int hostGroups = 4;
-    for (int group = 0; group < hostGroups; ++group) {
-        (void)readDefaultHostGroupConfigInfo(handle, group);
-    }
-    (void)readBridgeDMGlobalSettings(handle);
+    forEachSection(loadOrder, [&](const Section& section, uint32_t number) {
+        (void)storeDefaults(handle, section, static_cast<int>(number));
+    });
     propClosePropertiesFile(handle);
     return 0;
 }

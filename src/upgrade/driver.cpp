@@ -5,8 +5,9 @@
 #include "settings/saved_files.h"
 #include "store/mirror_refresh.h"
 #include "upgrade/journal.h"
+#include "upgrade/merge.h"
+#include "upgrade/remote_access.h"
 #include "upgrade/report.h"
-#include "upgrade/sections.h"
 
 #include <vxblade/hw.h>
 #include <vxblade/nor.h>
@@ -87,63 +88,23 @@ bool openStore() {
 
 // --- The sections.
 
-using MergeOnce = int (*)(PropertiesHandle oldFile, PropertiesHandle newFile);
-using MergeNumbered = int (*)(PropertiesHandle oldFile, PropertiesHandle newFile, uint32_t number);
-
-template <MergeOnce merge>
-int once(PropertiesHandle oldFile, PropertiesHandle newFile, uint32_t /*number*/) {
-    return merge(oldFile, newFile);
+// A record that a cut may have left unmirrored.
+void refreshRecord(const RecordAccess& record, uint32_t number) {
+    refreshMirror(record.type, record.firstSlot + number, record.slotSize);
 }
 
-int hostGroup(PropertiesHandle oldFile, PropertiesHandle newFile, uint32_t number) {
-    return compareDefaultHostGroupInfo(oldFile, newFile, static_cast<int32_t>(number));
-}
-
-int remoteAccess(PropertiesHandle /*oldFile*/, PropertiesHandle /*newFile*/, uint32_t /*number*/) {
-    return VerifyTelnetandSshConfigFiles();
-}
-
-// What an upgrade merges of one kind, and the records that this writes.
-struct SectionKind {
-    MergeNumbered merge;
-    uint32_t count;
-    uint32_t type; // of the records
-    uint32_t firstRecord;
-    std::size_t recordSize; // 0 where there are none
-};
-
-// In their fixed order. The iSCSI ports' records are eight after those of the Fibre Channel ports;
-// the GigE defaults go into the same ones.
-constexpr SectionKind sections[] = {
-    // clang-format off
-    {once<compareDefaultBridgeConfigInfo>, 1, PSST_BRIDGE_CONFIG, 0, sizeof(BridgeConfig)},
-    {once<compareDefaultCliConfigInfo>,    1, PSST_BRIDGE_CONFIG, 0, sizeof(BridgeConfig)},
-    {compareDefaultIsConfigInfo,           4, PSST_PORT_CONFIG,   8, sizeof(PortSlot)},
-    {compareDefaultFcConfigInfo,           6, PSST_PORT_CONFIG,   0, sizeof(PortSlot)},
-    {compareDefaultGigeConfigInfo,         2, PSST_PORT_CONFIG,   8, sizeof(PortSlot)},
-    {hostGroup,                            4, PSST_HOST_GROUP,    0, sizeof(HostGroupConfig)},
-    {remoteAccess,                         1, 0,                  0, 0},
-    {once<compareDefaultMgmtInfo>,         1, PSST_MGMT_PORT,     0, sizeof(MgmtPortSlot)},
-    // clang-format on
-};
-
-void refreshRecord(const SectionKind& kind, uint32_t number) {
-    if (kind.recordSize > 0) {
-        refreshMirror(kind.type, kind.firstRecord + number, kind.recordSize);
-    }
-}
-
-// Merges all sections of a kind; a failure is reported, because the line that announced the update
-// would else stand as if it had been made, and does not stop the others. True when none failed.
-bool mergeKind(const SectionKind& kind, const PersonalityFiles& files) {
+// Merges the sections of a kind; a failure is reported, because the line that announced the update
+// would else tell of one that was not made, and does not stop the others. True when none failed.
+bool mergeKind(const Section& section, const PersonalityFiles& files) {
     bool good = true;
-    for (uint32_t number = 0; number < kind.count; ++number) {
+    for (uint32_t number = 0; number < section.merge.count; ++number) {
         uint64_t const sequence = pmgr_cb->sequenceNumber;
-        if (int const result = kind.merge(files.oldFile, files.newFile, number); result != 0) {
+        if (int const result = mergeSection(section, files.oldFile, files.newFile, number);
+            result != 0) {
             report(comparison, 1540, "The update could not be stored: %d\n", result);
             good = false;
         } else if (sequence != pmgr_cb->sequenceNumber) {
-            refreshRecord(kind, number); // a mirror that failed fails no write
+            refreshRecord(*section.merge.into, number); // a mirror that failed fails no write
         }
     }
     return good;
@@ -155,12 +116,15 @@ bool mergeKind(const SectionKind& kind, const PersonalityFiles& files) {
 bool mergeSections(const PersonalityFiles& files, Phase phase) {
     bool good = true;
     uint64_t const sequence = pmgr_cb->sequenceNumber;
-    for (const SectionKind& kind : sections) {
-        bool const isIscsi = kind.merge == compareDefaultIsConfigInfo;
+    for (const Section* const section : mergeOrder) {
+        bool const isIscsi = section == &iscsiSection;
         if (isIscsi && phase == Phase::portsDone) {
             continue;
         }
-        bool const kindIsGood = mergeKind(kind, files);
+        if (section == &mgmtSection) {
+            (void)VerifyTelnetandSshConfigFiles();
+        }
+        bool const kindIsGood = mergeKind(*section, files);
         if (isIscsi && kindIsGood) {
             (void)noteProgress(files.newVersion, Phase::portsDone);
         }
@@ -173,9 +137,9 @@ bool mergeSections(const PersonalityFiles& files, Phase phase) {
 }
 
 void refreshMirrors() {
-    for (const SectionKind& kind : sections) {
-        for (uint32_t number = 0; number < kind.count; ++number) {
-            refreshRecord(kind, number);
+    for (const Section* const section : mergeOrder) {
+        for (uint32_t number = 0; number < section->merge.count; ++number) {
+            refreshRecord(*section->merge.into, number);
         }
     }
 }

@@ -1,5 +1,5 @@
 // The configuration files of remote access, made where they are missing.
-#include "upgrade/sections.h"
+#include "upgrade/remote_access.h"
 
 #include "common/files.h"
 #include "upgrade/report.h"

@@ -1,7 +1,7 @@
 #include "tests/bench/work.h"
 
 #include "props/property_pass.h"
-#include "upgrade/sections.h"
+#include "upgrade/merge.h"
 
 #include <vxblade/common.h>
 #include <vxblade/pmgr.h>

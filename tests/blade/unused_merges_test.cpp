@@ -1,5 +1,5 @@
 #include "tests/support/devices.h"
-#include "upgrade/sections.h"
+#include "upgrade/merge.h"
 
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>

@@ -2,9 +2,8 @@
 // earlier run, mirrors that hold more than their files.
 #include "tests/reliability/upgrade_fixture.h"
 
-#include "settings/config_fields.h"
-#include "upgrade/default_merge.h"
 #include "upgrade/journal.h"
+#include "upgrade/merge.h"
 
 #include <vxblade/common.h>
 
@@ -170,18 +169,17 @@ TEST_F(Driver, MirrorsThatHoldMore) {
 
 // A record that cannot be read is not written over.
 TEST(MergeSection, EndsWhereTheRecordCannotBeRead) {
-    static constexpr vx::Field fields[] = {VX_FIELD(HostGroupConfig, Flags)};
-    static constexpr vx::FieldGroup groups[] = {fields};
     static int puts;
-    constexpr vx::RecordAccess unreadable = {sizeof(HostGroupConfig),
-                                             [](void*, uint32_t) { return -5; },
-                                             [](const void*, uint32_t) { return ++puts; }};
-    std::string const text = "config.x.Flags = \"1\"";
+    static constexpr vx::RecordAccess unreadable = {
+        .size = sizeof(HostGroupConfig),
+        .get = [](void*, uint32_t) { return -5; },
+        .put = [](const void*, uint32_t) { return ++puts; }};
+    vx::Section section = vx::hostGroupSection;
+    section.merge.into = &unreadable;
+    std::string const text = "config.hostgroup.0.Flags = \"1\"";
     PropertiesHandle const newFile =
         propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
-    EXPECT_EQ(
-        vx::mergeSection({"x", 1, "x", "config.x.", false, groups, unreadable}, nullptr, newFile),
-        -5);
+    EXPECT_EQ(vx::mergeSection(section, nullptr, newFile), -5);
     EXPECT_EQ(puts, 0);
     propClosePropertiesFile(newFile);
 }

@@ -1,0 +1,90 @@
+#include "settings/setting.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+namespace vx {
+
+namespace {
+
+unsigned char* memberOf(const Setting& setting, void* record) {
+    return static_cast<unsigned char*>(record) + setting.offset;
+}
+
+const unsigned char* memberOf(const Setting& setting, const void* record) {
+    return static_cast<const unsigned char*>(record) + setting.offset;
+}
+
+// sscanf is the definition of these conversions: wrap-around and leading characters included.
+template <class Number>
+void convertNumber(const char* value, const char* format, unsigned char* member) {
+    Number number = 0;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    if (std::sscanf(value, format, &number) == 1) {
+#pragma GCC diagnostic pop
+        std::memcpy(member, &number, sizeof number);
+    }
+}
+
+// Four octets are stored whatever was converted: "10.0" is 10.0.0.0.
+void convertDotted(const char* value, unsigned char* member) {
+    std::array<signed char, 4> octets{};
+    (void)std::sscanf(value, "%hhd.%hhd.%hhd.%hhd", &octets[0], &octets[1], &octets[2], &octets[3]);
+    std::memcpy(member, octets.data(), octets.size());
+}
+
+// The byte index is compared with the length of the string, not half of it: pairs past a short
+// value are read from the zeros after it, convert to nothing and repeat the byte before.
+void convertHex(const char* value, std::span<unsigned char> member) {
+    std::size_t const bytes = std::min(member.size(), std::strlen(value));
+    unsigned char byte = 0;
+    for (std::size_t i = 0; i < bytes; ++i) {
+        std::array<char, 3> const pair{value[2 * i], value[2 * i + 1], '\0'};
+        (void)std::sscanf(pair.data(), "%hhx", &byte);
+        member[i] = byte;
+    }
+}
+
+} // namespace
+
+void convertValue(const Setting& setting, const char* value, void* record) {
+    unsigned char* const bytes = memberOf(setting, record);
+    switch (setting.type) {
+    case Type::number8:
+        convertNumber<uint8_t>(value, "%hhu", bytes);
+        break;
+    case Type::number16:
+        convertNumber<uint16_t>(value, "%hu", bytes);
+        break;
+    case Type::number32:
+        convertNumber<uint32_t>(value, "%u", bytes);
+        break;
+    case Type::string:
+        std::memset(bytes, 0, setting.size);
+        std::memcpy(bytes, value, ::strnlen(value, setting.size - 1U));
+        break;
+    case Type::hex:
+        convertHex(value, {bytes, setting.size});
+        break;
+    case Type::ipv4:
+        convertDotted(value, bytes);
+        break;
+    }
+}
+
+bool valuesEqual(const Setting& setting, const void* a, const void* b) {
+    if (setting.type == Type::string) {
+        return std::strncmp(reinterpret_cast<const char*>(memberOf(setting, a)),
+                            reinterpret_cast<const char*>(memberOf(setting, b)), setting.size) == 0;
+    }
+    return std::memcmp(memberOf(setting, a), memberOf(setting, b), setting.size) == 0;
+}
+
+void copyValue(const Setting& setting, void* to, const void* from) {
+    std::memcpy(memberOf(setting, to), memberOf(setting, from), setting.size);
+}
+
+} // namespace vx

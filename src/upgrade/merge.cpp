@@ -1,0 +1,147 @@
+#include "upgrade/merge.h"
+
+#include "settings/loading.h"
+#include "upgrade/report.h"
+
+#include <cstddef>
+#include <cstdio>
+
+namespace vx {
+
+namespace {
+
+// Room for the record of any section that is merged.
+union alignas(std::max_align_t) MergeRecord {
+    BridgeConfig bridge;
+    CliConfig cli;
+    MgmtPortConfig mgmt;
+    PortParams port;
+    HostGroupConfig hostGroup;
+};
+
+constexpr bool everyMergeFits() {
+    for (const Section* const section : mergeOrder) {
+        std::size_t settings = 0;
+        forEachSetting(*section, [&](const Setting&) { ++settings; });
+        if (settings > Decisions::most || section->merge.into->size > sizeof(MergeRecord)) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(everyMergeFits());
+
+bool hasGuards(const Section& section) {
+    return section.merge.guardsHold != nullptr;
+}
+
+bool doGuardsHold(const Section& section, const void* oldDefaults, const void* live) {
+    bool hold = hasGuards(section);
+    forEachSetting(section, [&](const Setting& setting) {
+        hold = hold && ((setting.roles & guard) == 0 || valuesEqual(setting, live, oldDefaults));
+    });
+    return hold;
+}
+
+} // namespace
+
+Decisions decide(const Section& section, const void* oldDefaults, const void* newDefaults,
+                 const void* live) {
+    Decisions decisions;
+    decisions.guardsHold = doGuardsHold(section, oldDefaults, live);
+    decisions.count = 0;
+    bool const shielded = hasGuards(section) && !decisions.guardsHold;
+    auto const verdictOf = [&](const Setting& setting) {
+        if (valuesEqual(setting, newDefaults, oldDefaults)) {
+            return Verdict::same;
+        }
+        if (setting.rule == Rule::loadedOnly) {
+            return Verdict::never;
+        }
+        if (setting.rule == Rule::forced) {
+            return Verdict::forced;
+        }
+        return shielded || !valuesEqual(setting, live, oldDefaults) ? Verdict::kept
+                                                                    : Verdict::moved;
+    };
+    forEachSetting(section, [&](const Setting& setting) {
+        decisions.all[decisions.count++] = {&setting, verdictOf(setting)};
+    });
+    return decisions;
+}
+
+void printChanges(const Decisions& decisions) {
+    for (const Decision& decision : decisions.list()) {
+        if (changes(decision)) {
+            std::printf("Compare Diff: field=%s, update=%d\n", decision.setting->key, 1);
+        }
+    }
+}
+
+bool apply(const Decisions& decisions, const void* newDefaults, void* live) {
+    bool changed = false;
+    for (const Decision& decision : decisions.list()) {
+        if (changes(decision)) {
+            copyValue(*decision.setting, live, newDefaults);
+            changed = true;
+        }
+    }
+    return changed;
+}
+
+int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
+                 uint32_t number) {
+    const Merge& how = section.merge;
+    MergeRecord oldDefaults{};
+    MergeRecord newDefaults{};
+    MergeRecord live{};
+    loadSettings(newFile, section, static_cast<int>(number), isMerged, &newDefaults);
+    loadSettings(oldFile, section, static_cast<int>(number), isMerged, &oldDefaults);
+    if (int const result = how.into->get(&live, number); result != 0) {
+        return result;
+    }
+    Decisions const decisions = decide(section, &oldDefaults, &newDefaults, &live);
+    if (decisions.guardsHold) {
+        report(how.function, how.guardLine, "%s", how.guardsHold);
+    }
+    printChanges(decisions);
+    if (!apply(decisions, &newDefaults, &live)) {
+        return 0;
+    }
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    report(how.function, how.line, how.update, number);
+#pragma GCC diagnostic pop
+    return how.into->put(&live, number);
+}
+
+int compareDefaultBridgeConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile) {
+    return mergeSection(bridgeSection, oldFile, newFile);
+}
+
+int compareDefaultCliConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile) {
+    return mergeSection(cliSection, oldFile, newFile);
+}
+
+int compareDefaultIsConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile, uint32_t port) {
+    return mergeSection(iscsiSection, oldFile, newFile, port);
+}
+
+int compareDefaultFcConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile, uint32_t port) {
+    return mergeSection(fcSection, oldFile, newFile, port);
+}
+
+int compareDefaultGigeConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile,
+                                 uint32_t port) {
+    return mergeSection(gigeSection, oldFile, newFile, port);
+}
+
+int compareDefaultHostGroupInfo(PropertiesHandle oldFile, PropertiesHandle newFile, int32_t index) {
+    return mergeSection(hostGroupSection, oldFile, newFile, static_cast<uint32_t>(index));
+}
+
+int compareDefaultMgmtInfo(PropertiesHandle oldFile, PropertiesHandle newFile) {
+    return mergeSection(mgmtSection, oldFile, newFile);
+}
+
+} // namespace vx
