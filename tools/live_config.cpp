@@ -1,9 +1,10 @@
 #include "tools/live_config.h"
 
 #include "props/property_pass.h"
-#include "settings/loading.h"
+#include "settings/table.h"
 #include "store/control_block.h"
 #include "store/psst_table.h"
+#include "tools/values.h"
 
 #include <vxblade/pmgr.h>
 
@@ -23,56 +24,16 @@ namespace {
 
 using vx::Section;
 using vx::Setting;
-using vx::Type;
-
-std::string keyOf(const Section& section, uint32_t number, const Setting& setting) {
-    return vx::Prefix(section, static_cast<int>(number)).string() + std::string(setting.key);
-}
 
 // Calls `visit(section, number, setting)` for every live setting.
 template <class Visit>
 void forEachLiveSetting(Visit visit) {
     vx::forEachSection(vx::sections, [&](const Section& section, uint32_t number) {
-        if (section.record != nullptr && section.record->slotSize > 0) {
+        if (isLive(section)) {
             vx::forEachSetting(section,
                                [&](const Setting& setting) { visit(section, number, setting); });
         }
     });
-}
-
-template <class Number>
-std::string numberText(const unsigned char* bytes) {
-    Number number = 0;
-    std::memcpy(&number, bytes, sizeof number);
-    return std::to_string(number);
-}
-
-std::string valueOf(const Setting& setting, const void* record) {
-    const auto* const bytes = static_cast<const unsigned char*>(record) + setting.offset;
-    switch (setting.type) {
-    case Type::number8:
-        return numberText<uint8_t>(bytes);
-    case Type::number16:
-        return numberText<uint16_t>(bytes);
-    case Type::number32:
-        return numberText<uint32_t>(bytes);
-    case Type::string: {
-        const char* const text = reinterpret_cast<const char*>(bytes);
-        return {text, ::strnlen(text, setting.size)};
-    }
-    case Type::ipv4:
-        return std::to_string(bytes[0]) + '.' + std::to_string(bytes[1]) + '.' +
-               std::to_string(bytes[2]) + '.' + std::to_string(bytes[3]);
-    case Type::hex:
-        break;
-    }
-    std::string text;
-    for (std::size_t i = 0; i < setting.size; ++i) {
-        std::array<char, 3> pair{};
-        std::snprintf(pair.data(), pair.size(), "%02X", bytes[i]);
-        text += pair.data();
-    }
-    return text;
 }
 
 void openForReading(uint32_t type, int (*read)()) {

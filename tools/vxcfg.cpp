@@ -1,12 +1,16 @@
 // vxcfg: what firmware and field engineers do with personality files and stores.
+#include "settings/saved_files.h"
 #include "tools/live_config.h"
 #include "tools/personality.h"
+#include "tools/plan.h"
 #include "tools/store_create.h"
+#include "tools/values.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <string>
 
 namespace {
@@ -29,6 +33,8 @@ struct Arguments {
     std::string key;
     std::string value;
     std::string file;
+    std::string old;
+    std::string volumes = "/mnt";
     int status = 0;
 };
 
@@ -54,6 +60,9 @@ void addSettingCommands(CLI::App& app, Arguments& arguments) {
     set->add_option("KEY", arguments.key)->required();
     set->add_option("VALUE", arguments.value)->required();
     set->callback([&arguments] { tools::setConfiguration(arguments.key, arguments.value); });
+    app.add_subcommand("settings", "Describe every setting of defaults files")->callback([] {
+        std::fputs(tools::describeSettings().c_str(), stdout);
+    });
 }
 
 void addPersonalityCommands(CLI::App& app, Arguments& arguments) {
@@ -65,6 +74,21 @@ void addPersonalityCommands(CLI::App& app, Arguments& arguments) {
     seal->callback([&arguments] { tools::sealPersonality(arguments.file); });
 }
 
+void addUpgradeCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App* const plan = app.add_subcommand("plan", "Say what an upgrade would do");
+    plan->add_option("NEW", arguments.file, "The new defaults file")->required();
+    plan->add_option("--old", arguments.old, "The old one, where it is not the saved reference");
+    plan->add_option("--volumes", arguments.volumes, "Folder of nand0, nand1 and nand2 (/mnt)");
+    plan->callback([&arguments] {
+        std::filesystem::path const volumes = arguments.volumes;
+        std::filesystem::path const saved =
+            volumes / "nand0" / std::filesystem::path(vx::savedPersonalityFiles[0]).filename();
+        tools::printPlan(tools::planUpgrade(
+            volumes, arguments.old.empty() ? saved : std::filesystem::path(arguments.old),
+            arguments.file));
+    });
+}
+
 int run(int argc, char** argv) {
     Arguments arguments;
     CLI::App app{"Personality files and stores of a storage bridge blade.", "vxcfg"};
@@ -72,6 +96,7 @@ int run(int argc, char** argv) {
     addStoreCommands(app, arguments);
     addSettingCommands(app, arguments);
     addPersonalityCommands(app, arguments);
+    addUpgradeCommands(app, arguments);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -114,7 +114,6 @@ inline constexpr RecordAccess storagePoolRecord = {
     .put = putOnce<StoragePoolConfig, vxpmgr_updateDefaultStoragePoolConfig>,
 };
 
-// What a defaults file does not name stays as it is stored.
 inline constexpr RecordAccess dmGlobalsRecord = {
     .size = sizeof(DmGlobals),
     .begin = [](void* record,

@@ -233,17 +233,19 @@ struct Merge {
     const char* function;     // as reports name it
     int line;                 // as reports name it
     const char* update;       // what a report says when something moved; %d is the number
-    int guardLine;            // as reports name it
-    const char* guardsHold;   // what a report says where the section has guards and they hold
+    int guardLine = 0;        // as reports name it
+    const char* guardsHold = nullptr; // what a report says where the section has guards and they hold
 };
 
 struct Section {
+    const char* title;          // for readers
     const char* prefix;         // of its keys
     uint32_t count;             // numbered sections of a whole file; 0: one without a number
     SettingGroups groups;
     const RecordAccess* record; // what the defaults are loaded into; null: no record of the store
     const char* announcement;   // what its reader prints: %s is the prefix, %d the number
     Merge merge;
+    bool keepsAbsent = false; // a key that is absent leaves the value as it is, not 0 or empty
 };
 
 namespace groups {
@@ -265,46 +267,46 @@ inline constexpr SettingGroup snmpTrap[] = {snmpTrapSettings};
 } // namespace groups
 
 inline constexpr Section bridgeSection = {
-    "config.bridge.", 0, groups::bridge, &bridgeRecord, nullptr,
-    {1, &bridgeRecord, "compareDefaultBridgeConfigInfo", 244, "Updating Bridge Info\n", 0, nullptr}};
+    "Bridge", "config.bridge.", 0, groups::bridge, &bridgeRecord, nullptr,
+    {1, &bridgeRecord, "compareDefaultBridgeConfigInfo", 244, "Updating Bridge Info\n"}};
 inline constexpr Section cliSection = {
-    "config.cli.", 0, groups::cli, &cliRecord, nullptr,
-    {1, &cliRecord, "compareDefaultCliConfigInfo", 327, "Updating CLI Info\n", 0, nullptr}};
+    "Command-line interface", "config.cli.", 0, groups::cli, &cliRecord, nullptr,
+    {1, &cliRecord, "compareDefaultCliConfigInfo", 327, "Updating CLI Info\n"}};
 inline constexpr Section mgmtSection = {
-    "config.mgmt.", 0, groups::mgmt, &mgmtRecord, nullptr,
+    "Management port", "config.mgmt.", 0, groups::mgmt, &mgmtRecord, nullptr,
     {1, &mgmtRecord, "compareDefaultMgmtInfo", 1372, "Updating MGMT\n",
      1366, "Updating MGMT DHCP and IpAddr Match\n"}};
 inline constexpr Section iscsiSection = {
-    "config.port.is.", 4, groups::iscsi, &portRecord<PORT_TYPE_ISCSI>, nullptr,
-    {4, &portRecord<PORT_TYPE_ISCSI>, "compareDefaultIsConfigInfo", 537, "Updating iSCSI Port %d\n", 0, nullptr}};
+    "iSCSI ports", "config.port.is.", 4, groups::iscsi, &portRecord<PORT_TYPE_ISCSI>, nullptr,
+    {4, &portRecord<PORT_TYPE_ISCSI>, "compareDefaultIsConfigInfo", 537, "Updating iSCSI Port %d\n"}};
 inline constexpr Section fcSection = {
-    "config.port.fc.", 6, groups::fc, &portRecord<PORT_TYPE_FC>, "readDefaultFcConfigInfo: %s\n",
-    {6, &portRecord<PORT_TYPE_FC>, "compareDefaultFcConfigInfo", 1051, "Updating FC Port %d\n", 0, nullptr}};
+    "Fibre Channel ports", "config.port.fc.", 6, groups::fc, &portRecord<PORT_TYPE_FC>, "readDefaultFcConfigInfo: %s\n",
+    {6, &portRecord<PORT_TYPE_FC>, "compareDefaultFcConfigInfo", 1051, "Updating FC Port %d\n"}};
 // Merged into the iSCSI port of its number, as that port's own merge left it.
 inline constexpr Section gigeSection = {
-    "config.port.gi.", 4, groups::gige, &portRecord<PORT_TYPE_GIGE>, nullptr,
-    {2, &portRecord<PORT_TYPE_ISCSI>, "compareDefaultGigeConfigInfo", 696, "Updating GE Port %d\n", 0, nullptr}};
+    "GigE ports", "config.port.gi.", 4, groups::gige, &portRecord<PORT_TYPE_GIGE>, nullptr,
+    {2, &portRecord<PORT_TYPE_ISCSI>, "compareDefaultGigeConfigInfo", 696, "Updating GE Port %d\n"}};
 inline constexpr Section hostGroupSection = {
-    "config.hostgroup.", 4, groups::hostGroup, &hostGroupRecord,
+    "Host groups", "config.hostgroup.", 4, groups::hostGroup, &hostGroupRecord,
     "readDefaultHostGroupConfigInfo: %s and idx = %d \n",
-    {4, &hostGroupRecord, "compareDefaultHostGroupInfo", 1280, "Updating HostGroup Index %d\n", 0, nullptr}};
+    {4, &hostGroupRecord, "compareDefaultHostGroupInfo", 1280, "Updating HostGroup Index %d\n"}};
 inline constexpr Section pcieSection = { // stored as valid, with no values
-    "config.port.pcie.", 1, {}, &portRecord<PORT_TYPE_PCIE, 1>, "readDefaultPcieConfigInfo: %s\n", {}};
-inline constexpr Section cacheSection = {"config.cache.", 0, groups::cache, &cacheRecord, nullptr, {}};
+    "PCIe port", "config.port.pcie.", 1, {}, &portRecord<PORT_TYPE_PCIE, 1>, "readDefaultPcieConfigInfo: %s\n", {}};
+inline constexpr Section cacheSection = {"Write cache", "config.cache.", 0, groups::cache, &cacheRecord, nullptr, {}};
 inline constexpr Section storagePoolSection = {
-    "config.storagepool.", 0, groups::storagePool, &storagePoolRecord, nullptr, {}};
+    "Storage pool", "config.storagepool.", 0, groups::storagePool, &storagePoolRecord, nullptr, {}};
 inline constexpr Section dmGlobalsSection = {
-    "config.bridge.", 0, groups::dmGlobals, &dmGlobalsRecord, nullptr, {}};
+    "Data migration", "config.bridge.", 0, groups::dmGlobals, &dmGlobalsRecord, nullptr, {}, true};
 inline constexpr Section passwordSection = {
-    "config.passwd.", 3, groups::password, &passwordRecord, nullptr, {}};
+    "Passwords", "config.passwd.", 3, groups::password, &passwordRecord, nullptr, {}, true};
 inline constexpr Section capabilitiesSection = {
-    "config.bridge.", 0, groups::capabilities, nullptr, nullptr, {}};
+    "Capabilities of the firmware", "config.bridge.", 0, groups::capabilities, nullptr, nullptr, {}, true};
 inline constexpr Section versionSection = {
-    "properties.file.", 0, groups::version, nullptr, nullptr, {}};
+    "The defaults file itself", "properties.file.", 0, groups::version, nullptr, nullptr, {}, true};
 // Loaded when a program asks for it; an upgrade leaves them alone.
-inline constexpr Section snmpSection = {"config.snmp.", 0, groups::snmp, nullptr, nullptr, {}};
+inline constexpr Section snmpSection = {"SNMP communities", "config.snmp.", 0, groups::snmp, nullptr, nullptr, {}};
 inline constexpr Section snmpTrapSection = {
-    "config.snmp.Traps.", 8, groups::snmpTrap, nullptr, nullptr, {}};
+    "SNMP traps", "config.snmp.Traps.", 8, groups::snmpTrap, nullptr, nullptr, {}};
 // clang-format on
 
 // The chassis name is the value of the last key that begins so, whatever the key.

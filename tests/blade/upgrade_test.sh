@@ -12,9 +12,11 @@ show() { bladesim --state "$state" vxcfg show "$@"; }
 new_store "$old"
 bladesim --state "$state" vxcfg set config.bridge.BridgeLogSize 9999
 cp "$new" "$firmware"
+planned=$(vxcfg plan --volumes "$state" "$new" | sed -nE 's/^(CHANGE|FORCE ) [^ ]*\.([^ .]*) .*/Compare Diff: field=\2, update=1/p')
 run_upgrade
 check "exit status" 0 "$status"
-check "fields that move" 51 "$(grep -c '^Compare Diff: field=[A-Za-z0-9]*, update=1$' "$work/out")"
+check "fields that move" 51 "$(echo "$planned" | wc -l)"
+check "fields that move, as planned" "$planned" "$(grep '^Compare' "$work/out")"
 check "first lines of standard output, in order" \
   "compareDefaultConfiguration: Verify that /mnt/nand1 is mounted
  on /mnt/nand1 
@@ -44,6 +46,8 @@ check "live settings: the user's own, a new default" '9999 3' \
 for copy in 0 1; do
   check "saved copy $copy" "" "$(cmp "$new" "$state/nand0/default_bridge_config.cfg.$copy" 2>&1)"
 done
+
+check "docs/settings.md is what vxcfg settings prints" "" "$(vxcfg settings | cmp - "$samples/../docs/settings.md" 2>&1)"
 
 # --- A second run finds equal versions: nothing to merge, nothing to copy.
 before=$(cd "$state" && sha256sum nand?/*)

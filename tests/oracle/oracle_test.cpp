@@ -5,6 +5,7 @@
 #include "tests/oracle/model.h"
 #include "tests/support/blade_files.h"
 
+#include "settings/loading.h"
 #include "upgrade/driver.h"
 
 #include <vxblade/pmgr.h>
@@ -112,16 +113,38 @@ Text randomText(Random& random, std::size_t size) {
     return text;
 }
 
+// Every key that a section reads, of the programs' own table: one that the model lacks is a
+// difference.
+struct Key {
+    std::string name;
+    const vx::Setting* setting;
+};
+const std::vector<Key>& allKeys() {
+    static const std::vector<Key> all = [] {
+        std::vector<Key> keys;
+        vx::forEachSection(vx::sections, [&](const vx::Section& section, uint32_t number) {
+            vx::forEachSetting(section, [&](const vx::Setting& setting) {
+                vx::Prefix const prefix(section, static_cast<int>(number));
+                keys.push_back({std::string(prefix.string()) + setting.key, &setting});
+            });
+        });
+        std::ranges::sort(keys, {}, &Key::name);
+        return keys;
+    }();
+    return all;
+}
+
 Text randomValue(Random& random, const std::string& key) {
-    auto const found = std::ranges::lower_bound(oracle::settings(), key, {}, &oracle::Setting::key);
-    bool const isSetting = found != oracle::settings().end() && found->key == key;
-    oracle::Field const field = isSetting ? found->field : oracle::Field{"", 0, 1};
-    return field.kind == oracle::Kind::text      ? randomText(random, field.size)
-           : field.kind == oracle::Kind::address ? random.of(addresses)
-           : key.starts_with("properties.")      ? randomText(random, 16)
-           : random.percent(60)                  ? std::to_string(random.below(4))
-           : random.percent(60) ? std::to_string(random.below(size_t{1} << (8 * field.size)))
-                                : random.of(oddNumbers);
+    auto const found = std::ranges::lower_bound(allKeys(), key, {}, &Key::name);
+    bool const isSetting = found != allKeys().end() && found->name == key;
+    vx::Type const type = isSetting ? found->setting->type : vx::Type::number8;
+    std::size_t const size = isSetting ? found->setting->size : 1;
+    return type == vx::Type::string ? randomText(random, found->setting->size)
+           : type == vx::Type::ipv4 ? random.of(addresses)
+           : random.percent(60)     ? std::to_string(random.below(4))
+           : random.percent(60)
+               ? std::to_string(random.below(size_t{1} << std::min<std::size_t>(8 * size, 63)))
+               : random.of(oddNumbers);
 }
 
 // Some of a sample's.
@@ -150,7 +173,7 @@ void change(Random& random, Properties& properties) {
         }
     }
     for (std::size_t i = random.below(6); i > 0; --i) {
-        std::string const key = random.percent(70)   ? random.of(oracle::settings()).key
+        std::string const key = random.percent(70)   ? random.of(allKeys()).name
                                 : random.percent(70) ? anywhere()->first
                                 : random.percent(90) ? random.of(otherKeys)
                                                      : std::string(254 + random.below(3), 'k');
