@@ -1,6 +1,6 @@
-#include <vxblade/props.h>
+#include <vxblade/properties.h>
 
-#include "props/property_handle.h"
+#include "props/property_parser.h"
 
 #include <cstring>
 #include <memory>

@@ -41,3 +41,8 @@ class PropertyParser {
 };
 
 } // namespace vx
+
+// What a PropertiesHandle points to.
+struct PropertiesHandleRecord {
+    vx::PropertyParser* parser; // owned
+};

@@ -1,6 +1,6 @@
 #include "props/property_pass.h"
 
-#include "props/property_handle.h"
+#include "props/property_parser.h"
 
 namespace vx {
 

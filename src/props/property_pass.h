@@ -1,7 +1,7 @@
 // One linear walk over a personality file.
 #pragma once
 
-#include <vxblade/props.h>
+#include <vxblade/properties.h>
 
 #include <array>
 #include <cstddef>
@@ -18,7 +18,7 @@ inline constexpr std::size_t propertyBufferSize = 256;
 // Sees what propGetNext and propGetValue see on a file without repeated keys, in one scan instead
 // of one for each property; where a key is repeated it visits every occurrence, and the caller
 // keeps the first. Ends at the end of the text, at a malformed line and at a key of 256 or more
-// characters. A longer value is cut to 255; behind a value the buffer holds zeros.
+// characters. A longer value is cut to 255; after a value the buffer holds zeros.
 class PropertyPass {
   public:
     explicit PropertyPass(PropertiesHandle handle) : handle_(handle) {}

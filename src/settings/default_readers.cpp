@@ -1,7 +1,7 @@
 // The readers of defaults files that programs call: each names a section, most store its record.
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
-#include <vxblade/props.h>
+#include <vxblade/settings.h>
 
 #include "settings/loading.h"
 #include "settings/saved_files.h"

@@ -3,7 +3,7 @@
 
 #include "settings/table.h"
 
-#include <vxblade/props.h>
+#include <vxblade/properties.h>
 
 #include <array>
 

@@ -7,7 +7,7 @@
 #include "settings/records.h"
 #include "settings/setting.h"
 
-#include <vxblade/props.h>
+#include <vxblade/settings.h>
 
 #include <array>
 

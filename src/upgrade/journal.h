@@ -2,7 +2,7 @@
 // from there. Written before what it announces, removed once nothing is left to do.
 #pragma once
 
-#include <vxblade/props.h>
+#include <vxblade/settings.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -4,7 +4,7 @@
 
 #include "settings/table.h"
 
-#include <vxblade/props.h>
+#include <vxblade/settings.h>
 
 #include <array>
 #include <cstddef>

@@ -1,8 +1,0 @@
-// What a PropertiesHandle points to.
-#pragma once
-
-#include "props/property_parser.h"
-
-struct PropertiesHandleRecord {
-    vx::PropertyParser* parser; // owned
-};
