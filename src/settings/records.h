@@ -1,4 +1,4 @@
-// The records that settings fill, behind one interface.
+// The records that settings fill, with one interface to all.
 #pragma once
 
 #include <vxblade/platform.h>

@@ -1,4 +1,4 @@
-// A second account of what an upgrade does, to hold the tool against. It shares neither code nor
+// A second account of what an upgrade does, to compare the tool with. It shares neither code nor
 // tables with the tool: own parser, own conversions, own list of fields with their places on file.
 #pragma once
 
@@ -25,7 +25,7 @@ inline const std::string sequenceFile = "/mnt/nand1/brapp_seqno.cfg";
 inline const std::string bitmapFile = "/mnt/nand0/backup_bitmap.bin";
 std::string mirrorOf(const std::string& path);
 
-// A file that is moved aside gets the time behind its name; here it gets this one.
+// A file that is moved aside gets the time after its name; here it gets this one.
 inline const std::string movedAside = sequenceFile + ".TIME";
 // Content of a file that must have come to be, whatever is in it.
 inline const Bytes anything = "?";
@@ -33,7 +33,7 @@ inline const Bytes anything = "?";
 enum class Kind { number, text, address };
 
 struct Field {
-    const char* key;    // behind the section's prefix
+    const char* key;    // after the section's prefix
     std::size_t offset; // bytes, in the settings of its record
     std::size_t size;   // bytes
     Kind kind = Kind::number;

@@ -1,4 +1,4 @@
-// Random upgrades, each held against the model byte by byte.
+// Random upgrades, each compared with the model byte by byte.
 //
 // ORACLE_UPGRADES and ORACLE_SEED say how many and which. A difference names the seed of its chain
 // of upgrades, with which the chain runs again.
@@ -286,7 +286,7 @@ void disturb(Random& random, const oracle::Defaults& defaults, unsigned share, F
         } else if (random.percent(3)) {
             value = random.bytes(value.size());
         } else if (setting.field.kind == oracle::Kind::text && random.percent(30)) {
-            std::size_t const end = value.find('\0') + 1; // what is behind it does not count
+            std::size_t const end = value.find('\0') + 1; // what is after it does not count
             value.replace(end, value.npos, random.bytes(value.size() - end));
         }
         oracle::writeAt(live[setting.path], setting.offset, value);
