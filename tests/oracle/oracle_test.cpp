@@ -5,7 +5,7 @@
 #include "tests/oracle/model.h"
 #include "tests/support/blade_files.h"
 
-#include "settings/loading.h"
+#include "tools/values.h"
 #include "upgrade/driver.h"
 
 #include <vxblade/pmgr.h>
@@ -115,35 +115,29 @@ Text randomText(Random& random, std::size_t size) {
 
 // Every key that a section reads, of the programs' own table: one that the model lacks is a
 // difference.
-struct Key {
-    std::string name;
-    const vx::Setting* setting;
-};
-const std::vector<Key>& allKeys() {
-    static const std::vector<Key> all = [] {
-        std::vector<Key> keys;
+const std::map<std::string, const vx::Setting*>& allKeys() {
+    static auto const all = [] {
+        std::map<std::string, const vx::Setting*> keys;
         vx::forEachSection(vx::sections, [&](const vx::Section& section, uint32_t number) {
             vx::forEachSetting(section, [&](const vx::Setting& setting) {
-                vx::Prefix const prefix(section, static_cast<int>(number));
-                keys.push_back({std::string(prefix.string()) + setting.key, &setting});
+                keys[tools::keyOf(section, number, setting)] = &setting;
             });
         });
-        std::ranges::sort(keys, {}, &Key::name);
         return keys;
     }();
     return all;
 }
 
 Text randomValue(Random& random, const std::string& key) {
-    auto const found = std::ranges::lower_bound(allKeys(), key, {}, &Key::name);
-    bool const isSetting = found != allKeys().end() && found->name == key;
-    vx::Type const type = isSetting ? found->setting->type : vx::Type::number8;
-    std::size_t const size = isSetting ? found->setting->size : 1;
-    return type == vx::Type::string ? randomText(random, found->setting->size)
+    auto const found = allKeys().find(key);
+    bool const isSetting = found != allKeys().end();
+    vx::Type const type = isSetting ? found->second->type : vx::Type::number8;
+    std::size_t const size = isSetting ? found->second->size : 1;
+    return type == vx::Type::string ? randomText(random, size)
            : type == vx::Type::ipv4 ? random.of(addresses)
            : random.percent(60)     ? std::to_string(random.below(4))
            : random.percent(60)
-               ? std::to_string(random.below(size_t{1} << std::min<std::size_t>(8 * size, 63)))
+               ? std::to_string(random.below(size_t{1} << std::min(8 * size, size_t{63})))
                : random.of(oddNumbers);
 }
 
@@ -173,10 +167,13 @@ void change(Random& random, Properties& properties) {
         }
     }
     for (std::size_t i = random.below(6); i > 0; --i) {
-        std::string const key = random.percent(70)   ? random.of(allKeys()).name
-                                : random.percent(70) ? anywhere()->first
-                                : random.percent(90) ? random.of(otherKeys)
-                                                     : std::string(254 + random.below(3), 'k');
+        std::string const key =
+            random.percent(70)
+                ? std::next(allKeys().begin(), static_cast<long>(random.below(allKeys().size())))
+                      ->first
+            : random.percent(70) ? anywhere()->first
+            : random.percent(90) ? random.of(otherKeys)
+                                 : std::string(254 + random.below(3), 'k');
         properties.insert(anywhere(), {key, randomValue(random, key)});
         if (random.percent(30)) {
             properties.erase(anywhere());
