@@ -3,7 +3,6 @@
 #include "hw/diagnostics.h"
 
 #include <vxblade/i2c.h>
-#include <vxblade/platform.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -70,21 +69,6 @@ int refuseOemLength(const char* function, int length) {
     VX_REPORT(function, "Invalid len %d!\n", length);
     return 0;
 }
-
-constexpr int environmentTextSize = 64;
-
-int getFromEnvironment(const char* name, char* text, int size) {
-    return vornhal_getenv(name, text, std::min(size, environmentTextSize)) > 0 ? 0 : -1;
-}
-
-int setInEnvironment(const char* name, const char* text) {
-    (void)vornhal_setenv(name, text);
-    (void)vornhal_saveenv();
-    return 0;
-}
-
-constexpr const char* serialVariable = "SERIAL";
-constexpr const char* modelVariable = "modelNum";
 
 } // namespace
 
@@ -271,30 +255,4 @@ int getNVDIMMStatsFromSeep(TolvaneStats* out) {
         out->nvdimmField = stats.nvdimmField;
         out->nvdimmCount = stats.nvdimmCount;
     });
-}
-
-// --- What the boot environment keeps.
-
-int getBladeSerialNum(char* text, int size) {
-    if (getFromEnvironment(serialVariable, text, size) == 0) {
-        return 0;
-    }
-    VX_REPORT(__func__, "Failed to read serial number! serialNum: %s\n", serialVariable);
-    return -1;
-}
-
-int getBladeModelNum(char* text, int size) {
-    if (getFromEnvironment(modelVariable, text, size) == 0) {
-        return 0;
-    }
-    VX_REPORT(__func__, " Failed to read model number %s! modelNum: \n", modelVariable);
-    return -1;
-}
-
-int setBladeSerialNum(const char* text) {
-    return setInEnvironment(serialVariable, text);
-}
-
-int setBladeModelNum(const char* text) {
-    return setInEnvironment(modelVariable, text);
 }
