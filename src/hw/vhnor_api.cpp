@@ -2,6 +2,7 @@
 
 #include "common/files.h"
 #include "hw/diagnostics.h"
+#include "hw/nor_region.h"
 
 #include <vxblade/brapp.h>
 #include <vxblade/hw.h>
@@ -29,10 +30,6 @@ constexpr uint64_t unknownSlot = 255;
 constexpr const char* ruler = "--------------------------------------\n";
 
 std::unique_ptr<region_info_user[]> regions;
-
-uint64_t endOf(const region_info_user& region) {
-    return region.offset + uint64_t{region.erasesize} * region.numblocks;
-}
 
 // --- Geometry.
 
@@ -95,7 +92,7 @@ void readGeometry() {
     }
     if (nor_num_regions > 0) {
         auto const last = static_cast<std::size_t>(nor_num_regions) - 1;
-        regions[last + 1].offset = static_cast<uint32_t>(endOf(regions[last]));
+        regions[last + 1].offset = static_cast<uint32_t>(vx::endOf(regions[last]));
     }
 }
 
@@ -128,10 +125,10 @@ int accessAt(const char* function, uint32_t offset, uint32_t length, Call call) 
 
 constexpr const char* erasing = "vhnor_erase";
 
-// True when each region ends where the next begins: not so behind one that could not be read.
+// True when each region ends where the next begins: not so after one that could not be read.
 bool areContiguous(int first, int last) {
     for (int i = first; i <= last; ++i) {
-        if (endOf(nor_region[i]) != nor_region[i + 1].offset) {
+        if (vx::endOf(nor_region[i]) != nor_region[i + 1].offset) {
             return false;
         }
     }
@@ -190,16 +187,15 @@ int vhnor_program(uint32_t offset, const void* buffer, uint32_t length) {
 }
 
 int vhnor_offset_region(uint32_t offset) {
-    for (int i = 0; i < nor_num_regions; ++i) {
-        const region_info_user& region = nor_region[i];
-        if (region.offset <= offset && offset < endOf(region)) {
-            VX_NOTE(__func__, " offset: 0x%x is in region: %d erasesize: %x off: %d\n", offset, i,
-                    region.erasesize, static_cast<int>(region.offset));
-            return i;
-        }
+    int const index = vx::regionOf(offset);
+    if (index < 0) {
+        VX_NOTE(__func__, " error returning -1\n");
+        return -1;
     }
-    VX_NOTE(__func__, " error returning -1\n");
-    return -1;
+    const region_info_user& region = nor_region[index];
+    VX_NOTE(__func__, " offset: 0x%x is in region: %d erasesize: %x off: %d\n", offset, index,
+            region.erasesize, static_cast<int>(region.offset));
+    return index;
 }
 
 int vhnor_erase(uint32_t offset, uint32_t length) {

@@ -3,7 +3,7 @@
 
 #include "hw/diagnostics.h"
 
-#include <vxblade/platform.h>
+#include <vxblade/bootenv.h>
 
 #include <algorithm>
 

@@ -1,0 +1,215 @@
+// A load reads the copies alone. What else their blocks hold is looked at where it matters: before
+// a block is erased, and after a save that was cut.
+#include "bootenv/copies.h"
+
+#include "common/files.h"
+#include "hw/nor_region.h"
+
+#include <vxblade/common.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+namespace vx::bootenv {
+
+namespace {
+
+#define CONFIG_PATH "/etc/fw_env.config"
+#define FLASH_NODE "/dev/mtd0"
+
+constexpr uint32_t defaultSize = 16 * 1024;
+constexpr uint32_t largestSize = 1024 * 1024;
+constexpr uint8_t blank = 0xFF; // also a flag that nobody programmed
+
+// The erase block that holds an offset. False outside the flash.
+bool blockOf(uint32_t offset, uint32_t& start, uint32_t& size) {
+    int const index = regionOf(offset);
+    if (index < 0) {
+        return false;
+    }
+    const region_info_user& region = nor_region[index];
+    start = offset - (offset - region.offset) % region.erasesize;
+    size = region.erasesize;
+    return true;
+}
+
+// An erase begins at a multiple of its block's size, where a block after a region of smaller ones
+// need not lie: there it would reach blocks that are not the environment's.
+bool placeAt(uint64_t offset, uint32_t size, Place& place) {
+    uint32_t firstSize = 0;
+    uint32_t lastStart = 0;
+    uint32_t lastSize = 0;
+    place.offset = static_cast<uint32_t>(offset);
+    if (offset + size > nor_info.size || !blockOf(place.offset, place.blocksStart, firstSize) ||
+        !blockOf(place.offset + size - 1, lastStart, lastSize)) {
+        return false;
+    }
+    place.blocksEnd = lastStart + lastSize;
+    return place.blocksStart % firstSize == 0;
+}
+
+bool isUsable(const Layout& layout) {
+    auto const& [a, b] = layout.places;
+    return layout.size > stringsOffset + 1 &&
+           (a.blocksEnd <= b.blocksStart || b.blocksEnd <= a.blocksStart);
+}
+
+// From lines "device offset size [sector size [sectors]]"; those of the flash count, and there must
+// be two. The numbers are read as the standard tools do: an offset in any base that its prefix
+// names, a size in hexadecimal with or without one. How large its blocks are the flash says itself.
+bool readLayout(FILE* config, Layout& layout) {
+    std::array<char, 256> line{};
+    std::size_t count = 0;
+    while (std::fgets(line.data(), static_cast<int>(line.size()), config) != nullptr) {
+        std::array<char, 64> device{};
+        int64_t offset = 0;
+        uint64_t size = 0;
+        if (std::sscanf(line.data(), "%63s %" SCNi64 " %" SCNx64, device.data(), &offset, &size) !=
+                3 ||
+            std::strcmp(device.data(), FLASH_NODE) != 0) {
+            continue;
+        }
+        if (count == layout.places.size() || offset < 0 || size < 1 || size > largestSize ||
+            (count > 0 && size != layout.size) ||
+            !placeAt(static_cast<uint64_t>(offset), static_cast<uint32_t>(size),
+                     layout.places[count])) {
+            return false;
+        }
+        layout.size = static_cast<uint32_t>(size);
+        ++count;
+    }
+    return count == layout.places.size() && isUsable(layout);
+}
+
+// At the start of the last two erase blocks, or of as many as a copy needs.
+bool defaultLayout(Layout& layout) {
+    layout.size = defaultSize;
+    uint64_t end = nor_info.size;
+    for (std::size_t i = layout.places.size(); i-- > 0;) {
+        Place& place = layout.places[i];
+        if (end < defaultSize || !placeAt(end - defaultSize, defaultSize, place)) {
+            return false;
+        }
+        place.offset = place.blocksStart;
+        end = place.blocksStart;
+    }
+    return isUsable(layout);
+}
+
+uint32_t crcOf(const Bytes& image) {
+    return crc32(0, image.data() + stringsOffset, static_cast<int>(image.size() - stringsOffset));
+}
+
+uint32_t storedCrc(const Bytes& image) {
+    return image[0] | static_cast<uint32_t>(image[1]) << 8 | static_cast<uint32_t>(image[2]) << 16 |
+           static_cast<uint32_t>(image[3]) << 24;
+}
+
+bool isBlank(const Bytes& bytes) {
+    return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == blank; });
+}
+
+Copy readCopy(uint32_t size, const Place& place, Extent extent) {
+    Copy copy;
+    bool const isWhole = extent == Extent::blocks;
+    uint32_t const from = isWhole ? place.blocksStart : place.offset;
+    Bytes bytes((isWhole ? place.blocksEnd : place.offset + size) - from);
+    if (!readFlash(from, bytes)) {
+        return copy;
+    }
+    copy.isReadable = true;
+    copy.isBlank = isBlank(bytes);
+    auto const start = bytes.begin() + (place.offset - from);
+    Bytes const image(start, start + size);
+    std::fill(start, start + size, blank); // which leaves the rest to look at
+    copy.isValid = crcOf(image) == storedCrc(image);
+    copy.isErasable = copy.isBlank || (copy.isValid && isBlank(bytes));
+    if (copy.isValid) {
+        copy.flag = image[flagOffset];
+        const char* const strings = reinterpret_cast<const char*>(image.data()) + stringsOffset;
+        copy.variables = Variables({strings, image.size() - stringsOffset});
+    }
+    return copy;
+}
+
+bool isNoted(const Place& place) {
+    std::array<char, 16> text{};
+    unsigned start = 0;
+    return readFile(notePath, text.data(), text.size() - 1) > 0 &&
+           std::sscanf(text.data(), "%x", &start) == 1 && start == place.blocksStart;
+}
+
+} // namespace
+
+const char* findLayout(Layout& layout) {
+    Stream const config = openStream(CONFIG_PATH);
+    if (config == nullptr) {
+        if (errno != ENOENT) { // the copies may lie elsewhere
+            return "cannot read " CONFIG_PATH;
+        }
+        return defaultLayout(layout) ? nullptr : "no place for two copies in this flash";
+    }
+    return readLayout(config.get(), layout) ? nullptr
+                                            : CONFIG_PATH
+               " gives no two places for copies in " FLASH_NODE;
+}
+
+Bytes imageOf(const Variables& variables, uint32_t size) {
+    Bytes image(size, 0);
+    std::memcpy(image.data() + stringsOffset, variables.bytes().data(), variables.bytes().size());
+    uint32_t const crc = crcOf(image);
+    for (std::size_t i = 0; i < flagOffset; ++i) {
+        image[i] = static_cast<uint8_t>(crc >> (8 * i));
+    }
+    image[flagOffset] = activeFlag;
+    return image;
+}
+
+bool fits(const Variables& variables, const Layout& layout) {
+    return variables.bytes().size() + 1 <= layout.size - stringsOffset;
+}
+
+bool readFlash(uint32_t offset, Bytes& bytes) {
+    return vhnor_read(offset, bytes.data(), static_cast<uint32_t>(bytes.size())) ==
+           static_cast<int>(bytes.size());
+}
+
+Copies readCopies(const Layout& layout, Extent extent, bool mayRemoveNote) {
+    Copies copies;
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        bool const noted = isNoted(layout.places[i]);
+        copies[i] = readCopy(layout.size, layout.places[i], noted ? Extent::blocks : extent);
+        if (!noted) {
+            continue;
+        }
+        if (!copies[i].isErasable) {
+            copies[i].wasCut = copies[i].isReadable;
+        } else if (mayRemoveNote) {
+            (void)removeFile(notePath);
+        }
+    }
+    return copies;
+}
+
+// The choice of the standard tools on a NOR flash. The flag is 1 for the active and 0 for the
+// obsolete copy, and both are 1 where a save was cut before its last step; other values, which only
+// others write, are taken as these tools take them.
+int activeOf(const Copies& copies) {
+    if (!copies[0].isValid || !copies[1].isValid) {
+        return copies[0].isValid ? 0 : copies[1].isValid ? 1 : -1;
+    }
+    return copies[1].flag > copies[0].flag || (copies[0].flag == blank && copies[1].flag == blank)
+               ? 1
+               : 0;
+}
+
+int writeNote(const Place& place) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%08x\n", place.blocksStart);
+    return replaceFile(notePath, text.data(), std::strlen(text.data()));
+}
+
+} // namespace vx::bootenv
