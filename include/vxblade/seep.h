@@ -3,8 +3,12 @@
  * memory module (NVDIMM; bus 0, device 0x56, one-byte addresses), the temperature sensors, and the
  * blade's serial and model number.
  *
- * Everything here runs under the I2C lock (i2c.h). Failures are reported on standard error and in
- * the system log (ident "i2c_access") unless a comment says standard output.
+ * Errors: failures are reported on standard error and in the system log (ident "i2c_access") unless
+ * a comment says standard output, and returned; a transfer returns its count, which the caller
+ * compares with what was asked. Ownership: buffers and records stay the caller's. Threads: every
+ * transfer and reading is under the I2C lock (i2c.h), which a caller must not hold; a record that
+ * is read, changed and written is not, and the statistics, the register map's address and the
+ * memory sensor's last value have no lock: one thread at a time.
  */
 #ifndef VXBLADE_SEEP_H
 #define VXBLADE_SEEP_H
@@ -15,7 +19,7 @@
 
 VXBLADE_BEGIN
 
-/* Where the records lie. */
+/* Where the records are. */
 enum {
     SEEP_BUS = 0,
     SEEP_DEVICE = 0x50,
@@ -63,36 +67,61 @@ static_assert(offsetof(TolvaneStats, nvdimmMarker) == 10, "NVDIMM marker");
 static_assert(offsetof(TolvaneStats, nvdimmCount) == 12, "NVDIMM counter");
 #define TOLVANE_STATS_STORED 16
 
-/* readI2cDev and writeI2cDev on bus 0 with two-byte addresses. */
+/*
+ * readI2cDev and writeI2cDev on bus 0 with two-byte memory addresses.
+ *   offset   memory address to begin at
+ *   buffer   receives, or has, `length` bytes
+ *   length   in bytes
+ *   devAddr  SEEP_DEVICE, or another device's address
+ * Return what these return: the bytes moved, or -1.
+ */
 VXBLADE_API int readBytesFromSeep(int offset, void* buffer, int length, int devAddr);
 VXBLADE_API int writeBytesToSeep(int offset, const void* buffer, int length, int devAddr);
 
-/* PCIe registers: read from the area's start, written at an offset. The bytes moved. */
+/*
+ * PCIe registers: read from the area's start, written at an offset.
+ *   buffer  receives, or has, `length` bytes
+ *   length  in bytes
+ *   offset  in the area
+ * Return the bytes moved, or -1.
+ */
 VXBLADE_API int getPCIeRegsFromSeep(void* buffer, int length);
 VXBLADE_API int setPCIeRegsToSeep(const void* buffer, int length, int offset);
 
-/* Sum of the first `count` bytes, modulo 256. */
+/* Returns the sum of the first `count` bytes of `record`, modulo 256. */
 VXBLADE_API uint8_t calc_bist_cksum(const void* record, int count);
-/* The BIST record as it is stored. The bytes moved; 0, and nothing is moved, where `size` is
- * under 64 (get) or is not 64 (set). */
+/*
+ * The BIST record as it is stored.
+ *   buffer  receives, or has, 64 bytes
+ *   size    bytes of `buffer`: at least 64 to get, 64 to set
+ * Return the bytes moved, or -1; 0 for another size, and nothing is moved.
+ */
 VXBLADE_API int getBistFromSeep(void* buffer, int size);
 VXBLADE_API int setBistToSeep(const void* buffer, int size);
-/* Puts the defaults and the checksum into a record; other bytes stay. Returns the checksum. */
+/* Puts the defaults and the checksum into `record`; its other bytes stay. Returns the checksum. */
 VXBLADE_API uint8_t setDefaultBist(BistRecord* record);
-/* Changes the stored record; an `execCount` of 0xFFFFFFFF leaves that field. One with a wrong
- * checksum gets the defaults first. 0 or -1. */
+/*
+ * Changes the stored record. One with a wrong checksum gets the defaults first, which is reported.
+ *   testMode   the new test mode
+ *   execCount  the new execution count; 0xFFFFFFFF leaves the stored one
+ * Returns 0, or -1 where the record cannot be read or written whole.
+ */
 VXBLADE_API int setBistTestModeAndExecCount(uint16_t testMode, uint32_t execCount);
 
-/* The hardware version's two bytes as a number; untouched when they cannot be read. Returns 0. */
+/* Puts the hardware version's two bytes as a number (low byte first) into `result`, which is
+ * untouched where they cannot be read. Returns 0. */
 VXBLADE_API int getVhHwVersion(uint16_t* result);
-/* Writes the text's characters, without its end, where the version is read. The bytes written. */
+/* Writes the characters of `text`, without its NUL, where the version is read. Returns the bytes
+ * written, or -1. */
 VXBLADE_API int setVhHwVersion(const char* text);
 
-/* The flag, 0 when it cannot be read; 0 or -1. */
+/* Returns the firmware-upgrade flag, 0 where it cannot be read. */
 VXBLADE_API uint8_t getFwUpgradeFlagFromSeep(void);
+/* Writes the flag. Returns 0 or -1. */
 VXBLADE_API int setFwUpgradeFlagToSeep(uint8_t flag);
 
-/* The OEM area has no usable size: every length from 1 up is refused. Both return 0. */
+/* The OEM area has no usable size: each `length` from 1 up is refused, which is reported, and
+ * `buffer` is not touched. Return 0. */
 VXBLADE_API int getOemSpace(void* buffer, int length);
 VXBLADE_API int setOemSpace(const void* buffer, int length);
 
@@ -105,41 +134,63 @@ VXBLADE_API int loadBladeSeep(void);
 
 /* The statistics as they were last read or written; zero before. */
 VXBLADE_API extern TolvaneStats vxTolvaneStats;
-/* Reads the statistics unless they are there already and `force` is 0; initialises a record that
- * never was. Prints the counters. 0 or -1; what is in memory changes only as a whole. */
+/*
+ * Reads the statistics into vxTolvaneStats, and initialises a stored record that never was.
+ *   force  0: not where they are there already
+ * Returns 0, or -1 and memory is not changed. Counters and failures are printed on standard output.
+ */
 VXBLADE_API int loadTolvaneStatsFromSeep(int force);
-/* Adds `delta`'s counters, or with `reset` clears all counters (`delta` may then be null), and
- * writes them. 0, or -1 and nothing is changed. */
+/*
+ * Changes the counters, loads them first if need be, and writes them.
+ *   delta  whose counters are added, modulo their width; may be null where `reset` is set
+ *   reset  not 0: all counters become 0 instead
+ * Returns 0, or -1 and memory is not changed. A write that fails is printed on standard output.
+ */
 VXBLADE_API int updateStatsToSeep(const TolvaneStats* delta, int reset);
-/* The reset counters; the NVDIMM's fields. All else of `out` is cleared. 0 or -1. */
+/* Put the reset counters, or the NVDIMM's fields, into `out`, and clear the rest of it; load the
+ * statistics first if need be. Return 0; -1 for a null `out`, or where they cannot be loaded. */
 VXBLADE_API int getFsResetStatsToSeep(TolvaneStats* out);
 VXBLADE_API int getNVDIMMStatsFromSeep(TolvaneStats* out);
 
 /* Device address of the NVDIMM's register map. */
 VXBLADE_API extern int32_t default_nvdimm_i2c_addr;
-/* Texts of the module's identification, cut to `size` - 1 characters, the rest of the buffer
- * cleared. The text's length, or 0 with zeros as the text when it cannot be read (the location
- * is "00" then, and its length still 2). */
+/*
+ * The module's identification as strings.
+ *   text  receives at most `size` - 1 characters; the rest of it is cleared
+ *   size  bytes of `text`; below 1 nothing is done, and the result is 0
+ * Return the string's length; 0 where it cannot be read, and the string is zeros then. For the
+ * location that is "00", and the result is 2 where `size` is 1 or more.
+ */
 VXBLADE_API int getNvDimmSerialNumber(char* text, int size);
 VXBLADE_API int getNvDimmPartNumber(char* text, int size);
 VXBLADE_API int getNvDimmManufLocation(char* text, int size);
-/* The manufacturer's number, printed on standard output. The bytes read, or -1. */
+/* Puts the manufacturer's number into `result` and prints it on standard output. Returns the bytes
+ * read; -1 where there were none, and `result` is untouched. */
 VXBLADE_API int getNvDimmManufId(uint16_t* result);
-/* Finds the register map at 0x5E or 0x58 and remembers where. The address, or 0. */
+/* Looks for the register map at 0x5E and 0x58, and remembers where it is in
+ * default_nvdimm_i2c_addr, which is printed on standard output. Returns the address, or 0. */
 VXBLADE_API int verifyAndInitNvDimmI2CregMap(void);
 
 /*
- * Temperatures from the kernel's sensor files: `board` as the file has it (thousandths of a
- * degree), the others in tenths. A null pointer skips its sensor. 0, or -1 at the first that
- * cannot be read; a memory sensor that is not there gives 0, one that cannot be read its last
- * value.
+ * Temperatures from the kernel's sensor files, in this order: board, front, rear, mem.
+ *   board             as the file has it, in thousandths of a degree
+ *   front, rear, mem  in tenths of a degree
+ *   a null pointer skips its sensor
+ * Returns 0, or -1 at the first that cannot be read, and those after it are untouched. A memory
+ * sensor that is not there gives 0, one that cannot be read its last value.
  */
 VXBLADE_API int getBoardTemp(uint16_t* front, uint16_t* rear, uint16_t* board, uint16_t* mem);
 
-/* The boot environment's "SERIAL" and "modelNum", at most 63 characters. 0, or -1 when not set.
- * Setting saves the environment and returns 0 whatever becomes of that. */
+/*
+ * The boot environment's "SERIAL" and "modelNum"; the environment must be loaded (bootenv.h).
+ *   text  receives at most 63 characters, or `size` - 1, and a NUL
+ *   size  bytes of `text`
+ * Return 0, or -1 where the variable is not set.
+ */
 VXBLADE_API int getBladeSerialNum(char* text, int size);
 VXBLADE_API int getBladeModelNum(char* text, int size);
+/* Set the variable to `text` and save the environment. Return 0 whatever becomes of that, which
+ * bootenv.h reports. */
 VXBLADE_API int setBladeSerialNum(const char* text);
 VXBLADE_API int setBladeModelNum(const char* text);
 

@@ -37,7 +37,7 @@ bool blockOf(uint32_t offset, uint32_t& start, uint32_t& size) {
 }
 
 // An erase begins at a multiple of its block's size, where a block after a region of smaller ones
-// need not lie: there it would reach blocks that are not the environment's.
+// need not be: there it would reach blocks that are not the environment's.
 bool placeAt(uint64_t offset, uint32_t size, Place& place) {
     uint32_t firstSize = 0;
     uint32_t lastStart = 0;
@@ -147,7 +147,7 @@ bool isNoted(const Place& place) {
 const char* findLayout(Layout& layout) {
     Stream const config = openStream(CONFIG_PATH);
     if (config == nullptr) {
-        if (errno != ENOENT) { // the copies may lie elsewhere
+        if (errno != ENOENT) { // the copies may be elsewhere
             return "cannot read " CONFIG_PATH;
         }
         return defaultLayout(layout) ? nullptr : "no place for two copies in this flash";

@@ -1,4 +1,4 @@
-// The two copies of the boot environment: where they lie, what they hold, which one counts.
+// The two copies of the boot environment: where they are, what they hold, which one counts.
 #pragma once
 
 #include "bootenv/variables.h"
@@ -11,7 +11,7 @@ namespace vx::bootenv {
 
 using Bytes = std::vector<uint8_t>;
 
-// --- Where they lie.
+// --- Where they are.
 
 // A copy's place, and the erase blocks that hold it.
 struct Place {

@@ -1,6 +1,6 @@
 #include <vxblade/brapp.h>
 
-#include "device/device_open.h"
+#include "device/device_nodes.h"
 
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 #include <vxblade/hw.h>
 
 #include "common/files.h"
-#include "device/device_open.h"
+#include "device/device_nodes.h"
 
 #include <array>
 #include <cerrno>
