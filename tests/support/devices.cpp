@@ -1,15 +1,17 @@
 #include "tests/support/devices.h"
 
+#include <vxblade/bootenv.h>
 #include <vxblade/brapp.h>
 #include <vxblade/hw.h>
 #include <vxblade/i2c.h>
 #include <vxblade/nor.h>
-#include <vxblade/platform.h>
 #include <vxblade/seep.h>
 
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <regex>
+#include <sstream>
 
 #include <unistd.h>
 
@@ -50,6 +52,19 @@ std::string logged() {
     return {all.begin() + logStart, all.end()};
 }
 
+Bytes image(const std::string& device, std::size_t offset, std::size_t size) {
+    Bytes bytes = readBytes("/dev/blade/" + device + ".bin");
+    bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+    bytes.resize(std::min(size, bytes.size()));
+    return bytes;
+}
+
+void setImage(const std::string& device, std::size_t offset, const Bytes& bytes) {
+    std::fstream file("/dev/blade/" + device + ".bin", std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file.write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+}
+
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
     for (std::string const& line : lines) {
@@ -76,6 +91,101 @@ Seen endSeeing(long result) {
             std::regex_replace(errors, lineNumber, "$1$2:"), joined(traced())};
 }
 
+std::string hex(const Bytes& bytes) {
+    std::ostringstream digits;
+    for (int const byte : bytes) {
+        digits << std::hex << std::setfill('0') << std::setw(2) << byte;
+    }
+    return digits.str();
+}
+
+Bytes bytesOfWord(const std::string& word) {
+    if (word.starts_with("[")) {
+        return Bytes(std::stoul(word.substr(1)), 'Z');
+    }
+    Bytes bytes;
+    for (std::size_t i = 0; i < word.size(); i += 2) {
+        bytes.push_back(static_cast<unsigned char>(std::stoi(word.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
+
+namespace {
+
+// What differs from run to run, or is told by tests of its own.
+std::string steady(std::string text) {
+    constexpr const char* changes[][2] = {
+        {"[^\n]*map_driver[^\n]*\n", ""},          {"[^\n]*Retrying[^\n]*\n(?=[^\n]*Retrying)", ""},
+        {"i2cdrv: [0-9]+", "i2cdrv: N"},           {":(?!822|1160)[0-9]+: ", ":N: "},
+        {"initialized! [0-9]+", "initialized! N"}, {"(00){16,}", "00…"},
+    };
+    for (auto const& [pattern, replacement] : changes) {
+        text = std::regex_replace(text, std::regex(pattern), replacement);
+    }
+    return text;
+}
+
+// Lines, and how often those come that follow their like.
+std::string folded(const std::string& text) {
+    std::string all;
+    std::string last;
+    int count = 0;
+    std::istringstream lines(text + "\n");
+    for (std::string line; std::getline(lines, line); last = line) {
+        count = line == last ? count + 1 : 1;
+        if (count > 2) {
+            all.resize(all.rfind(" ×"));
+        }
+        if (count > 1) {
+            all.resize(all.find_last_not_of('\n') + 1);
+            all += " ×" + std::to_string(count) + "\n";
+        } else if (!line.empty()) {
+            all += line + "\n";
+        }
+    }
+    return all;
+}
+
+std::string toldOf(const std::string& line, const Calls& calls) {
+    std::istringstream stream(line);
+    Words words;
+    for (std::string word; stream >> std::quoted(word);) {
+        words.push_back(word);
+    }
+    auto const& call = calls.at(words.at(0));
+    words.erase(words.begin());
+    std::size_t const open = openDescriptors();
+    beginSeeing();
+    errno = EIO; // of some older call
+    std::string const result = call(words);
+    Seen const seen = endSeeing(0);
+    std::string const opened = openDescriptors() != open ? ", and a descriptor is open" : "";
+    return steady("= " + result + opened + "\n" + seen.output + seen.errors) + folded(seen.trace);
+}
+
+} // namespace
+
+void expectTranscript(const std::string& name, const Calls& calls) {
+    Bytes const bytes = readBytes(std::string(TESTS "/") + name + ".transcript");
+    std::string const expected(bytes.begin(), bytes.end());
+    std::string actual;
+    std::istringstream lines(expected);
+    VX_openI2CLock(); // which one of the calls would do, and leave open
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("  ")) {
+            continue;
+        }
+        actual += line + "\n";
+        if (line.starts_with("! ")) {
+            control("reset\n" + std::regex_replace(line.substr(2), std::regex("; "), "\n"));
+        } else if (line.starts_with("> ")) {
+            std::string const told = toldOf(line.substr(2), calls);
+            actual += std::regex_replace(told, std::regex("[^\n]+"), "  $&");
+        }
+    }
+    EXPECT_EQ(actual, expected);
+}
+
 void loadBlankEnvironment() {
     control("reset\nflash 65536x64");
     see([] { return vornhal_init_env(vhnor_init()); });
@@ -85,11 +195,7 @@ void DeviceTest::SetUp() {
     BladeTest::SetUp();
     control("reset\nflash 65536x64\n");
     for (const char* const chip : {"i2c-0-50", "i2c-0-56", "i2c-0-5e", "i2c-1-50"}) {
-        std::string const path = std::string("/dev/blade/") + chip + ".bin";
-        Bytes const blank(readBytes(path).size(), 0xFF);
-        std::fstream(path, std::ios::in | std::ios::out | std::ios::binary)
-            .write(reinterpret_cast<const char*>(blank.data()),
-                   static_cast<std::streamsize>(blank.size()));
+        setImage(chip, 0, Bytes(image(chip).size(), 0xFF));
     }
     vxTolvaneStats = {};
     bladeCurSlot = 255;
