@@ -265,10 +265,9 @@ TEST_F(BootEnv, CutAtEveryOperation) {
     auto const saveIn = [](const char* name, const std::string& cut) {
         pid_t const child = ::fork();
         if (child == 0) {
-            control("reset\n" + cut);
-            vornhal_init_env(0);
+            see([&] { return control("reset\n" + cut), vornhal_init_env(0); });
             vornhal_setenv("ChassisName", name);
-            vornhal_saveenv();
+            see(vornhal_saveenv);
             ::_exit(0);
         }
         int status = 0;
