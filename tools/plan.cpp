@@ -1,8 +1,8 @@
 #include "tools/plan.h"
 
 #include "settings/loading.h"
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+#include "store/record_io.h"
 #include "tools/personality.h"
 #include "tools/values.h"
 #include "upgrade/merge.h"

@@ -4,8 +4,8 @@
 #include "settings/saved_files.h"
 #include "store/control_block.h"
 #include "store/creators.h"
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+#include "store/record_io.h"
 #include "tools/files.h"
 #include "tools/personality.h"
 

@@ -1,12 +1,18 @@
-// Configuration records: between callers and the tables in memory.
+// Configuration records: between the files, the tables in memory and callers.
 #include <vxblade/pmgr.h>
+
+#include "store/record_io.h"
 
 #include <cstring>
 #include <iterator>
 #include <optional>
+#include <span>
 
 namespace vx {
 namespace {
+
+// The host groups' list links are beside the table, so that walking it touches no record.
+VXLIST hostGroupLinks[8];
 
 // Of an update's flags only the low byte counts.
 bool writesThrough(uint32_t flags) {
@@ -64,7 +70,7 @@ bool keepsBoardWordsOffFile(uint32_t type) {
 
 constexpr uint32_t lastHostGroupIndex = 8;
 
-// What a management record and its slot share: all up to the padding, and the two words behind it.
+// What a management record and its slot share: all up to the padding, and the two words after it.
 void copyMgmtConfig(void* to, const void* from) {
     constexpr std::size_t words = offsetof(MgmtPortConfig, words76);
     std::memcpy(to, from, offsetof(MgmtPortConfig, padding74));
@@ -72,10 +78,38 @@ void copyMgmtConfig(void* to, const void* from) {
                 static_cast<const unsigned char*>(from) + words, sizeof(MgmtPortConfig::words76));
 }
 
+int writePort(PortEntry& port) {
+    port.record.index = port.prefix.index;
+    return writeEntry(port, PSST_PORT_CONFIG);
+}
+
 } // namespace
 } // namespace vx
 
 using namespace vx;
+
+// ---- The configuration file: bridge, management port, ports ----
+
+int ReadBridgeConfigFile(void) {
+    int result = readFileInto(single(bridge_configuration), PSST_BRIDGE_CONFIG);
+    if (result == 0) {
+        result = readEntries(single(mgmt_port), PSST_MGMT_PORT);
+    }
+    return result == 0 ? readEntries(std::span(port_configuration), PSST_PORT_CONFIG) : result;
+}
+
+int WriteBridgeConfigFile(void* entry, uint32_t type) {
+    switch (type) {
+    case PSST_BRIDGE_CONFIG:
+        return writeEntry(*static_cast<BridgeConfigEntry*>(entry), type);
+    case PSST_MGMT_PORT:
+        return writeEntry(*static_cast<MgmtPortEntry*>(entry), type);
+    case PSST_PORT_CONFIG:
+        return writePort(*static_cast<PortEntry*>(entry));
+    default:
+        return -1;
+    }
+}
 
 int vxpmgr_GetBridgeConfigInfo(BridgeConfig* record) {
     *record = bridge_configuration.record;
@@ -86,8 +120,7 @@ int vxpmgr_UpdateBridgeConfigInfo(const BridgeConfig* record, uint32_t flags) {
     BridgeConfig& stored = bridge_configuration.record;
     stored = *record;
     std::memset(stored.volatile744, 0, sizeof stored.volatile744);
-    return writesThrough(flags) ? WriteBridgeConfigFile(&bridge_configuration, PSST_BRIDGE_CONFIG)
-                                : 0;
+    return writesThrough(flags) ? writeEntry(bridge_configuration, PSST_BRIDGE_CONFIG) : 0;
 }
 
 int vxpmgr_GetCliConfigInfo(CliConfig* record) {
@@ -97,7 +130,7 @@ int vxpmgr_GetCliConfigInfo(CliConfig* record) {
 
 int vxpmgr_UpdateCliConfigInfo(const CliConfig* record) {
     bridge_configuration.record.cli = *record;
-    return WriteBridgeConfigFile(&bridge_configuration, PSST_BRIDGE_CONFIG);
+    return writeEntry(bridge_configuration, PSST_BRIDGE_CONFIG);
 }
 
 int vxpmgr_GetMgmtInfo(MgmtPortConfig* record) {
@@ -108,7 +141,7 @@ int vxpmgr_GetMgmtInfo(MgmtPortConfig* record) {
 
 int vxpmgr_UpdateMgmtPortInfo(const MgmtPortConfig* record, uint32_t flags) {
     copyMgmtConfig(mgmt_port.record.config, record);
-    return writesThrough(flags) ? WriteBridgeConfigFile(&mgmt_port, PSST_MGMT_PORT) : 0;
+    return writesThrough(flags) ? writeEntry(mgmt_port, PSST_MGMT_PORT) : 0;
 }
 
 int vxpmgr_GetActualMgmtInfo(MgmtPortConfig* /*record*/) {
@@ -150,11 +183,34 @@ int vxpmgr_UpdatePortParams(const PortParams* record, uint32_t flags) {
     if (offFile) {
         std::memset(boardWords, 0, sizeof boardWords);
     }
-    int const result = WriteBridgeConfigFile(&entry, PSST_PORT_CONFIG);
+    int const result = writePort(entry);
     if (offFile) {
         std::memcpy(boardWords, record->boardWords, sizeof boardWords);
     }
     return result;
+}
+
+// ---- Host groups ----
+
+int ReadHostGroupFile(void) {
+    std::span const groups = std::span(HostGroups).first<std::size(hostGroupLinks)>();
+    int const result = readFileInto(groups, PSST_HOST_GROUP);
+    if (result != 0) {
+        return result;
+    }
+    auto& list = pmgr_cb->lists[PSST_LIST_HOST_GROUPS].inUse.list;
+    VXLIST_init_listhead(&list);
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        groups[i].prefix.index = static_cast<uint32_t>(i);
+        VXLIST_insert_on_list_tail(&list, &hostGroupLinks[i]);
+    }
+    pmgr_cb->counts[PSST_LIST_HOST_GROUPS].inUse = static_cast<uint32_t>(groups.size());
+    return 0;
+}
+
+int WriteHostGroupFile(HostGroupEntry* entry) {
+    entry->record.slot = entry->prefix.index;
+    return writeEntry(*entry, PSST_HOST_GROUP);
 }
 
 int vxpmgr_GetHostGroup(HostGroupConfig* record, uint32_t index) {
@@ -175,6 +231,16 @@ int vxpmgr_SetHostGroup(const HostGroupConfig* record, uint32_t index) {
     return WriteHostGroupFile(&entry) == 0 ? 0 : -1;
 }
 
+// ---- Passwords, SNMP, cluster metadata ----
+
+int ReadPasswdFile(void) {
+    return readFileInto(single(passwd_data), PSST_PASSWD);
+}
+
+int WritePasswdFile(const PasswordEntry* entry) {
+    return writeEntry(*entry, PSST_PASSWD);
+}
+
 int vxpmgr_GetPasswordInfo(PasswordConfig* record) {
     *record = passwd_data.record.passwords;
     return 0;
@@ -185,6 +251,14 @@ int vxpmgr_UpdatePasswordInfo(const PasswordConfig* record) {
     return WritePasswdFile(&passwd_data);
 }
 
+int ReadSnmpFile(void) {
+    return readFileInto(single(snmp_info), PSST_SNMP);
+}
+
+int WriteSnmpFile(const SnmpEntry* entry) {
+    return writeEntry(*entry, PSST_SNMP);
+}
+
 int vxpmgr_GetSnmpConfigInfo(SnmpConfig* record) {
     *record = snmp_info.record;
     return 0;
@@ -193,6 +267,14 @@ int vxpmgr_GetSnmpConfigInfo(SnmpConfig* record) {
 int vxpmgr_UpdateSnmpInfo(const SnmpConfig* record) {
     snmp_info.record = *record;
     return WriteSnmpFile(&snmp_info);
+}
+
+int ReadClusterMetaData(void) {
+    return readFileInto(single(cluster_metadata), PSST_CLUSTER_METADATA);
+}
+
+int WriteClusterMetaData(const ClusterMetaDataEntry* entry) {
+    return writeEntry(*entry, PSST_CLUSTER_METADATA);
 }
 
 int vxpmgr_GetClusterMetaData(ClusterMetaData* record) {

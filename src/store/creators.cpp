@@ -2,8 +2,8 @@
 
 #include "common/files.h"
 #include "store/control_block.h"
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+#include "store/record_io.h"
 
 #include <cstdio>
 #include <cstring>

@@ -5,8 +5,8 @@
 #include "common/shell.h"
 #include "store/control_block.h"
 #include "store/creators.h"
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+#include "store/record_io.h"
 
 #include <array>
 #include <ctime>

@@ -1,8 +1,8 @@
 #include "store/mirror_refresh.h"
 
 #include "common/files.h"
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+#include "store/record_io.h"
 
 #include <vxblade/mirror_sync.h>
 #include <vxblade/platform.h>

@@ -1,11 +1,12 @@
+#include <vxblade/brapp.h>
 #include <vxblade/mirror_sync.h>
 #include <vxblade/platform.h>
 
 #include "common/files.h"
 #include "common/messages.h"
 #include "common/shell.h"
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+#include "store/record_io.h"
 
 #include <algorithm>
 #include <array>
@@ -194,4 +195,13 @@ int vxpmgr_validate_headers(void) {
         (void)WriteHeader(&header);
     }
     return 0;
+}
+
+int GetLinkStatus(void) {
+    uint8_t status = 0;
+    return XBMGT_GetInterfaceLinkStatus(&status) == 0 ? 1 : 0;
+}
+
+int VX_isPeerBladeOperational(void) {
+    return GetLinkStatus() != 0 ? 1 : 0;
 }

@@ -1,12 +1,12 @@
-// Records and the sequence number between files and memory.
-#include <vxblade/brapp.h>
-#include <vxblade/platform.h>
-#include <vxblade/pmgr.h>
+#include "store/record_io.h"
 
 #include "common/files.h"
-#include "store/control_block.h"
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+
+#include <vxblade/platform.h>
+
+#include <algorithm>
+#include <cstdlib>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -53,8 +53,8 @@ bool readAt(int fd, off_t offset, void* data, std::size_t size) {
            ::read(fd, data, size) == static_cast<ssize_t>(size);
 }
 
-// What is written is durable when this returns. The result of the sync is not looked at: the
-// files are open with O_SYNC, and the write has said all there is to say.
+// Writes, and returns when that is durable. The sync's own result is not looked at: the files are
+// open with O_SYNC, so that the write has told of a failure.
 bool writeSynced(int fd, off_t offset, const void* data, std::size_t size) {
     if (::lseek(fd, offset, SEEK_SET) != offset ||
         ::write(fd, data, size) != static_cast<ssize_t>(size)) {
@@ -69,7 +69,16 @@ int failTransfer(int fileIndex) {
     return -1;
 }
 
-// ---- The sequence number ----
+// ---- Headers ----
+
+uint32_t headerSizeOf(uint32_t type) {
+    // The management port's records are never announced by a header of their own; the sizes of
+    // bare headers are those of such codes and of codes that no file has.
+    if (type == PSST_MGMT_PORT || type < PSST_BRIDGE_CONFIG || type > PSST_CACHED_LUN) {
+        return PSST_HEADER_LENGTH;
+    }
+    return psstFile(fileIndexOf(type)).size;
+}
 
 // The file is this header and nothing else. Its size and header length stay 0, unlike those of
 // every other file.
@@ -90,6 +99,30 @@ bool isMissing(const char* path) {
 }
 
 } // namespace
+
+bool isValidHeader(const PsstHeader& header, uint32_t type) {
+    return header.magic == PSST_MAGIC && header.fileSize != 0 && header.type == type;
+}
+
+int checkHeader(uint32_t type) {
+    PsstHeader header{};
+    int const result = ReadHeader(&header, type);
+    if (result < 0) {
+        return result;
+    }
+    return isValidHeader(header, type) ? 0 : -1;
+}
+
+int readRecord(uint32_t type, uint32_t number, void* record, std::size_t size) {
+    if (int const result =
+            ReadPsstFile(scratch_pad, static_cast<int32_t>(size), type, number, PSST_MODE_RECORD);
+        result < 0) {
+        return result;
+    }
+    copyChanged(record, scratch_pad, size);
+    return 0;
+}
+
 } // namespace vx
 
 using namespace vx;
@@ -100,15 +133,18 @@ int WritePsstFile(const void* buffer, int32_t length, uint32_t type, uint32_t re
     if (!target) {
         return -1;
     }
-    // Order matters. The record is durable before its mirror changes, so that one side is whole
-    // at any instant; the sequence number claims the change only after both hold it.
+    // The order makes every instant safe. First the record, durably, so that one side is whole
+    // while the other changes.
     if (!writeSynced(target->fd, target->offset, buffer, static_cast<std::size_t>(length))) {
         return failTransfer(target->fileIndex);
     }
+    // Then its mirror. From here on nothing fails the write: the record is there.
     if (GetPeerStatus(PSST_PEER_MIRRORS) != 0) {
         (void)MirrorPsstFile(buffer, length, target->fileIndex, target->offset);
     }
+    // Then the number, which claims the change for both sides.
     (void)UpdateSequenceNumber(1);
+    // Last the mark for the next backup, which copies whole files.
     (void)vxbackup_SetBackupBitmap(static_cast<uint32_t>(target->fileIndex));
     return 0;
 }
@@ -143,6 +179,32 @@ int UpdateSequenceNumber(int increment) {
     return 0;
 }
 
+int WriteHeader(const PsstHeader* header) {
+    return WritePsstFile(header, sizeof *header, header->type, 0, PSST_MODE_HEADER);
+}
+
+int WriteZeroFile(int fileIndex, uint32_t length) {
+    constexpr uint32_t chunkSize = 131072;
+    if (zero_scrath_pad == nullptr) {
+        zero_scrath_pad = static_cast<uint8_t*>(std::calloc(1, chunkSize));
+        if (zero_scrath_pad == nullptr) {
+            return -1;
+        }
+    }
+    int const fd = descriptorOf(fileIndex);
+    if (fd < 1) {
+        return -1;
+    }
+    for (uint32_t done = 0; done < length;) {
+        uint32_t const chunk = std::min(length - done, chunkSize);
+        if (!writeSynced(fd, off_t{PSST_HEADER_LENGTH} + done, zero_scrath_pad, chunk)) {
+            return -1; // the caller removes what it could not finish
+        }
+        done += chunk;
+    }
+    return 0;
+}
+
 int ReadPsstFile(void* buffer, int32_t length, uint32_t type, uint32_t recordNumber, int mode) {
     auto const target = targetOf(length, type, recordNumber, mode);
     if (!target) {
@@ -151,6 +213,10 @@ int ReadPsstFile(void* buffer, int32_t length, uint32_t type, uint32_t recordNum
     return readAt(target->fd, target->offset, buffer, static_cast<std::size_t>(length))
                ? 0
                : failTransfer(target->fileIndex);
+}
+
+int ReadHeader(PsstHeader* header, uint32_t type) {
+    return ReadPsstFile(header, sizeof *header, type, 0, PSST_MODE_HEADER);
 }
 
 int ReadSequenceNumber(void) {
@@ -172,15 +238,18 @@ int ReadSequenceNumber(void) {
     return 0;
 }
 
+void CreateHeader(PsstHeader* header, uint32_t type) {
+    *header = {};
+    header->version = PSST_HEADER_VERSION;
+    header->magic = PSST_MAGIC;
+    header->fileSize = headerSizeOf(type);
+    header->type = type;
+    header->headerLength = PSST_HEADER_LENGTH;
+    if (type == PSST_VPD || type == PSST_VPD_BACKUP) {
+        header->crc = crc32(0, &vpd_info.record, sizeof vpd_info.record);
+    }
+}
+
 int GetPeerStatus(int /*kind*/) {
     return 1;
-}
-
-int GetLinkStatus(void) {
-    uint8_t status = 0;
-    return XBMGT_GetInterfaceLinkStatus(&status) == 0 ? 1 : 0;
-}
-
-int VX_isPeerBladeOperational(void) {
-    return GetLinkStatus() != 0 ? 1 : 0;
 }

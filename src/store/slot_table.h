@@ -1,8 +1,9 @@
-// A table of slots, each on an in-use or a free list. The lists' heads and counts stand in the
-// control block, their links beside the table, so that walking them touches no record.
+// A table of slots, each on an in-use or a free list; one table for each kind of entry. The lists'
+// heads and counts are in the control block, their links beside the table, so that walking them
+// touches no record.
 #pragma once
 
-#include "store/loader.h"
+#include "store/record_io.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +28,7 @@ class SlotTable {
         for (std::size_t i = 0; i < count; ++i) {
             Entry& entry = entries_[i];
             auto const number = static_cast<uint32_t>(i);
-            if (int const result = loadRecord(type_, number, &entry.record, sizeof entry.record);
+            if (int const result = readRecord(type_, number, &entry.record, sizeof entry.record);
                 result < 0) {
                 return result;
             }
@@ -128,7 +129,8 @@ class SlotTable {
     Entry (&entries_)[count];
     PsstList list_;
     uint32_t type_;
-    VXLIST links_[count] = {};
+    // Apart from the constants above, in memory that takes no room in the program's file.
+    static inline VXLIST links_[count];
 };
 
 } // namespace vx

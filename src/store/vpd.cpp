@@ -3,10 +3,9 @@
 #include <vxblade/pmgr.h>
 
 #include "common/files.h"
-#include "store/control_block.h"
 #include "store/creators.h"
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+#include "store/record_io.h"
 
 #include <cstring>
 
@@ -78,6 +77,10 @@ int copyVpd(uint32_t from, uint32_t to, int create) {
 } // namespace vx
 
 using namespace vx;
+
+int WriteVpdFile(const VpdEntry* entry, uint32_t type) {
+    return type == PSST_VPD || type == PSST_VPD_BACKUP ? writeEntry(*entry, type) : -1;
+}
 
 int vxpmgr_create_vpd_psst(void) {
     int result = 0;

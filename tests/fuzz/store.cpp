@@ -1,7 +1,7 @@
 // The store's initialisation and readers over files of any content. Inputs edit a store that is
 // whole, so that most of it is reached whatever they damage.
-#include "store/psst_header.h"
 #include "store/psst_table.h"
+#include "store/record_io.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/memory_files.h"
 

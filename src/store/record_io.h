@@ -1,0 +1,68 @@
+// Records and headers between files and tables in memory, both ways. Every change to a file takes
+// the way of WritePsstFile, whose source says in which order it becomes durable.
+#pragma once
+
+#include "store/control_block.h"
+
+#include <vxblade/pmgr.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace vx {
+
+// ---- Headers ----
+
+// The three tests of every reader: magic, a size, the expected type.
+[[nodiscard]] bool isValidHeader(const PsstHeader& header, uint32_t type);
+
+// Reads the header of the open file of a type and tests it: the read's failure, or -1 where the
+// header is bad.
+[[nodiscard]] int checkHeader(uint32_t type);
+
+[[nodiscard]] constexpr uint64_t sequenceNumberOf(const PsstHeader& header) {
+    return uint64_t{header.sequenceHigh} << 32 | header.sequenceLow;
+}
+
+// ---- From a file into a table ----
+
+// Reads one record through the staging buffer, so that a failed read leaves the table as it was.
+[[nodiscard]] int readRecord(uint32_t type, uint32_t number, void* record, std::size_t size);
+
+// Reads the records of a type in order, from number 0 on.
+template <class Entry, std::size_t count>
+[[nodiscard]] int readEntries(std::span<Entry, count> entries, uint32_t type) {
+    static_assert(sizeof(Entry::record) <= sizeof scratch_pad);
+    uint32_t number = 0;
+    for (Entry& entry : entries) {
+        if (int const result = readRecord(type, number++, &entry.record, sizeof entry.record);
+            result < 0) {
+            return result;
+        }
+    }
+    return 0;
+}
+
+template <class Entry>
+std::span<Entry, 1> single(Entry& entry) {
+    return std::span<Entry, 1>(&entry, 1);
+}
+
+// The same after a check of the file's header.
+template <class Entry, std::size_t count>
+[[nodiscard]] int readFileInto(std::span<Entry, count> entries, uint32_t type) {
+    int const result = checkHeader(type);
+    return result < 0 ? result : readEntries(entries, type);
+}
+
+// ---- From a table into a file ----
+
+// Writes an entry's record to the slot of its index.
+template <class Entry>
+[[nodiscard]] int writeEntry(const Entry& entry, uint32_t type) {
+    return WritePsstFile(&entry.record, sizeof entry.record, type, entry.prefix.index,
+                         PSST_MODE_RECORD);
+}
+
+} // namespace vx
