@@ -12,7 +12,7 @@
 
 #include <vxblade/export.h>
 
-/* Four octets in text order: 192.168.0.1 is C0 A8 00 01. */
+/* Four octets in the order in which they are written: 192.168.0.1 is C0 A8 00 01. */
 typedef struct Ipv4Address {
     uint8_t octets[4];
 } Ipv4Address;
@@ -208,6 +208,9 @@ typedef struct PortSlot {
     uint8_t opaque720[576];
 } PortSlot;
 #define PORT_SLOT_MARKER 195
+/* A block of slots for each of the types 0, 1, 2 and 4. */
+#define PORT_SLOTS_PER_TYPE 8
+#define PORT_SLOTS (4 * PORT_SLOTS_PER_TYPE)
 static_assert(sizeof(PortSlot) == 1296, "port slot");
 static_assert(offsetof(PortSlot, params) == 8, "port slot parameters");
 static_assert(offsetof(PortSlot, params) + offsetof(PortParams, boardWords) == 600, "board words");
@@ -222,7 +225,7 @@ typedef struct HostGroupConfig {
 static_assert(sizeof(HostGroupConfig) == 940, "host-group record");
 static_assert(offsetof(HostGroupConfig, HostGroupName) == 6, "host-group name");
 
-/* Two halves of eight password texts. */
+/* Two halves of eight passwords. */
 typedef struct PasswordConfig {
     char Passwd[2][8][128];
 } PasswordConfig;

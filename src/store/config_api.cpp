@@ -1,5 +1,5 @@
 // Configuration records: between the files, the tables in memory and callers.
-#include <vxblade/pmgr.h>
+#include <vxblade/config_api.h>
 
 #include "store/record_io.h"
 
@@ -19,8 +19,6 @@ bool writesThrough(uint32_t flags) {
     return (flags & 0xFF) != 0;
 }
 
-constexpr std::size_t portsPerBlock = 8;
-
 // The table entry of a port: unknown types share the first block.
 std::optional<std::size_t> portEntryOf(uint32_t type, uint32_t number) {
     std::size_t block = 0;
@@ -37,7 +35,7 @@ std::optional<std::size_t> portEntryOf(uint32_t type, uint32_t number) {
     default:
         break;
     }
-    std::size_t const entry = block * portsPerBlock + number;
+    std::size_t const entry = block * PORT_SLOTS_PER_TYPE + number;
     if (number >= std::size(port_configuration) || entry >= std::size(port_configuration)) {
         return std::nullopt;
     }

@@ -12,7 +12,7 @@
 
 BridgeConfigEntry bridge_configuration;
 MgmtPortEntry mgmt_port;
-PortEntry port_configuration[32];
+PortEntry port_configuration[PORT_SLOTS];
 HostGroupEntry HostGroups[9];
 PasswordEntry passwd_data;
 SnmpEntry snmp_info;

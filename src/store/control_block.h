@@ -1,7 +1,7 @@
 // The control block's descriptors, and the tables' memory.
 #pragma once
 
-#include <vxblade/pmgr.h>
+#include <vxblade/control_block.h>
 
 #include <cstddef>
 

@@ -5,6 +5,8 @@
 #include "store/psst_table.h"
 #include "store/record_io.h"
 
+#include <vxblade/creators.h>
+
 #include <cstdio>
 #include <cstring>
 

@@ -6,7 +6,6 @@
 
 #include <vxblade/mirror_sync.h>
 #include <vxblade/platform.h>
-#include <vxblade/pmgr.h>
 
 #include <array>
 #include <cstring>

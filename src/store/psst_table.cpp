@@ -1,5 +1,7 @@
 #include "store/psst_table.h"
 
+#include <vxblade/records.h>
+
 #include <array>
 #include <cstddef>
 #include <iterator>
@@ -125,7 +127,7 @@ static_assert(tableIsConsistent());
 constexpr uint32_t bridgeOffset = PSST_HEADER_LENGTH;
 constexpr uint32_t mgmtPortOffset = bridgeOffset + sizeof(BridgeConfig);
 constexpr uint32_t portOffset = mgmtPortOffset + sizeof(MgmtPortSlot);
-constexpr uint32_t configEnd = portOffset + sizeof(PortSlot) * std::size(port_configuration);
+constexpr uint32_t configEnd = portOffset + sizeof(PortSlot) * PORT_SLOTS;
 static_assert(mgmtPortOffset == 2768 && portOffset == 3100 && configEnd == 44572);
 
 constexpr bool isInRange(int fileIndex) {

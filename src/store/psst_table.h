@@ -1,7 +1,7 @@
 // The files of the store: numbers, names and geometry.
 #pragma once
 
-#include <vxblade/pmgr.h>
+#include <vxblade/psst_table.h>
 
 #include <cstdint>
 #include <optional>
@@ -40,8 +40,8 @@ struct RecordPlace {
 // Nothing for codes out of range and for types that the record path does not reach.
 [[nodiscard]] std::optional<RecordPlace> placeOf(uint32_t type);
 
-// Bytes behind the header of a full file. Of the configuration file that is the end of its last
-// port slot, which lies behind its recorded size.
+// Bytes after the header of a full file. Of the configuration file that is up to the end of its
+// last port slot, which is after its recorded size.
 [[nodiscard]] uint32_t dataLengthOf(int fileIndex);
 
 } // namespace vx

@@ -4,7 +4,7 @@
 
 #include "store/control_block.h"
 
-#include <vxblade/pmgr.h>
+#include <vxblade/record_io.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // The vital product data: two files with the same record, each guarded by a CRC, of which one is
 // whole at any instant.
-#include <vxblade/pmgr.h>
+#include <vxblade/vpd.h>
 
 #include "common/files.h"
 #include "store/creators.h"

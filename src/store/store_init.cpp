@@ -1,5 +1,9 @@
+#include <vxblade/config_api.h>
+#include <vxblade/creators.h>
 #include <vxblade/platform.h>
-#include <vxblade/pmgr.h>
+#include <vxblade/record_files.h>
+#include <vxblade/store_init.h>
+#include <vxblade/vpd.h>
 
 #include "common/files.h"
 #include "common/shell.h"
