@@ -27,8 +27,14 @@ struct PsstFile {
 [[nodiscard]] const PsstFile& psstFile(int fileIndex);
 
 // File index and file-type code of each other.
-[[nodiscard]] int fileIndexOf(uint32_t type);
-[[nodiscard]] uint32_t fileTypeOf(int fileIndex);
+[[nodiscard]] constexpr int fileIndexOf(uint32_t type) {
+    return type <= PSST_PORT_CONFIG ? int{PSST_CONFIG_INDEX}
+                                    : static_cast<int>(type) - PSST_TYPE_LESS_INDEX;
+}
+[[nodiscard]] constexpr uint32_t fileTypeOf(int fileIndex) {
+    return fileIndex == PSST_CONFIG_INDEX ? uint32_t{PSST_BRIDGE_CONFIG}
+                                          : static_cast<uint32_t>(fileIndex + PSST_TYPE_LESS_INDEX);
+}
 
 // Where the records of a type lie.
 struct RecordPlace {

@@ -20,12 +20,12 @@ struct RemoteAccessFile {
     const char* exists;
 };
 constexpr RemoteAccessFile remoteAccessFiles[] = {
-    {"/mnt/nand1/telnet.cfg", 1397,
+    {VX_TELNET_CONFIG_PATH, 1397,
      "VerifyTelnetandSshConfigFiles: TelnetConfig File doesn't exist \n",
      InitializeTelnetConfigFile, 1401, " VerifyTelnetandSshConfigFiles: TelnetFile Exists \n"},
-    {"/mnt/nand1/ssh.cfg", 1405, "VerifyTelnetandSshConfigFiles: SshConfig File doesn't exist \n",
+    {VX_SSH_CONFIG_PATH, 1405, "VerifyTelnetandSshConfigFiles: SshConfig File doesn't exist \n",
      InitializeSshConfigFile, 1408, " VerifyTelnetandSshConfigFiles: SshFile Exists\n"},
-    {"/mnt/nand1/ftp.cfg", 1413, "VerifyTelnetandSshConfigFiles: ftpConfig File doesn't exist \n",
+    {VX_FTP_CONFIG_PATH, 1413, "VerifyTelnetandSshConfigFiles: ftpConfig File doesn't exist \n",
      InitializeftpConfigFile, 1416, " VerifyTelnetSshFtpConfigFiles: ftpFile Exists\n"},
 };
 
