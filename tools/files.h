@@ -6,8 +6,7 @@
 
 namespace tools {
 
-// Puts `text` at `to`, so that a power cut leaves the old file or the new one: written beside it,
-// synced, renamed, the folder synced. Throws std::system_error.
+// Replaces the file at `to` by `text`, as vx::replaceFile does. Throws std::system_error.
 void installText(std::string_view text, const std::filesystem::path& to);
 
 } // namespace tools

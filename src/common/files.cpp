@@ -42,7 +42,7 @@ bool temporaryOf(const char* path, Path& temporary) {
 
 // Replaces a file by what `fill` writes to a descriptor.
 template <class Fill>
-int replaceFileBy(const char* path, Fill fill) {
+int replaceFileBy(const char* path, mode_t mode, Fill fill) {
     Path temporary{};
     if (!temporaryOf(path, temporary)) {
         return -1;
@@ -50,7 +50,7 @@ int replaceFileBy(const char* path, Fill fill) {
     // Where a cut came into a rename, both names may stand for the one file: it is not written to.
     ::unlink(temporary.data());
     Descriptor const file(
-        openFile(temporary.data(), O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK, plainFileMode));
+        openFile(temporary.data(), O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK, mode));
     // Synced before it gets the name, or the name could come to stand for an empty file.
     if (!file.ok() || !fill(file.get()) || ::fsync(file.get()) != 0 ||
         ::rename(temporary.data(), path) != 0) {
@@ -63,7 +63,11 @@ int replaceFileBy(const char* path, Fill fill) {
 }
 
 bool writeAll(int fd, const void* data, std::size_t size) {
-    return ::write(fd, data, size) == static_cast<ssize_t>(size);
+    ssize_t const written = ::write(fd, data, size);
+    if (written >= 0 && static_cast<std::size_t>(written) < size) {
+        errno = ENOSPC; // a write that comes up short sets none
+    }
+    return written == static_cast<ssize_t>(size);
 }
 
 } // namespace
@@ -129,8 +133,8 @@ bool isRegularFile(const char* path) {
     return ::stat(path, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-int replaceFile(const char* path, const void* data, std::size_t size) {
-    return replaceFileBy(path, [=](int fd) { return writeAll(fd, data, size); });
+int replaceFile(const char* path, const void* data, std::size_t size, mode_t mode) {
+    return replaceFileBy(path, mode, [=](int fd) { return writeAll(fd, data, size); });
 }
 
 int replaceFileByCopy(const char* path, const char* from) {
@@ -138,7 +142,8 @@ int replaceFileByCopy(const char* path, const char* from) {
     if (!source.ok() || !isRegularFile(from)) {
         return -1;
     }
-    return replaceFileBy(path, [&source](int fd) { return copyRest(source.get(), fd); });
+    return replaceFileBy(path, plainFileMode,
+                         [&source](int fd) { return copyRest(source.get(), fd); });
 }
 
 int overwriteStart(const char* path, const void* data, std::size_t size) {

@@ -70,8 +70,9 @@ int syncFolderOf(const char* path);
 [[nodiscard]] bool isRegularFile(const char* path);
 
 // Replaces the file at `path` by `size` bytes, so that a power cut leaves the old or the new
-// content: written beside it, synced, renamed, the folder synced. 0 or -1.
-[[nodiscard]] int replaceFile(const char* path, const void* data, std::size_t size);
+// content: written beside it, synced, renamed, the folder synced. 0, or -1 with errno set.
+[[nodiscard]] int replaceFile(const char* path, const void* data, std::size_t size,
+                              mode_t mode = plainFileMode);
 // The same, by the content of the file at `from`. -1 also where that is no regular file.
 [[nodiscard]] int replaceFileByCopy(const char* path, const char* from);
 
