@@ -52,7 +52,7 @@ int openOrCreate(int fileIndex, int create) {
 } // namespace
 
 bool isUnfinished(const char* path) {
-    // Non-blocking: whatever stands in the file's place must not hang the blade.
+    // Non-blocking: whatever is in the file's place must not hang the blade.
     Descriptor const file(openFile(path, O_RDONLY | O_NONBLOCK));
     PsstHeader header{};
     if (!file.ok()) {
