@@ -1,24 +1,22 @@
 // The requests as constants, and what issues them.
 #pragma once
 
+#include "brapp/request_table.h"
+
 #include <vxblade/brapp.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace vx {
 
 enum class Device : uint8_t { bridgeApp, generalPurpose, led };
 
-constexpr char groupOf(Device device) {
-    return device == Device::bridgeApp ? 'b' : device == Device::generalPurpose ? 'h' : 'l';
-}
-
 struct Request {
     Device device;
-    char group;
-    unsigned number;
-    unsigned size; // of the record, exactly
+    uint8_t number;
+    uint16_t size; // of the record, exactly
 };
 
 // A value inside a record that tells the operations on one request apart.
@@ -28,36 +26,53 @@ struct Selector {
     uint32_t value;
 };
 
-constexpr bool isSound(const Request& request) {
-    constexpr unsigned sizeLimit = 1U << 14U; // bits of the size in a request code
-    return request.group == groupOf(request.device) && request.number <= UINT8_MAX &&
-           request.size > 0 && request.size < sizeLimit;
-}
-
-constexpr bool fits(const Selector& selector, const Request& request) {
+constexpr bool fits(const Selector& selector, Request request) {
     return selector.offset + selector.width <= request.size &&
            (selector.width == 4 || (selector.width == 1 && selector.value <= UINT8_MAX));
 }
 
-// vx::requests::<operation> for every row.
+// The record of a prototype that takes nothing else.
+template <class Prototype>
+struct RecordOf;
+template <class Record>
+struct RecordOf<int(Record*)> {
+    using Type = Record;
+};
+
+// Whether the driver stays within the record of such a prototype, as far as its type tells.
+template <class... Parameters>
+constexpr bool isWithin(int (*)(Parameters...), Request) {
+    return true;
+}
+template <class Record>
+constexpr bool isWithin(int (*)(Record*), Request request) {
+    if constexpr (!std::is_void_v<Record>) {
+        return sizeof(Record) >= request.size;
+    }
+    return true;
+}
+
+// vx::requests::<operation> for every row, each of which has its prototype.
 namespace requests {
-#define VX_ROW(operation, device, group, number, size, ...)                                        \
-    inline constexpr Request operation = {Device::device, group, number, size};                    \
-    static_assert(isSound(operation), #operation);
-VXBLADE_REQUESTS(VX_ROW, VX_ROW, VX_ROW, VX_ROW, VX_ROW)
+inline constexpr unsigned sizeLimit = 1U << 14U; // bits of the size in a request code
+#define VX_ROW(operation, device, number, ...)                                                     \
+    inline constexpr Request operation = {Device::device, number, XBMGT_##operation##_SIZE};       \
+    static_assert(operation.size > 0 && operation.size < sizeLimit, #operation);                   \
+    static_assert(isWithin(XBMGT_##operation, operation), #operation);
+VX_REQUESTS(VX_ROW, VX_ROW, VX_ROW, VX_ROW)
 #undef VX_ROW
 } // namespace requests
 
-// Issues a request on its device's descriptor (the LED device's is the caller's affair). The
-// request's result.
-int issue(const Request& request, void* record);
-int issueOn(int fd, const Request& request, void* record);
+// Issues a request on its device's descriptor, or on one that the caller opened. The request's
+// result.
+int issue(Request request, void* record);
+int issueOn(int fd, Request request, void* record);
 
 // Puts the selector into the record first; -1 for a null record.
-int issueWith(const Request& request, const Selector& selector, void* record);
+int issueWith(Request request, const Selector& selector, void* record);
 
 // -1 for a null record or one that does not hold the selector.
-int issueIf(const Request& request, const Selector& selector, void* record);
+int issueIf(Request request, const Selector& selector, void* record);
 
 // Issues a request with a record of this layer's own making.
 template <const Request& request, class Record>

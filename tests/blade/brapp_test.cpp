@@ -1,36 +1,25 @@
-// Every request to the drivers, issued on simulated ones.
-#include "tests/blade/brapp_drivers.h"
+// The bridge application's node, every request to the drivers, and log records, on simulated ones.
+#include "brapp/request_table.h"
+#include "tests/support/devices.h"
 
+#include <vxblade/brapp.h>
+#include <vxblade/hw.h>
+
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <concepts>
 #include <fstream>
+#include <functional>
 #include <map>
+#include <regex>
 #include <sstream>
+#include <tuple>
+
+#include <fcntl.h>
 
 namespace {
 
-struct Row {
-    std::string operation;
-    char group;
-    unsigned number;
-    unsigned size; // of the record
-};
-
-// The table of requests, as it is on the wire.
-std::vector<Row> readRows() {
-    std::ifstream table(TESTS "/brapp_requests.table");
-    std::vector<Row> rows;
-    for (std::string line; std::getline(table, line);) {
-        Row row;
-        if (std::istringstream fields(line); !line.starts_with('#') && fields >> row.operation >>
-                                                                           row.group >>
-                                                                           row.number >> row.size) {
-            rows.push_back(row);
-        }
-    }
-    return rows;
-}
-const std::vector<Row> rows = readRows();
+using namespace std::string_literals;
 
 struct Word {
     std::size_t offset;
@@ -38,221 +27,276 @@ struct Word {
     uint32_t value;
 };
 
-// What operations do to the caller's record before it is sent, or which one of zeros they make.
-enum class Start { callers, required, zeros };
-struct Change {
-    Start start = Start::callers;
+struct Row {
+    std::string operation;
+    char group;
+    unsigned number;
+    unsigned size;    // of the record
+    std::string kind; // put, require, own or none
     std::vector<Word> words;
-};
-// clang-format off
-const std::map<std::string, Change> changes = {
-    {"SetWriteCacheParams", {Start::callers, {{0, 4, 1}}}},                {"GetWriteCacheParams", {Start::callers, {{0, 4, 2}}}},
-    {"ClearWriteCacheStats", {Start::callers, {{0, 4, 3}}}},               {"WcSetSecureErased", {Start::callers, {{0, 4, 5}}}},
-    {"WcSetBootupMode", {Start::zeros, {{0, 4, 0x80000002}}}},             {"SetDriveConfig", {Start::zeros, {{0, 4, 1}}}},
-    {"SetBaseMac", {Start::callers, {{0, 4, 2}}}},                         {"SetBuildWriteCache", {Start::callers, {{0, 4, 3}}}},
-    {"SetWriteCacheMarkers", {Start::required, {{0, 4, 4}}}},              {"SetStoragePool", {Start::required, {{0, 4, 5}}}},
-    {"GetStoragePool", {Start::required, {{0, 4, 6}}}},                    {"CreateTpControllerLun", {Start::required, {{0, 4, 7}}}},
-    {"SendAppReqResp", {Start::callers, {{7, 1, 3}}}},                     {"WaitForAppReqResp", {Start::callers, {{7, 1, 2}}}},
-    {"WaitForCmdExecConfirm", {Start::callers, {{7, 1, 4}}}},              {"SendAcbAppRsp", {Start::callers, {{7, 1, 5}}}},
-    {"SendClusterAppRsp", {Start::callers, {{7, 1, 6}}}},                  {"GetDriveFromConfiguredStoragePool", {Start::callers, {{4, 4, 1}}}},
-    {"GetDriveFromFreeStoragePool", {Start::callers, {{4, 4, 2}}}},        {"AddDriveToConfiguredStoragePool", {Start::callers, {{0, 4, 2}, {4, 4, 0}}}},
-    {"GetHeartBeatStatus", {Start::callers, {{19, 1, 0}}}},                {"SetHeartBeatServiceStatus", {Start::callers, {{19, 1, 1}}}},
-    {"ReqOrNotifyPeer", {Start::zeros, {{0, 2, 0x8102}, {2, 2, 0x1234}}}}, {"SetAdapterId", {Start::zeros, {{0, 4, 0x80000001}, {4, 4, 0x12345678}}}},
-    {"PersistenceBootComplete", {Start::zeros, {{0, 4, 0x90ABCDEF}}}},     {"TestScsiComm", {Start::zeros, {{0, 4, 0x01020304}}}},
-    {"SelectPrimaryEEPROM", {Start::zeros, {{0, 4, 2}}}},                  {"SelectSecondaryEEPROM", {Start::zeros, {{0, 4, 3}}}},
-    {"SelectEEPROMMux", {Start::zeros, {{0, 1, 1}}}},                      {"getTwoBladesActive", {Start::zeros, {}}},
-};
-// clang-format on
 
-Change changeOf(const std::string& operation) {
-    auto const found = changes.find(operation);
-    return found == changes.end() ? Change{} : found->second;
-}
+    [[nodiscard]] std::string code() const { return group + std::to_string(number); }
+};
 
-void put(const Word& word, unsigned char* record) {
-    for (std::size_t i = 0; i < word.width; ++i) {
-        record[word.offset + i] = static_cast<unsigned char>(word.value >> (8 * i));
+// The table of requests, as it is on the wire.
+const std::map<std::string, Row> rows = [] {
+    std::ifstream table(TESTS "/brapp_requests.table");
+    std::map<std::string, Row> all;
+    for (std::string line; std::getline(table, line);) {
+        std::istringstream fields(line);
+        fields.unsetf(std::ios::basefield); // hexadecimal numbers too
+        Row row;
+        if (fields >> row.operation >> row.group >> row.number >> row.size) {
+            fields >> row.kind;
+            for (Word w{}; fields >> w.offset >> w.width >> w.value;) {
+                row.words.push_back(w);
+            }
+            all[row.operation] = row;
+        }
     }
+    return all;
+}();
+
+// Calls a function with the caller's record and the row's numbers.
+using Call = std::function<int(void* record, const Row&)>;
+template <class Record>
+Record* argument(void* record, const Word*&, Record**) {
+    return static_cast<Record*>(record);
+}
+template <std::integral Number>
+Number argument(void*, const Word*& next, Number*) {
+    return static_cast<Number>((next++)->value);
+}
+template <class... Parameters>
+Call callOf(int (*function)(Parameters...)) {
+    return [function]([[maybe_unused]] void* record, const Row& row) {
+        [[maybe_unused]] const Word* next = row.words.data();
+        std::tuple<Parameters...> values{
+            argument(record, next, static_cast<Parameters*>(nullptr))...};
+        return std::apply(function, values);
+    };
+}
+#define CALL(operation, ...) {#operation, callOf(XBMGT_##operation)},
+const std::map<std::string, Call> calls = {VX_REQUESTS(CALL, CALL, CALL, CALL)};
+
+void put(const Word& word, Bytes& record) {
+    std::memcpy(&record.at(word.offset), &word.value, word.width);
 }
 
-uint32_t twoBladesActive = 99;
-
-using Call = int (*)(void* record);
-#define CALL(operation, ...) {#operation, [](void* record) { return XBMGT_##operation(record); }},
-#define CALL_TYPED(operation, device, group, number, size, type)                                   \
-    {#operation, [](void* record) { return XBMGT_##operation(static_cast<type*>(record)); }},
-#define CALLED_ABOVE(...)
-// clang-format off
-const std::map<std::string, Call> calls = {
-    {"SetPortParams", [](void* p) { return XBMGT_SetPortParams(static_cast<PortParams*>(p)); }},
-    {"SetNvRam", [](void* record) { return XBMGT_SetNvRam(record); }},
-    {"SetLed", [](void* record) { return XBMGT_SetLed(record); }},
-    {"SendAppReqResp", [](void* record) { return XBMGT_SendAppReqResp(record, 3); }},
-    {"AddDriveToConfiguredStoragePool", [](void* record) { return XBMGT_AddDriveToConfiguredStoragePool(record); }},
-    {"SetDriveConfig", [](void*) { return XBMGT_SetDriveConfig(); }},
-    {"WcSetBootupMode", [](void*) { return XBMGT_WcSetBootupMode(0x80000002); }},
-    {"ReqOrNotifyPeer", [](void*) { return XBMGT_ReqOrNotifyPeer(0x8102, 0x1234); }},
-    {"SetAdapterId", [](void*) { return XBMGT_SetAdapterId(0x80000001, 0x12345678); }},
-    {"PersistenceBootComplete", [](void*) { return XBMGT_PersistenceBootComplete(0x90ABCDEF); }},
-    {"TestScsiComm", [](void*) { return XBMGT_TestScsiComm(0x01020304); }},
-    {"SelectPrimaryEEPROM", [](void*) { return XBMGT_SelectPrimaryEEPROM(2); }},
-    {"SelectSecondaryEEPROM", [](void*) { return XBMGT_SelectSecondaryEEPROM(3); }},
-    {"SelectEEPROMMux", [](void*) { return XBMGT_SelectEEPROMMux(1); }},
-    {"getTwoBladesActive", [](void*) { return XBMGT_getTwoBladesActive(&twoBladesActive); }},
-    VXBLADE_REQUESTS(CALL, CALL_TYPED, CALL, CALL, CALLED_ABOVE)
-};
-// clang-format on
-
-std::string codeOf(const Row& row) {
-    return row.group + std::to_string(row.number);
-}
-
-std::string traced(const Row& row, const std::string& result) {
-    const char* const device = row.group == 'b'   ? "vxbrapp "
-                               : row.group == 'h' ? "vxgpdev "
-                                                  : "vxllednode ";
-    return device + codeOf(row) + " " + std::to_string(row.size) + " = " + result + "\n";
-}
-
-// A record of no two equal neighbours, and room behind it that no driver may touch.
-Bytes recordOf(const Row& row) {
-    Bytes record(row.size + 32);
-    for (std::size_t i = 0; i < record.size(); ++i) {
-        record[i] = static_cast<unsigned char>(0x40 + i % 251);
+// Each test starts with both devices open and drivers that accept everything.
+class Requests : public DeviceTest {
+  protected:
+    void SetUp() override {
+        DeviceTest::SetUp();
+        BrAppHandle = ::open("/dev/vxbrapp", O_RDWR | O_CLOEXEC);
+        gpDevHandle = ::open("/dev/vxgpdev", O_RDWR | O_CLOEXEC);
     }
-    return record;
-}
 
-class Requests : public DriversTest {};
+    // The requests that drivers saw since the last call: "vxbrapp b18 712 = 0\n" …
+    static std::string issued() {
+        static const std::regex request(" [bhl][0-9]");
+        std::vector<std::string> lines = traced();
+        std::erase_if(lines, [](auto& line) { return !std::regex_search(line, request); });
+        return joined(lines);
+    }
+
+    // The record of the last such request, as its caller passed it: "b18".
+    static Bytes passed(const std::string& request) {
+        return readBytes("/dev/blade/requests/" + request + ".bin");
+    }
+};
 
 TEST_F(Requests, AllRows) {
     ASSERT_EQ(rows.size(), 129U);
-    ASSERT_EQ(calls.size(), 129U);
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.operation);
-        Change const change = changeOf(row.operation);
-        Bytes record = recordOf(row);
-        Bytes expected = change.start == Start::zeros ? Bytes(row.size) : record;
-        for (const Word& word : change.words) {
-            put(word, expected.data());
-            if (change.start == Start::required) {
-                put(word, record.data());
+    std::map<char, const char*> const devices = {
+        {'b', "vxbrapp "}, {'h', "vxgpdev "}, {'l', "vxllednode "}};
+    for (auto const& [operation, row] : rows) {
+        SCOPED_TRACE(operation);
+        Bytes record(row.size + 32); // no driver may touch the room after it
+        for (std::size_t i = 0; i < record.size(); ++i) {
+            record[i] = static_cast<unsigned char>(0x40 + i % 251); // no two equal neighbours
+        }
+        bool const isOwn = row.kind == "own";
+        Bytes expected = isOwn ? Bytes(record.size()) : record;
+        for (const Word& word : row.words) {
+            put(word, expected);
+            if (row.kind == "require") {
+                put(word, record);
             }
         }
-        Bytes const own = record; // kept where the function makes its record itself
-        control("answer " + codeOf(row) + " a5\nreturn " + codeOf(row) + " 7");
-        printedBy([&] { EXPECT_EQ(calls.at(row.operation)(record.data()), 7); });
-        EXPECT_EQ(issued(), traced(row, "7"));
-        EXPECT_EQ(passed(codeOf(row)), Bytes(expected.data(), expected.data() + row.size));
+        Bytes const before = record;
+        control("answer " + row.code() + " a5\nreturn " + row.code() + " 7");
+        printedBy([&] { EXPECT_EQ(calls.at(operation)(record.data(), row), 7); });
+        EXPECT_EQ(issued(),
+                  devices.at(row.group) + row.code() + " " + std::to_string(row.size) + " = 7\n");
+        EXPECT_EQ(passed(row.code()), Bytes(expected.data(), expected.data() + row.size));
         expected[0] = 0xA5;
-        EXPECT_EQ(record, change.start == Start::zeros ? own : expected);
+        EXPECT_EQ(record, isOwn ? before : expected);
         control("reset");
     }
 }
 
-// No record: refused where a selector belongs in it, the driver's affair elsewhere.
-TEST_F(Requests, NullRecords) {
-    for (const Row& row : rows) {
-        Change const change = changeOf(row.operation);
-        bool const isCopied = row.operation == "SetClusterCachedLun"; // by system_calls
-        if (change.start == Start::zeros || isCopied) {
+// Without a record: refused where a selector belongs in it, the driver's affair elsewhere. With one
+// that has another selector than it must have: refused.
+TEST_F(Requests, RefusedRecords) {
+    for (auto const& [operation, row] : rows) {
+        if (row.kind == "own" || operation == "SetClusterCachedLun") { // system_calls copies it
             continue;
         }
         errno = 0;
-        printedBy([&] { EXPECT_EQ(calls.at(row.operation)(nullptr), -1) << row.operation; });
-        EXPECT_EQ(errno, change.words.empty() ? EFAULT : 0) << row.operation;
+        printedBy([&, &row = row] { EXPECT_EQ(calls.at(row.operation)(nullptr, row), -1); });
+        EXPECT_EQ(errno, row.words.empty() ? EFAULT : 0) << operation;
+        for (uint32_t const wrong : {1U, 0xFFU, 0x100U, 1U << 24U}) {
+            Bytes record(row.size);
+            if (row.kind == "require") {
+                put({0, 4, row.words[0].value ^ wrong}, record);
+                EXPECT_EQ(calls.at(operation)(record.data(), row), -1) << operation << wrong;
+            }
+        }
     }
-    EXPECT_EQ(XBMGT_getTwoBladesActive(nullptr), -1);
     EXPECT_EQ(issued(), "");
 }
 
-TEST_F(Requests, RefusedSelectors) {
-    for (auto const& [operation, change] : changes) {
-        if (change.start != Start::required) {
-            continue;
-        }
-        uint32_t const wanted = change.words[0].value;
-        for (uint32_t const word : {0U, wanted - 1, wanted + 1, wanted | 0x100U, wanted << 24U}) {
-            Bytes record(304, static_cast<unsigned char>(wanted));
-            put({0, 4, word}, record.data());
-            Bytes const before = record;
-            EXPECT_EQ(calls.at(operation)(record.data()), -1) << operation << word;
-            EXPECT_EQ(record, before);
-        }
-    }
-    Bytes const before(44, 0x11);
-    for (int const other : {0, 2, 4, 5, 6, -1, 257, 259}) {
-        Bytes record = before;
-        errno = 0;
-        EXPECT_EQ(XBMGT_SendAppReqResp(record.data(), other), -1) << other;
-        EXPECT_EQ(errno, EINVAL);
-        EXPECT_EQ(record, before);
-    }
-    EXPECT_EQ(issued(), "");
-    Bytes record = before;
-    EXPECT_EQ(XBMGT_SendAppReqResp(record.data(), 1), 0);
-    EXPECT_EQ(passed("b120").at(7), 1);
-}
-
-TEST_F(Requests, EepromSelection) {
+TEST_F(Requests, RefusedParameters) {
     struct {
-        int (*select)(int32_t);
-        int first, last;
-        const char* request;
-    } const cases[] = {{XBMGT_SelectPrimaryEEPROM, 1, 2, "h8"},
-                       {XBMGT_SelectSecondaryEEPROM, 3, 4, "h8"},
-                       {XBMGT_SelectEEPROMMux, 0, 1, "h18"}};
+        const char* operation;
+        uint32_t accepted[2];
+        int error;
+    } const cases[] = {{"SendAppReqResp", {1, 3}, EINVAL},
+                       {"SelectPrimaryEEPROM", {1, 2}, 0},
+                       {"SelectSecondaryEEPROM", {3, 4}, 0},
+                       {"SelectEEPROMMux", {0, 1}, 0}};
     for (auto const& c : cases) {
-        for (int const which : {-1, 0, 1, 2, 3, 4, 5, 256, 257, 259}) {
-            SCOPED_TRACE(std::to_string(c.first) + ": " + std::to_string(which));
-            bool const accepted = which >= c.first && which <= c.last;
-            printedBy([&] { EXPECT_EQ(c.select(which), accepted ? 0 : -1); });
+        for (uint32_t const value : {~0U, 0U, 1U, 2U, 3U, 4U, 5U, 6U, 256U, 257U, 259U}) {
+            SCOPED_TRACE(c.operation + std::to_string(value));
+            Row row = rows.at(c.operation);
+            row.words[0].value = value;
+            Bytes record(44, 0x11);
+            errno = 0;
+            bool const accepted = value == c.accepted[0] || value == c.accepted[1];
+            printedBy(
+                [&] { EXPECT_EQ(calls.at(c.operation)(record.data(), row), accepted ? 0 : -1); });
             EXPECT_EQ(issued().empty(), !accepted);
-            EXPECT_TRUE(!accepted || passed(c.request)[0] == which);
+            EXPECT_EQ(errno, accepted ? 0 : c.error);
+            EXPECT_TRUE(accepted ? passed(row.code())[row.words[0].offset] == value
+                                 : record == Bytes(44, 0x11));
         }
     }
     EXPECT_EQ(printedBy([] { XBMGT_SelectEEPROMMux(2); }),
               "XBMGT_SelectEEPROMMux 1424: Invalid parameter 2\n");
 }
 
-TEST_F(Requests, AnswersAreStored) {
-    control("answer h14 02\nanswer h27 0807060504030201\nanswer h7 5a");
-    uint32_t active = 0xFFFFFFFF;
-    EXPECT_EQ(XBMGT_getTwoBladesActive(&active), 0);
-    EXPECT_EQ(active, 2U);
-    uint64_t slot = 0;
-    EXPECT_EQ(XBMGT_GetBladeSlotPostition(&slot), 0);
-    EXPECT_EQ(slot, 0x0102030405060708U);
-    uint8_t status = 0;
-    EXPECT_EQ(XBMGT_GetInterfaceLinkStatus(&status), 0);
-    EXPECT_EQ(status, 0x5A);
-    control("reset\nfail vxgpdev h14 EIO 1");
-    EXPECT_EQ(XBMGT_getTwoBladesActive(&active), -1);
-    EXPECT_EQ(active, 0U);
-}
-
 TEST_F(Requests, ErrorsAreTheDrivers) {
     Bytes record(2360, 1);
-    control("fail vxbrapp b19 EINVAL 1");
+    std::size_t const open = openDescriptors();
+    control("fail vxbrapp b19 EINVAL 1\nfail vxllednode l1 EIO 1");
     EXPECT_EQ(XBMGT_UnMapTargetDevice(record.data()), -1);
     EXPECT_EQ(errno, EINVAL);
-    ::close(BrAppHandle);
-    ::close(gpDevHandle);
-    BrAppHandle = gpDevHandle = -1;
-    for (Call const call : {calls.at("GetLunInfo"), calls.at("GetPCMStatus")}) {
-        EXPECT_EQ(call(record.data()), -1);
-        EXPECT_EQ(errno, EBADF);
-    }
-}
-
-// The LED node is opened for each request.
-TEST_F(Requests, Led) {
-    Bytes record = {1, 2};
-    std::size_t const open = openDescriptors();
-    control("fail vxllednode l1 EIO 1");
     EXPECT_EQ(XBMGT_SetLed(record.data()), -1);
     EXPECT_EQ(errno, EIO);
-    EXPECT_EQ(openDescriptors(), open) << "left open";
+    EXPECT_EQ(openDescriptors(), open) << "the LED node is left open";
+}
+
+TEST_F(Requests, BridgeAppIsOpenedOnce) {
+    XBMGT_CloseBridgeApp(std::exchange(BrAppHandle, -1));
+    int const fd = XBMGT_OpenBridgeApp("vxbrapp");
+    EXPECT_EQ(BrAppHandle, fd);
+    EXPECT_EQ(printedBy([=] { EXPECT_EQ(XBMGT_OpenBridgeApp("vx-none"), fd); }),
+              "Brapp handle already initialized! " + std::to_string(fd) + " \n");
+    EXPECT_EQ(XBMGT_CloseBridgeApp(fd), 0);
+    EXPECT_EQ(XBMGT_CloseBridgeApp(fd), -1);
+    EXPECT_EQ(std::exchange(BrAppHandle, -1), fd);
+    std::string const text = printedBy([] { EXPECT_EQ(XBMGT_OpenBridgeApp("vx-none"), 0); });
+    EXPECT_TRUE(text.starts_with("Brapp handle not available yet: -1 , 2 \nBrapp handle"));
+    EXPECT_TRUE(text.ends_with("\nTime out waiting for Brapp handle: -1 , 2 \n"
+                               "MGMT_OpenBridgeApp: Open failed bridgeapphandle = -1\n"
+                               "ErrorNumber is No such file or directory\n"));
+}
+
+bool takesLogs = false; // instead of the driver
+struct {
+    uint32_t code, length;
+    const void* payload;
+} logRecord;
+Bytes payload; // read while its sender still has it
+
+TEST_F(Requests, LogRecords) {
+    static constexpr uint32_t words[] = {1, 0x80000002, 3};
+    static constexpr char text[] = "12345678";
+    constexpr uint32_t code = 0xF0000123; // its top bits give way to the kind
+    struct {
+        std::function<int()> send;
+        uint32_t kind;
+        std::vector<uint32_t> words; // of the payload
+    } const cases[] = {
+        // clang-format off
+        {[] { return XBRPC_LOG0(code); }, 1, {}},
+        {[] { return XBRPC_LOG1(code, 7); }, 1, {7}},
+        {[] { return XBRPC_LOG2(code, 7, 9); }, 1, {7, 9}},
+        {[] { return XBRPC_LOG3(code, 7, 9, 11); }, 1, {7, 9, 11}},
+        {[] { return XBRPC_LOG4(code, 4, 3, 2, 1); }, 1, {4, 3, 2, 1}},
+        {[] { return XBRPC_LOG5(code, 5, 4, 3, 2, 1); }, 1, {5, 4, 3, 2, 1}},
+        {[] { return XBRPC_LOG8(code, 8, 7, 6, 5, 4, 3, 2, 1); }, 1, {8, 7, 6, 5, 4, 3, 2, 1}},
+        {[] { return XBRPC_LOG9(code, 9, 8, 7, 6, 5, 4, 3, 2, 1); }, 1, {9, 8, 7, 6, 5, 4, 3, 2, 1}},
+        {[] { return XBRPC_LOGn(code, words, 3); }, 1, {1, 0x80000002, 3}},
+        {[] { return XBRPC_LogData(code, words, 8); }, 4, {1, 0x80000002}},
+        {[] { return XBRPC_LogString(code, text); }, 3, {0x34333231, 0x38373635}},
+        {[] { return XBRPC_LogString(code, text + 8); }, 3, {}},
+        // clang-format on
+    };
+    takesLogs = true;
+    for (auto const& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        EXPECT_EQ(c.send(), 5);
+        EXPECT_EQ(logRecord.code, 0x123 | c.kind << 28);
+        EXPECT_EQ(payload, bytesOf(c.words.data(), 4 * c.words.size()));
+    }
+    takesLogs = false;
+    EXPECT_EQ(XBRPC_LOGn(code, words, 0x40000000), -1) << "a length of 2^32";
+    EXPECT_EQ(errno, EMSGSIZE);
+    EXPECT_EQ(issued(), "");
+}
+
+TEST_F(Requests, PortParametersArePrinted) {
+    PortParams record{};
+    auto* const bytes = reinterpret_cast<unsigned char*>(&record);
+    for (std::size_t i = 0; i < sizeof record; ++i) {
+        bytes[i] = static_cast<unsigned char>(i % 255 + 1); // strings that no NUL ends
+    }
+    record.type = PORT_TYPE_ISCSI;
+    record.number = 3;
+    record.iScsiNameString[3] = '\0';
+    std::string const lines = printedBy([&] { XBMGT_LogPortParams(&record); });
+    EXPECT_TRUE(lines.starts_with("Port parameters: Type: 1 Id: 3\n MacAddr: 07-08-09-0a-0b-0c\n"));
+    EXPECT_EQ(std::ranges::count(lines, '\n'), 61);
+    std::string const serialNumber(record.SerialNumber, sizeof record.SerialNumber);
+    for (std::string const& line :
+         {" IpAddr: 0d-0e-0f-10"s, "InstanceNo: 26 (0x1a)"s, " iScsiNameString: \x9f\xa0\xa1"s,
+          " SerialNumber: " + serialNumber, "LinkCfg: 4193843190 (0xf9f8f7f6)"s}) {
+        EXPECT_NE(lines.find("\n" + line + "\n"), std::string::npos) << line;
+    }
+    EXPECT_EQ(printedBy([] { XBMGT_LogPortParams(nullptr); }), "");
+
+    auto const set = [&] { EXPECT_EQ(XBMGT_SetPortParams(&record), 0); };
+    EXPECT_EQ(printedBy(set), "Inside XBMGT_SetPortParams: \n" + lines);
+    record.type = PORT_TYPE_GIGE;
+    EXPECT_EQ(printedBy(set), "Inside XBMGT_SetPortParams: \nPort parameters: Type: 2 Id: 3\n");
+    EXPECT_EQ(printedBy([=] { XBMGT_SetNvRam(bytes); }),
+              "XBMGT_SetNvRam: Handle = " + std::to_string(BrAppHandle) + " \n");
 }
 
 } // namespace
+
+extern "C" {
+
+int __real_XBMGT_WriteLog(void* record);
+
+int __wrap_XBMGT_WriteLog(void* record) {
+    if (!takesLogs) {
+        return __real_XBMGT_WriteLog(record);
+    }
+    std::memcpy(&logRecord, record, sizeof logRecord);
+    payload = bytesOf(logRecord.payload, logRecord.length);
+    return 5;
+}
+}
