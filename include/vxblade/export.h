@@ -4,11 +4,15 @@
  * 1. Headers are C11 and C++20. Functions have C linkage and unmangled names; no C++ library
  *    type crosses the border.
  * 2. Status results: 0 is success, -1 (or another negative value) failure, unless a function's
- *    comment says otherwise. Nothing throws.
- * 3. Lengths are in bytes. Texts end in a NUL. Numbers on a medium are little-endian.
- * 4. The caller owns every buffer that it passes; nothing is kept after the call returns unless
+ *    comment says otherwise. Nothing throws or ends the process.
+ * 3. Lengths and offsets are in bytes. Strings end in a NUL. Numbers on a medium are
+ *    little-endian, IP and MAC addresses are bytes in network order.
+ * 4. Pointers are not null unless the comment says what a null one does.
+ * 5. The caller owns every buffer that it passes; nothing is kept after the call returns unless
  *    the comment says so.
- * 5. One thread at a time: the layer's tables and descriptors are process-wide and unlocked.
+ * 6. Descriptors are close-on-exec and above 2, so that a closed standard stream is never a device.
+ * 7. One thread at a time: the layer's tables and descriptors are process-wide and unlocked. A
+ *    header or comment that allows more says so.
  */
 #ifndef VXBLADE_EXPORT_H
 #define VXBLADE_EXPORT_H

@@ -1,8 +1,10 @@
 /*
  * Read-only queries of the blade's network interfaces: properties through the kernel's socket
- * requests, gateways and IPv6 addresses from the tables under /proc/net. Reports and diagnostics
- * go to standard output. `ifname` is a NUL-terminated interface name everywhere; a null one names
- * no interface.
+ * requests, gateways and IPv6 addresses from the tables under /proc/net.
+ *
+ * `ifname` is the name of an interface everywhere; a null one, and an empty one, names none.
+ * Reports and diagnostics go to standard output. No function keeps state, so threads may call them
+ * at the same time, each with a handle, descriptor and buffers of its own.
  */
 #ifndef VXBLADE_NET_H
 #define VXBLADE_NET_H
@@ -24,17 +26,23 @@ struct ifreq; /* of <net/if.h> */
  */
 class VXBLADE_API VXNetIoctl {
   public:
-    /* Makes an IPv4 stream socket, close-on-exec. Prints "Started" and "Opened socked %d" with the
-     * descriptor, -1 when none could be made. */
+    /* Makes an IPv4 stream socket, which the object owns. Prints "Started" and "Opened socked %d"
+     * with the descriptor, -1 when none could be made. */
     VXNetIoctl();
+    /* Closes the socket. */
     VXBLADE_API virtual ~VXNetIoctl() { closeSocket(); }
     VXNetIoctl(const VXNetIoctl&) = delete;
     VXNetIoctl& operator=(const VXNetIoctl&) = delete;
 
     /*
-     * Issues `request` (SIOCGIFMTU and the like) for the interface. The name field of `ifreq` is
-     * filled with at most 16 characters of the name, and the kernel fills in the answer. Returns
-     * ioctl's result; -1 without a request when there is no socket, name or `ifreq`.
+     * Issues a request for the interface.
+     *
+     *   ifname   at most 16 characters of it fill the name field of `ifreq`
+     *   request  SIOCGIFMTU and the like
+     *   ifreq    the caller's; the kernel stores the answer in it
+     *
+     * Returns ioctl's result: 0, or -1 with errno set. -1 without a request, errno as it was, when
+     * there is no socket, name or `ifreq`.
      */
     int getNetProperty(const char* ifname, unsigned long request, struct ifreq* ifreq) const;
 
@@ -49,16 +57,17 @@ typedef struct VXNetIoctl VXNetIoctl;
 
 VXBLADE_BEGIN
 
-/* Makes a VXNetIoctl, which the caller destroys. Null only when memory is exhausted. */
+/* Makes a VXNetIoctl, which the caller owns and destroys by VXNetIoctlDestroyHnd. Null only when
+ * memory is exhausted: without a socket there is a handle too. */
 VXBLADE_API VXNetIoctl* VXNetIoctlGetHnd(void);
 /* Destroys it and closes its socket; null is ignored. */
 VXBLADE_API void VXNetIoctlDestroyHnd(VXNetIoctl* handle);
-/* getNetProperty of the handle; -1 for a null one. */
+/* VXNetIoctl::getNetProperty of the handle, with its parameters and results; -1 for a null one. */
 VXBLADE_API int VXNetIoctlGetNetProperty(const VXNetIoctl* handle, const char* ifname,
                                          unsigned long request, struct ifreq* ifreq);
 
-/* Prints what the kernel reports for the interface: index, flags, MTU, hardware and IPv4
- * addresses, gateway. What it does not report is left out. */
+/* Prints what the kernel reports for the interface: index, flags, MTU in bytes, hardware and IPv4
+ * addresses, gateway. What it does not report is left out; there is no result. */
 VXBLADE_API void printInterfaceInfo(const char* ifname);
 
 /*
@@ -107,38 +116,46 @@ static_assert(offsetof(VXNetRouteEntry6, name) == 40, "route device name");
  */
 
 /*
- * Fills the IPv6 addresses of a port record (at least 74 bytes, see PortParams) with those of
- * interface "eth0" in the table's order: the first two global ones, 16 bytes each at offsets 26 and
- * 42, and the last link-local one at 58. What is not found stays as it is; ::1 is ignored, further
- * global addresses are reported and dropped. 0, or -1 when the table cannot be opened.
+ * Fills the IPv6 addresses of a port record with those of interface "eth0" in the table's order.
+ *
+ *   record  the caller's, a PortParams or at least its first 74 bytes: the first two global
+ *           addresses go to offsets 26 and 42, the last link-local one to 58, 16 bytes each. What
+ *           is not found stays as it is; ::1 is ignored, further global ones reported and dropped
+ *
+ * 0, or -1 with `record` as it was when the table cannot be opened.
  */
 VXBLADE_API int VXNetGetActualIpv6Data(void* record);
 
 /*
  * Copies the next hop of the interface's first usable IPv6 gateway route, whether that is the
- * default route or not, to the 16 bytes at `address`; zeros when there is none. 0, or -1 when the
- * table cannot be opened (`address` then stays).
+ * default route or not.
+ *
+ *   address  the caller's 16 bytes, in network order; zeros when there is no such route
+ *
+ * 0, or -1 with `address` as it was when the table cannot be opened.
  */
 VXBLADE_API int VXNetGetGateway6(const char* ifname, uint8_t* address);
 
-/* Reads the next line of an open /proc/net/ipv6_route. 0, or -1 with a zeroed record at the end
- * and, reported, at a malformed line. */
+/* Reads the next line of `fd`, an open /proc/net/ipv6_route that stays the caller's, into the
+ * caller's `record`. 0, or -1 with a zeroed record at the end and, reported, at a malformed line.
+ */
 VXBLADE_API int VXNetGetRouteEntry6(int fd, VXNetRouteEntry6* record);
 
-/* Converts 32 hexadecimal digits, the start of a NUL-terminated text, into 16 bytes. 0, or -1,
- * reported, with `address` unchanged. */
+/* Converts 32 hexadecimal digits, the start of the string `text`, into the 16 bytes at `address`.
+ * 0, or -1, reported, with `address` unchanged. */
 VXBLADE_API int read_inet6_addr_string(uint8_t* address, const char* text);
 
-/* Reads until `count` bytes are there or read returns less than 1. Returns the number of bytes;
- * no NUL is added. */
+/* Reads from `fd` until `count` bytes are in `buffer` or read returns less than 1. Returns the
+ * number of bytes, 0 at the end, on an error and for a `count` of 0 or less; no NUL is added. */
 VXBLADE_API int read_line_from_file(int fd, char* buffer, int count);
 
-/* Opens /proc/net/if_inet6: a descriptor, close-on-exec, or -1. */
+/* Opens /proc/net/if_inet6: a descriptor, which the caller owns, or -1 with errno set. */
 VXBLADE_API int open_ipv6_interface_file(void);
-/* Closes it. close's result. */
+/* Closes the descriptor. close's result: 0, or -1 with errno set. */
 VXBLADE_API int close_ipv6_interface_file(int fd);
-/* Reads on to the next address of the interface; malformed lines are reported and skipped. 0, or
- * -1 with a zeroed record at the end and, reported, at a partial line. */
+/* Reads `fd`, an open /proc/net/if_inet6, on to the next address of the interface, into the
+ * caller's `record`; malformed lines are reported and skipped. 0, or -1 with a zeroed record at the
+ * end and, reported, at a partial line. */
 VXBLADE_API int read_next_interface_params(int fd, const char* ifname,
                                            VXNetInterfaceParams* record);
 

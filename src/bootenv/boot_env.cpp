@@ -7,7 +7,7 @@
 
 #include "bootenv/copies.h"
 #include "common/files.h"
-#include "common/messages.h"
+#include "common/streams.h"
 
 #include <vxblade/nor.h>
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-enum class Payload : uint32_t { words = 1, text = 3, data = 4 };
+enum class Payload : uint32_t { words = 1, string = 3, data = 4 };
 
 // As the driver takes it. The address has 64 bits so that the record is the same on a 32-bit
 // blade, where its upper half is zero, and on a 64-bit machine.
@@ -77,7 +77,7 @@ int XBRPC_LOGn(uint32_t code, const uint32_t* words, uint32_t count) {
 }
 
 int XBRPC_LogString(uint32_t code, const char* text) {
-    return sendLog(code, Payload::text, text, std::strlen(text));
+    return sendLog(code, Payload::string, text, std::strlen(text));
 }
 
 int XBRPC_LogData(uint32_t code, const void* data, uint32_t length) {

@@ -8,7 +8,7 @@
 
 namespace {
 
-enum class Shape : uint8_t { number, text, bytes };
+enum class Shape : uint8_t { number, string, bytes };
 
 struct PrintedField {
     const char* name;
@@ -23,7 +23,7 @@ constexpr PrintedField fieldAt(std::size_t offset, const char* name) {
     if (std::is_integral_v<Member>) {
         shape = Shape::number;
     } else if (std::is_same_v<std::remove_extent_t<Member>, char>) {
-        shape = Shape::text;
+        shape = Shape::string;
     }
     return {name, shape, static_cast<uint16_t>(offset), sizeof(Member)};
 }
@@ -125,7 +125,7 @@ void printField(const PrintedField& field, const PortParams& record) {
     switch (field.shape) {
     case Shape::number:
         return printNumber(field, at);
-    case Shape::text: // which may fill its field to the last byte
+    case Shape::string: // which may fill its field to the last byte
         std::printf(" %s: %.*s\n", field.name, int{field.size}, reinterpret_cast<const char*>(at));
         return;
     case Shape::bytes:

@@ -12,7 +12,7 @@ namespace vx {
 
 namespace {
 
-constexpr int firstOwnDescriptor = 3;
+constexpr int firstOwnDescriptor = STDERR_FILENO + 1;
 
 // Copies what is left of one file to the end of another; false where either fails.
 bool copyRest(int from, int to) {
@@ -47,11 +47,11 @@ int replaceFileBy(const char* path, mode_t mode, Fill fill) {
     if (!temporaryOf(path, temporary)) {
         return -1;
     }
-    // Where a cut came into a rename, both names may stand for the one file: it is not written to.
+    // After a cut within a rename both names may be one file: it is removed, not written to.
     ::unlink(temporary.data());
     Descriptor const file(
         openFile(temporary.data(), O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK, mode));
-    // Synced before it gets the name, or the name could come to stand for an empty file.
+    // Synced before it gets the name, or a cut could leave an empty file of that name.
     if (!file.ok() || !fill(file.get()) || ::fsync(file.get()) != 0 ||
         ::rename(temporary.data(), path) != 0) {
         int const error = errno;
@@ -94,14 +94,6 @@ Stream openStream(const char* path) {
         (void)file.release();
     }
     return Stream(stream);
-}
-
-void openStandardStreams() {
-    for (int fd = 0; fd < firstOwnDescriptor; ++fd) {
-        if (::fcntl(fd, F_GETFD) < 0) {
-            (void)::open("/dev/null", O_RDWR); // takes the lowest free number, which is this one
-        }
-    }
 }
 
 int syncFile(const char* path) {

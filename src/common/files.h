@@ -1,5 +1,6 @@
-// Files and descriptors. Every open of the layer goes through here, and gives a number above 2:
-// what is written to a standard stream can never land in a file or a device that took its number.
+// Files and descriptors: all opens, durable replacement and the sync of folders. Every open gives a
+// number above 2: what is written to a standard stream can never land in a file or a device that
+// took its number.
 #pragma once
 
 #include <cstddef>
@@ -55,10 +56,6 @@ inline constexpr mode_t lockFileMode = 0666;
 // errno.
 [[nodiscard]] int aboveStandardStreams(int fd);
 
-// Opens /dev/null for each standard stream that the caller had closed, so that what is written
-// there is lost instead of landing elsewhere. For programs, at their start.
-void openStandardStreams();
-
 // Makes `path`'s content durable, and its directory entry where the file was new: a file that is
 // synced but not named survives no power cut. -1 where either cannot be opened or synced.
 int syncFile(const char* path);
@@ -70,7 +67,8 @@ int syncFolderOf(const char* path);
 [[nodiscard]] bool isRegularFile(const char* path);
 
 // Replaces the file at `path` by `size` bytes, so that a power cut leaves the old or the new
-// content: written beside it, synced, renamed, the folder synced. 0, or -1 with errno set.
+// content: written beside it as <path>.new, synced, renamed, the folder synced. 0, or -1 with errno
+// set.
 [[nodiscard]] int replaceFile(const char* path, const void* data, std::size_t size,
                               mode_t mode = plainFileMode);
 // The same, by the content of the file at `from`. -1 also where that is no regular file.

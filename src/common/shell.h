@@ -1,4 +1,4 @@
-// Shell commands: the one place that calls system().
+// Shell commands of the layer's own; others are run by the blade's VX_systemWrapper.
 #pragma once
 
 #include <cstddef>

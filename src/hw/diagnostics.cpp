@@ -1,6 +1,6 @@
 #include "hw/diagnostics.h"
 
-#include "common/messages.h"
+#include "common/streams.h"
 
 #include <cerrno>
 #include <cstdarg>

@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-// The descriptor behind the pointer to the virtual functions.
+// The descriptor comes after the pointer to the virtual functions.
 static_assert(sizeof(VXNetIoctl) == 2 * sizeof(void*));
 
 VXNetIoctl::VXNetIoctl() : socket_(-1) {

@@ -1,5 +1,5 @@
 // Lines of the kernel's tables under /proc/net. Nothing here reads files: a parser looks at the
-// text that it is given and at nothing behind it.
+// string that it is given and at nothing after it.
 #pragma once
 
 #include <vxblade/net.h>
@@ -37,7 +37,7 @@ struct Route4 {
 
 // What follows the address in a line of if_inet6: index, prefix length, scope and flags of one or
 // two digits each, and the name, cut to 8 characters, which ends the line. False, with nothing
-// changed, for any other text.
+// changed, for anything else.
 [[nodiscard]] bool parseInterfaceFields(std::string_view text, VXNetInterfaceParams& record);
 
 enum class Route6Fault { none, destination, prefixLength, nextHop, flags };

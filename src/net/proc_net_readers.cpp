@@ -27,7 +27,7 @@ static_assert(globalAddressOffsets[0] == offsetof(PortParams, IpAddr_ipv60));
 static_assert(globalAddressOffsets[1] == offsetof(PortParams, IpAddr_ipv61));
 static_assert(linkLocalAddressOffset == offsetof(PortParams, Ipv6LinkLocalAddr));
 
-// The next line of a fixed width, and a terminator behind whatever was read.
+// The next line of a fixed width, and a terminator after whatever was read.
 template <std::size_t width>
 struct FixedLine {
     char text[width + 1] = {};

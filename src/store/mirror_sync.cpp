@@ -3,8 +3,8 @@
 #include <vxblade/platform.h>
 
 #include "common/files.h"
-#include "common/messages.h"
 #include "common/shell.h"
+#include "common/streams.h"
 #include "store/psst_table.h"
 #include "store/record_io.h"
 

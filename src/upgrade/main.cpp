@@ -1,4 +1,4 @@
-#include "common/files.h"
+#include "common/streams.h"
 #include "upgrade/driver.h"
 
 #include <csignal>

@@ -1,6 +1,6 @@
 #include "upgrade/report.h"
 
-#include "common/messages.h"
+#include "common/streams.h"
 
 #include <cstdarg>
 

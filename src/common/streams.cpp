@@ -1,9 +1,20 @@
-#include "common/messages.h"
+#include "common/streams.h"
 
 #include <cerrno>
 #include <cstdio>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace vx {
+
+void openStandardStreams() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (::fcntl(fd, F_GETFD) < 0) {
+            (void)::open("/dev/null", O_RDWR); // takes the lowest free number, which is this one
+        }
+    }
+}
 
 Message formatted(const char* format, va_list values) {
     Message message{};
