@@ -9,9 +9,6 @@ int main(void) {
     if (XBMGT_OpenBridgeApp("vxbrapp") <= 0) {
         return 1;
     }
-    int const result = XBMGT_GetBridgeBasicInfo(&bridge);
-    uint32_t const gateway = VXNetGetGateway("eth0");
-    printf("bridge %d, gateway %u.%u.%u.%u\n", result, gateway >> 24, gateway >> 16 & 255,
-           gateway >> 8 & 255, gateway & 255);
+    printf("bridge %d, gateway %x\n", XBMGT_GetBridgeBasicInfo(&bridge), VXNetGetGateway("eth0"));
     return 0;
 }
