@@ -8,8 +8,7 @@ new=$samples/personality-5.3.0.cfg
 firmware=$work/firmware/default_bridge_config.cfg
 saved=$state/nand0/default_bridge_config.cfg.0
 
-# survives WHAT: runs the tool, within a bound on time that no machine needs. It does not count the
-# wait for another simulated blade.
+# survives WHAT: runs the tool, within a bound on time that no machine needs.
 survives() {
   (cd "$work/firmware" && bladesim --state "$state" timeout 120 vxpvh >"$work/out" 2>"$work/err")
   status=$?
@@ -17,47 +16,36 @@ survives() {
   [ "$status" -eq 0 ] || tail -5 "$work/err"
 }
 
-binary() { for i in $(seq 0 255); do printf "\\x$(printf %02x $(((i * 7) % 256)))"; done; }
-
-# --- Personality files, as the new one and as the saved one.
-spoil() { # spoil KIND PATH
-  rm -rf "$2"
+# spoil KIND PATH: what is there instead of a good file.
+spoil() {
+  [ "$1" = unreadable ] || rm -rf "$2"
   case $1 in
-  missing) ;;
-  binary) binary >"$2" ;;
+  unreadable) chmod 0 "$2" ;;
   folder) mkdir "$2" ;;
+  binary) for i in $(seq 0 255); do printf "\\x$(printf %02x $(((i * 7) % 256)))"; done >"$2" ;;
   gigantic) truncate -s 5G "$2" ;;
   long-line) printf '%s = "%s"\n' "$(head -c 100000 /dev/zero | tr '\0' k)" "$(head -c 100000 /dev/zero | tr '\0' v)" >"$2" ;;
-  unreadable) cp "$new" "$2"; chmod 0 "$2" ;;
   esac
 }
+
+# --- The new and the saved personality file, and each record file, in turn.
 new_store "$old"
 cp -r "$state" "$work/good"
-for kind in missing binary folder gigantic long-line unreadable; do
-  for place in "$firmware" "$saved"; do
-    rm -rf "$state"
-    cp -r "$work/good" "$state"
-    cp "$new" "$firmware"
-    spoil "$kind" "$place"
-    survives "$kind $(basename "$place")"
-    rm -rf "$firmware"
-  done
-done
-
-# --- Where a record file should be, in turn: no file, one that cannot be read, a folder.
-for file in "$work"/good/nand1/*; do
-  target=$state/nand1/$(basename "$file")
-  for spoil in true 'chmod 0' mkdir; do
-    rm -rf "$state/nand0"
+for place in "$firmware" "$saved" "$state"/nand1/*; do
+  kinds='missing folder unreadable'
+  [[ $place = "$state"/nand1/* ]] || kinds+=' binary gigantic long-line'
+  good=$work/good/nand1/$(basename "$place")
+  for kind in $kinds; do
+    rm -rf "$state/nand0" "$place"
     cp -r "$work/good/nand0" "$state"
     cp "$work"/good/nand1/brapp_{config.bin,seqno.cfg} "$state/nand1"
-    [ "$spoil" = 'chmod 0' ] || rm "$target"
-    $spoil "$target"
     cp "$new" "$firmware"
-    survives "$spoil $(basename "$file")"
-    rm -rf "$target"
-    cp "$file" "$target"
+    [ -e "$place" ] || cp "$good" "$place"
+    spoil "$kind" "$place"
+    survives "$kind $(basename "$place")"
   done
+  rm -rf "$place"
+  [ ! -e "$good" ] || cp "$good" "$place"
 done
 
 # --- Full volumes: the store keeps what it has.
