@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""layers BUILD: who uses whom in what runs on the blade, from the names that its objects define and
+"""layers.py BUILD: who uses whom in what runs on the blade, from the names that its objects define and
 need. Fails where a folder uses one that is above it, and where files need each other in a circle.
 """
 import collections

@@ -1,5 +1,5 @@
 # The emulated board: its kernel, device tree and root file system, made of Debian's packages, and
-# the starting of it. Sourced by scripts/board-test, which sets $cache (packages and what is made of
+# the starting of it. Sourced by run.sh, which sets $cache (packages and what is made of
 # them), $build (programs for ARM) and $work (a run's own files).
 
 cross=/usr/arm-linux-gnueabihf/lib # libraries of the cross compiler's packages
@@ -42,7 +42,7 @@ make_initramfs() {
   for program in vxpvh vxcfg layer driver finish peak_memory; do
     arm-linux-gnueabihf-strip -o "$root/bin/$program" "$build/bin/$program" || return 1
   done
-  for library in "$build"/lib/lib{vxblade.so.0,vxplatform.so} \
+  for library in "$build"/lib/lib{vxblade.so.0,vxbootenv.so,vxplatform.so} \
     "$cross"/{ld-linux-armhf.so.3,libc.so.6,libm.so.6,libgcc_s.so.1,libstdc++.so.6}; do
     arm-linux-gnueabihf-strip -o "$root/lib/${library##*/}" "$library" || return 1
   done

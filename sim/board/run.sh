@@ -2,10 +2,10 @@
 # The ARM build on an emulated board with a stock kernel and real drivers: upgrades on JFFS2 and UBIFS
 # volumes, the devices through the layer, power cuts. Installs what is missing, builds, boots,
 # compares.
-# usage: board-test [--accept]     (what is seen becomes what sim/board/expected/ wants: read the diff)
+# usage: run.sh [--accept]     (what is seen becomes what sim/board/expected/ wants: read the diff)
 # RELIABILITY=long makes ten times as many cuts. BOARD_SEED repeats a run's instants.
 set -u
-cd "$(dirname "$0")/.." || exit 1
+cd "$(dirname "$0")/../.." || exit 1
 . scripts/packages.sh
 need_packages "${board_packages[@]}"
 accept=${1:-}
@@ -17,7 +17,7 @@ trap 'rm -rf "$work" "$package_log"' EXIT
 
 # skip WHY: the test's name and the reason; where nothing may be skipped it is a failure.
 skip() {
-  echo "SKIPPED: board-test: $1"
+  echo "SKIPPED: board: $1"
   [ "${CI:-}" = true ] && exit 1
   exit 77
 }
@@ -158,5 +158,5 @@ judge "every byte of the EEPROM" sim/board/expected/eeprom "$work/seen"
 echo "seed of the cuts: $seed"
 cat "$work"/*.counts
 echo "peak resident memory of vxpvh in an upgrade: $(section nand.upgrade memory) KiB"
-echo "board-test: $passed passed, $failed failed; boots took $took s"
+echo "board: $passed passed, $failed failed; boots took $took s"
 [ "$failed" -eq 0 ]
