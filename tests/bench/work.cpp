@@ -1,26 +1,31 @@
-#include "tests/bench/work.h"
-
+// The pieces of work that are measured, KIND/SIZE, such as "crc/512"; sizes are in bytes or in
+// properties. "merge/1" reads live.cfg, old.cfg and new.cfg in the working directory.
+//   vxwork TIMES WORK   does it so often: the difference between two numbers of times is what the
+//                       work takes in instructions, without the start of the process
+//   vxwork ns WORK...   prints the time that each takes, in nanoseconds
+// What cannot be had here or does not return what it should is named on standard error.
 #include "props/property_pass.h"
+#include "settings/loading.h"
 #include "upgrade/merge.h"
 
 #include <vxblade/common.h>
 #include <vxblade/pmgr.h>
-#include <vxblade/props.h>
+#include <vxblade/properties.h>
 
 #include <algorithm>
-#include <array>
+#include <chrono>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <functional>
 #include <memory>
-#include <stdexcept>
 #include <vector>
 
 #include <dlfcn.h>
 
-namespace bench {
-
 namespace {
+
+// Does one piece of work, all of it in memory; returns something that depends on all of it.
+using Work = std::function<uint32_t()>;
 
 // A function of another library. Loaded at run time: zlib's CRC has the name of ours, and a machine
 // without the library still measures the rest.
@@ -72,15 +77,12 @@ Work pass(std::size_t size) {
 Work enumeration(std::size_t size) {
     return [file = open(propertiesText(size))] {
         uint32_t found = 0;
-        std::array<char, vx::propertyBufferSize> key{};
-        std::array<char, vx::propertyBufferSize> value{};
-        constexpr int capacity = vx::propertyBufferSize;
-        for (int length = propGetNext(file.get(), nullptr, key.data(), capacity); length >= 1;
-             length = propGetNext(file.get(), key.data(), key.data(), capacity)) {
-            found += isOfSection(key.data()) &&
-                             propGetValue(file.get(), key.data(), value.data(), capacity) >= 1
-                         ? 1
-                         : 0;
+        char key[vx::propertyBufferSize];
+        char value[vx::propertyBufferSize];
+        char* previous = nullptr;
+        while (propGetNext(file.get(), previous, key, sizeof key) >= 1) {
+            found += isOfSection(key) && propGetValue(file.get(), key, value, sizeof value) >= 1;
+            previous = key;
         }
         return found;
     };
@@ -101,42 +103,30 @@ Work inih(std::size_t size) {
     };
 }
 
-uint32_t sectionSize(std::size_t size) {
-    return static_cast<uint32_t>(size / 10);
-}
-
 // --- The CRC-32 of so many bytes.
 
-std::vector<unsigned char> bytes(std::size_t size) {
-    std::vector<unsigned char> data(size);
-    for (std::size_t i = 0; i < size; ++i) {
-        data[i] = static_cast<unsigned char>(i * 31 + (i >> 8));
-    }
-    return data;
-}
+using Bytes = std::vector<unsigned char>;
 
 Work crc(std::size_t size) {
-    return [data = bytes(size)] { return crc32(0, data.data(), static_cast<int>(data.size())); };
+    return
+        [data = Bytes(size, 'x')] { return crc32(0, data.data(), static_cast<int>(data.size())); };
 }
 
 Work crcZlib(std::size_t size) {
     auto* const zlib = imported<unsigned long(unsigned long, const unsigned char*, std::size_t)>(
         "libz.so.1", "crc32_z");
-    return [zlib, data = bytes(size)] {
-        return static_cast<uint32_t>(zlib(0, data.data(), data.size()));
-    };
+    return [zlib, data = Bytes(size, 'x')] { return zlib(0, data.data(), data.size()); };
 }
 
 Work crcBytewise(std::size_t size) {
     std::array<uint32_t, 256> table{};
     for (uint32_t n = 0; n < table.size(); ++n) {
-        uint32_t c = n;
+        table[n] = n;
         for (int bit = 0; bit < 8; ++bit) {
-            c = (c & 1) != 0 ? 0xEDB88320 ^ (c >> 1) : c >> 1;
+            table[n] = (table[n] & 1) != 0 ? 0xEDB88320 ^ (table[n] >> 1) : table[n] >> 1;
         }
-        table[n] = c;
     }
-    return [table, data = bytes(size)] {
+    return [table, data = Bytes(size, 'x')] {
         uint32_t c = 0xFFFFFFFF;
         for (unsigned char const byte : data) {
             c = table[(c ^ byte) & 0xFF] ^ (c >> 8);
@@ -145,41 +135,21 @@ Work crcBytewise(std::size_t size) {
     };
 }
 
-uint32_t crcOf(std::size_t size) {
-    return crcBytewise(size)();
-}
-
 // --- The merge of new defaults into a live configuration, from three texts in the working
 // directory.
 
 Properties openFile(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    return open({std::istreambuf_iterator<char>(file), {}});
+    return {propOpenPropertiesFile(path), propClosePropertiesFile};
 }
 
 // Every section that an upgrade merges, but for its records' writes: no store is open, so that
 // they end at once.
 Work merge(std::size_t /*once*/) {
-    using namespace vx;
-    constexpr int iscsiPorts = 4;
-    constexpr int fcPorts = 6;
-    constexpr int gigePorts = 2;
-    constexpr int hostGroups = 4;
     InitDatabaseLite();
     Properties const live = openFile("live.cfg");
-    (void)readDefaultBridgeConfigInfo(live.get());
-    (void)readDefaultBridgeDataMigrationInfo(live.get(), &bridge_configuration.record);
-    (void)readDefaultCliConfigInfo(live.get());
-    (void)readDefaultMgmtConfigInfo(live.get());
-    for (int port = 0; port < iscsiPorts; ++port) {
-        (void)readDefaultIsConfigInfo(live.get(), port);
-    }
-    for (int port = 0; port < fcPorts; ++port) {
-        (void)readDefaultFcConfigInfo(live.get(), port);
-    }
-    for (int group = 0; group < hostGroups; ++group) {
-        (void)readDefaultHostGroupConfigInfo(live.get(), group);
-    }
+    vx::forEachSection(vx::mergeOrder, [&](const vx::Section& section, uint32_t number) {
+        (void)vx::storeDefaults(live.get(), section, static_cast<int>(number));
+    });
     return [oldFile = openFile("old.cfg"), newFile = openFile("new.cfg"),
             bridge = bridge_configuration, mgmt = mgmt_port,
             ports = std::to_array(port_configuration), groups = std::to_array(HostGroups)] {
@@ -187,63 +157,73 @@ Work merge(std::size_t /*once*/) {
         mgmt_port = mgmt;
         std::ranges::copy(ports, port_configuration);
         std::ranges::copy(groups, HostGroups);
-        auto const section = [&](auto operation, auto... number) {
-            (void)operation(oldFile.get(), newFile.get(), number...);
-        };
-        section(compareDefaultBridgeConfigInfo);
-        section(compareDefaultCliConfigInfo);
-        for (uint32_t port = 0; port < iscsiPorts; ++port) {
-            section(compareDefaultIsConfigInfo, port);
+        for (const vx::Section* const section : vx::mergeOrder) {
+            for (uint32_t number = 0; number < section->merge.count; ++number) {
+                (void)vx::mergeSection(*section, oldFile.get(), newFile.get(), number);
+            }
         }
-        for (uint32_t port = 0; port < fcPorts; ++port) {
-            section(compareDefaultFcConfigInfo, port);
-        }
-        for (uint32_t port = 0; port < gigePorts; ++port) {
-            section(compareDefaultGigeConfigInfo, port);
-        }
-        for (int group = 0; group < hostGroups; ++group) {
-            section(compareDefaultHostGroupInfo, group);
-        }
-        section(compareDefaultMgmtInfo);
         const BridgeConfig& merged = bridge_configuration.record;
         return merged.BridgeLogSize * 10 + merged.BridgeLogLevel;
     };
 }
 
-// The user's size of the log, and the new default of its level.
-uint32_t mergedLog(std::size_t /*once*/) {
-    return 99993;
+constexpr std::pair<const char*, Work (*)(std::size_t size)> kinds[] = {
+    {"pass", pass},   {"pass-inih", inih},   {"pass-enumeration", enumeration},
+    {"crc", crc},     {"crc-zlib", crcZlib}, {"crc-bytewise", crcBytewise},
+    {"merge", merge},
+};
+
+// What each way of doing it must return. After the merge: the user's size of the log, and the new
+// default of its level.
+uint32_t resultOf(const std::string& kind, std::size_t size) {
+    if (kind.starts_with("pass")) {
+        return static_cast<uint32_t>(size / 10);
+    }
+    return kind.starts_with("crc") ? crcBytewise(size)() : 99993;
 }
 
-struct Kind {
-    const char* name;
-    Work (*make)(std::size_t size);
-    uint32_t (*result)(std::size_t size); // what each way of doing it must return
-};
-constexpr Kind kinds[] = {
-    {"pass", pass, sectionSize},
-    {"pass-inih", inih, sectionSize},
-    {"pass-enumeration", enumeration, sectionSize},
-    {"crc", crc, crcOf},
-    {"crc-zlib", crcZlib, crcOf},
-    {"crc-bytewise", crcBytewise, crcOf},
-    {"merge", merge, mergedLog},
-};
+Work makeWork(const std::string& name) {
+    std::string const kind = name.substr(0, name.find('/'));
+    std::size_t const size = std::stoul(name.substr(kind.size() + 1));
+    auto const known = std::ranges::find(kinds, kind, [](auto const& k) { return k.first; });
+    Work work =
+        known != std::end(kinds) ? known->second(size) : throw std::runtime_error("unknown");
+    return work() == resultOf(kind, size) ? work : throw std::runtime_error("wrong result");
+}
+
+double nanoseconds(const Work& work, long times) {
+    auto const start = std::chrono::steady_clock::now();
+    for (long left = times; left > 0; --left) {
+        (void)work();
+    }
+    std::chrono::duration<double, std::nano> const took = std::chrono::steady_clock::now() - start;
+    return took.count();
+}
+
+// In so many runs that the clock's steps do not matter. Standard output has the sections' messages.
+void printTime(const char* name, const Work& work) {
+    constexpr double enough = 20e6;
+    long times = 1;
+    double took = 0;
+    while ((took = nanoseconds(work, times)) < enough) {
+        times *= 2;
+    }
+    std::fprintf(stderr, "ns:%s %.2f\n", name, took / static_cast<double>(times));
+}
 
 } // namespace
 
-Work makeWork(const std::string& name) {
-    auto const slash = name.find('/');
-    auto const* const kind = std::ranges::find(kinds, name.substr(0, slash), &Kind::name);
-    if (slash == std::string::npos || kind == std::end(kinds)) {
-        throw std::runtime_error("no work " + name);
+int main(int argc, char** argv) {
+    int status = 0;
+    for (int i = 2; i < argc; ++i) {
+        try {
+            Work const work = makeWork(argv[i]);
+            std::strcmp(argv[1], "ns") == 0 ? printTime(argv[i], work)
+                                            : (void)nanoseconds(work, std::stol(argv[1]));
+        } catch (const std::exception& error) { // the others are measured all the same
+            std::fprintf(stderr, "not measured: %s: %s\n", argv[i], error.what());
+            status = 1;
+        }
     }
-    std::size_t const size = std::stoul(name.substr(slash + 1));
-    Work work = kind->make(size);
-    if (work() != kind->result(size)) {
-        throw std::runtime_error(name + " does not return what it should");
-    }
-    return work;
+    return status;
 }
-
-} // namespace bench
