@@ -40,9 +40,7 @@ struct Driver : UpgradeTest {
         return record;
     }
 
-    [[nodiscard]] bool isMerged() const {
-        return readBytes(primary(1)) == end.find(primary(1))->bytes;
-    }
+    [[nodiscard]] bool isMerged() const { return readBytes(primary(1)) == *end.find(primary(1)); }
 };
 
 TEST_F(Driver, MountCheck) {
@@ -56,7 +54,7 @@ TEST_F(Driver, MountCheck) {
         ASSERT_TRUE(upgrade().reachedEnd());
         EXPECT_EQ(isMerged(), c.isMounted) << c.status;
         EXPECT_EQ(says("/mnt/nand1 not mounted"), !c.isMounted) << c.status;
-        EXPECT_EQ(readBytes(unmerged), c.isMounted ? Bytes() : start.find(savedCopy)->bytes);
+        EXPECT_EQ(readBytes(unmerged), c.isMounted ? Bytes() : *start.find(savedCopy));
         EXPECT_EQ(readBytes(savedCopy), readBytes(newFile)) << c.status;
     }
     systemCalls.mountStatus = 0;
@@ -162,7 +160,7 @@ TEST_F(Driver, MirrorsThatHoldMore) {
         }
         ASSERT_TRUE(upgrade().reachedEnd());
         EXPECT_EQ(readBytes(mirror(1)).at(port + 500) == 0x99, c.stays) << c.name;
-        EXPECT_EQ(readBytes(primary(1)), end.find(primary(1))->bytes) << c.name;
+        EXPECT_EQ(readBytes(primary(1)), *end.find(primary(1))) << c.name;
         EXPECT_EQ(readBytes(savedCopy), file) << c.name;
     }
 }

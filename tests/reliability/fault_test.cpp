@@ -65,12 +65,12 @@ TEST_F(Faults, EveryOperationOfAnUpgrade) {
         std::string const said(bytes.begin(), bytes.end());
         if (entry.operation == Operation::write && isStoreFile(entry)) {
             EXPECT_NE(said.find("The update could not be stored: -1\n"), std::string::npos) << in;
-            EXPECT_EQ(readBytes(unmerged), start.find(savedCopy)->bytes) << in;
+            EXPECT_EQ(readBytes(unmerged), *start.find(savedCopy)) << in;
         }
         // What cannot be read of the two files counts as zero, which is neither old nor new.
         if (!isPersonalityFile(entry)) {
             expectWhole(in);
-            writeBytes(savedCopy, start.find(savedCopy)->bytes);
+            writeBytes(savedCopy, *start.find(savedCopy));
             ASSERT_TRUE(upgrade().reachedEnd()) << in;
             // The record's good half may be all that is merged: then nothing is left to write.
             bool const isTorn =

@@ -25,7 +25,7 @@ constexpr Remains remains[] = {
     {"every other page", true, true,  [](std::size_t page, std::size_t) { return page % 2 != 0; }},
     // clang-format on
 };
-constexpr const Remains& everything = remains[0];
+constexpr const Remains& allData = remains[0];
 
 struct Content {
     std::shared_ptr<const Bytes> bytes;
@@ -98,11 +98,9 @@ struct NameChange {
 class Medium {
   public:
     explicit Medium(const Volumes& start) {
-        for (auto const& [path, file] : start.files()) {
-            if (!file.isLarge()) {
-                durableNames_[path] = files_.size();
-                files_.push_back({contentOf(file.bytes), {}});
-            }
+        for (auto const& [path, bytes] : start.files) {
+            durableNames_[path] = files_.size();
+            files_.push_back({contentOf(bytes), {}});
         }
         names_ = durableNames_;
     }
@@ -122,7 +120,7 @@ class Medium {
     void sync(const std::string& path) {
         if (auto const found = names_.find(path); found != names_.end()) {
             File& file = files_[found->second];
-            file = {file.after(everything), {}};
+            file = {file.after(allData), {}};
         }
         std::erase_if(changes_, [&](const NameChange& one) {
             bool const isHere = std::filesystem::path(one.change.path).parent_path() == path;
@@ -144,7 +142,7 @@ class Medium {
                 std::vector<Content> contents;
                 for (std::size_t i = 0; i < files_.size(); ++i) {
                     bool const isMeant = only == files_.size() || only == i;
-                    contents.push_back(files_[i].after(isMeant ? remain : everything));
+                    contents.push_back(files_[i].after(isMeant ? remain : allData));
                 }
                 for (auto const& [lost, names] : namings) {
                     add(where + ", with " + remain.name + lost, names, contents, states);

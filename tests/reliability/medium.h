@@ -1,8 +1,7 @@
 // What a medium may hold when the power goes.
 #pragma once
 
-#include "tests/reliability/volumes.h"
-#include "tests/support/system_calls.h"
+#include "tests/reliability/upgrade_fixture.h"
 
 #include <string>
 #include <vector>

@@ -16,6 +16,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,10 +26,6 @@ namespace {
 
 constexpr const char* workFolder = "/mnt/nand0/firmware";
 constexpr const char* newFile = UpgradeTest::newFile;
-constexpr const char* bitmap = "/mnt/nand0/backup_bitmap.bin";
-
-// Files that only newer firmware has, and one of the VPD twins.
-constexpr int missingFiles[] = {7, 32, 33, 36, 39, 42};
 
 // The samples change no text that is merged under the condition.
 void makeNewFile() {
@@ -41,28 +38,25 @@ void makeNewFile() {
     writeBytes(newFile, Bytes(text.begin(), text.end()));
 }
 
-// What a child process leaves for its parent.
+// What a child process leaves for its parent; of several at once, nothing that is of use.
 struct Report {
     OperationLog log;
     int descriptors;
-};
+}* const report = static_cast<Report*>(
+    ::mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 
-using Work = std::function<int()>;
-
-[[noreturn]] void runChild(const Work& prepare, const Work& work, const Fault& fault,
-                           Report& report) {
-    ::alarm(60); // a hang ends by a signal
+[[noreturn]] void runChild(const Fault& fault) {
+    ::alarm(120); // a hang ends by a signal
     int const out = ::open(UpgradeTest::printed, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(out, STDERR_FILENO);
     if (!systemCalls.shell) {
         systemCalls.shell = runInProcess;
     }
-    (void)prepare();
     systemCalls.fault = fault;
     systemCalls.operations = 0;
-    systemCalls.operationLog = &report.log;
-    int const status = work();
+    systemCalls.operationLog = &report->log;
+    int const status = vx::runUpgrade();
     systemCalls.operationLog = nullptr;
     systemCalls.fault = {};
     if (systemCalls.trace != nullptr) {
@@ -70,7 +64,7 @@ using Work = std::function<int()>;
         systemCalls.trace = nullptr;
     }
     close_all_files();
-    report.descriptors =
+    report->descriptors =
         static_cast<int>(std::distance(fs::directory_iterator("/proc/self/fd"), {}));
     std::fflush(stdout);
     ::_exit(status);
@@ -79,7 +73,7 @@ using Work = std::function<int()>;
 // Files that a whole run and one that was interrupted and repeated may leave different: the
 // counter, and the marks for the next backup.
 bool isLoose(const std::string& path) {
-    return path.ends_with("brapp_seqno.cfg") || path.starts_with(bitmap);
+    return path.ends_with("brapp_seqno.cfg") || path.starts_with("/mnt/nand0/backup_bitmap.bin");
 }
 
 // Migration parameters that cannot be read are moved aside, and made anew; the old defaults of what
@@ -116,6 +110,54 @@ int runInProcess(const std::string& command) {
     return command.starts_with("mount ")   ? systemCalls.mountStatus
            : command.starts_with("chmod ") ? 0
                                            : 256;
+}
+
+Volumes Volumes::now() {
+    constexpr uintmax_t largeSize = 200000;
+    Volumes volumes;
+    for (const char* const volume : {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"}) {
+        for (fs::directory_entry const& entry : fs::recursive_directory_iterator(volume)) {
+            if (entry.is_regular_file() && entry.file_size() < largeSize) {
+                volumes.files[entry.path()] = readBytes(entry.path());
+            } else if (entry.is_regular_file()) {
+                struct stat status {};
+                ::stat(entry.path().c_str(), &status);
+                int64_t const identity[] = {static_cast<int64_t>(status.st_ino), status.st_size,
+                                            status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+                volumes.large[entry.path()] = bytesOf(identity, sizeof identity);
+            }
+        }
+    }
+    return volumes;
+}
+
+void Volumes::restore() const {
+    Volumes const before = now();
+    ASSERT_EQ(before.large, large) << "is kept by identity only";
+    for (auto const& [path, bytes] : before.files) {
+        if (find(path) == nullptr) {
+            fs::remove(path);
+        }
+    }
+    for (auto const& [path, bytes] : files) {
+        const Bytes* const old = before.find(path);
+        if (old == nullptr || *old != bytes) {
+            writeBytes(path, bytes);
+        }
+    }
+}
+
+Volumes Volumes::with(const std::map<std::string, std::shared_ptr<const Bytes>>& others) const {
+    Volumes volumes{{}, large};
+    for (auto const& [path, bytes] : others) {
+        volumes.files[path] = *bytes;
+    }
+    return volumes;
+}
+
+const Bytes* Volumes::find(const std::string& path) const {
+    auto const found = files.find(path);
+    return found == files.end() ? nullptr : &found->second;
 }
 
 bool longRun() {
@@ -159,8 +201,9 @@ void UpgradeTest::SetUp() {
     end = Volumes::now();
 }
 
+// Takes away what only newer firmware has, and one of the VPD twins.
 void UpgradeTest::arrange() {
-    for (int const file : missingFiles) {
+    for (int const file : {7, 32, 33, 36, 39, 42}) {
         fs::remove(primary(file));
         fs::remove(mirror(file));
     }
@@ -169,10 +212,6 @@ void UpgradeTest::arrange() {
 void UpgradeTest::TearDown() {
     fs::current_path("/");
     BladeTest::TearDown();
-}
-
-UpgradeTest::Run UpgradeTest::upgrade(const Fault& fault) {
-    return run([] { return 0; }, vx::runUpgrade, fault);
 }
 
 Trace UpgradeTest::traceOfUpgrade() {
@@ -185,16 +224,18 @@ Trace UpgradeTest::traceOfUpgrade() {
     return trace;
 }
 
-UpgradeTest::Run UpgradeTest::run(const Work& prepare, const Work& work, const Fault& fault) {
-    static auto* const report = static_cast<Report*>(
-        ::mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+pid_t UpgradeTest::begin(const Fault& fault) {
     report->log.count = 0;
     report->descriptors = 0;
     std::fflush(stdout);
     pid_t const child = ::fork();
     if (child == 0) {
-        runChild(prepare, work, fault, *report);
+        runChild(fault);
     }
+    return child;
+}
+
+UpgradeTest::Run UpgradeTest::await(pid_t child) {
     Run result{};
     ::waitpid(child, &result.status, 0);
     result.descriptors = report->descriptors;
@@ -204,24 +245,25 @@ UpgradeTest::Run UpgradeTest::run(const Work& prepare, const Work& work, const F
 
 void UpgradeTest::expectWhole(const std::string& in) const {
     Volumes const now = Volumes::now();
-    for (auto const& [path, file] : now.files()) {
-        const Volumes::File* const before = start.find(path);
-        const Volumes::File* const after = end.find(path);
+    EXPECT_EQ(now.large, start.large) << in;
+    for (auto const& [path, bytes] : now.files) {
+        const Bytes* const before = start.find(path);
+        const Bytes* const after = end.find(path);
         if (before == nullptr) {
             EXPECT_TRUE(path.ends_with(".new") || path == journal || isMovedAside(path) ||
-                        vx::isUnfinished(path.c_str()) || (after != nullptr && file == *after))
+                        vx::isUnfinished(path.c_str()) || (after != nullptr && bytes == *after))
                 << in << ": " << path << " is new, and neither whole nor refused";
             continue;
         }
         ASSERT_NE(after, nullptr) << path;
         bool const isRemade = path == secondSavedCopy || // which nothing reads
                               (path == savedCopy && now.find(journal) != nullptr);
-        if (isLoose(path) || isRemade || file == *before || file == *after) {
+        if (isLoose(path) || isRemade || bytes == *before || bytes == *after) {
             continue;
         }
-        ASSERT_EQ(file.bytes.size(), before->bytes.size()) << in << ": " << path;
-        for (std::size_t i = 0; i < file.bytes.size(); ++i) {
-            ASSERT_TRUE(file.bytes[i] == before->bytes[i] || file.bytes[i] == after->bytes[i])
+        ASSERT_EQ(bytes.size(), before->size()) << in << ": " << path;
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            ASSERT_TRUE(bytes[i] == (*before)[i] || bytes[i] == (*after)[i])
                 << in << ": " << path << " at " << i;
         }
     }
@@ -230,12 +272,13 @@ void UpgradeTest::expectWhole(const std::string& in) const {
 void UpgradeTest::expectEnd(const std::string& in, uint64_t sequence,
                             const std::string& behind) const {
     Volumes const now = Volumes::now();
-    for (auto const& [path, file] : end.files()) {
-        const Volumes::File* const found = now.find(path);
+    EXPECT_EQ(now.large, end.large) << in;
+    for (auto const& [path, bytes] : end.files) {
+        const Bytes* const found = now.find(path);
         ASSERT_NE(found, nullptr) << in << ": " << path << " is missing";
-        EXPECT_TRUE(isLoose(path) || path == behind || *found == file) << in << ": " << path;
+        EXPECT_TRUE(isLoose(path) || path == behind || *found == bytes) << in << ": " << path;
     }
-    for (auto const& [path, file] : now.files()) {
+    for (auto const& [path, bytes] : now.files) {
         EXPECT_TRUE(end.find(path) != nullptr || isLoose(path) || isMovedAside(path))
             << in << ": " << path << " is left over";
     }

@@ -2,15 +2,33 @@
 // files to be made and a VPD twin to be restored. It runs in a process of its own, with faults.
 #pragma once
 
-#include "tests/reliability/volumes.h"
+#include "tests/support/blade_files.h"
 #include "tests/support/system_calls.h"
 
 #include <algorithm>
-#include <functional>
 #include <iterator>
+#include <map>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
+
+// The content of a simulated blade's volumes: remembered, compared and brought back.
+struct Volumes {
+    std::map<std::string, Bytes> files;
+    // Of what is large, and that nothing here may touch: which file it is and when it was last
+    // written.
+    std::map<std::string, Bytes> large;
+
+    // The volumes as they are now.
+    [[nodiscard]] static Volumes now();
+    // Makes the volumes hold these files and no others.
+    void restore() const;
+    // These volumes with other files; the large ones stay.
+    [[nodiscard]] Volumes
+    with(const std::map<std::string, std::shared_ptr<const Bytes>>& others) const;
+    [[nodiscard]] const Bytes* find(const std::string& path) const;
+};
 
 // True where all that a test can do is asked for, which takes half an hour: RELIABILITY=long.
 [[nodiscard]] bool longRun();
@@ -50,12 +68,11 @@ class UpgradeTest : public BladeTest {
         std::vector<OperationLog::Entry> operations;
         [[nodiscard]] bool reachedEnd() const { return status == 0; }
     };
-    // Runs work in a process of its own, with a fault that counts from its start; its result is the
-    // process's exit status.
-    using Work = std::function<int()>;
-    static Run run(const Work& prepare, const Work& work, const Fault& fault);
-    // Runs the upgrade with a fault; what it printed stands in `printed`.
-    static Run upgrade(const Fault& fault = {});
+    // Begins an upgrade in a process of its own, with a fault that counts from its start; what it
+    // prints is in `printed`. Ends it: how it went.
+    static pid_t begin(const Fault& fault = {});
+    static Run await(pid_t child);
+    static Run upgrade(const Fault& fault = {}) { return await(begin(fault)); }
     // Runs it without one; what it did to the volumes.
     static Trace traceOfUpgrade();
 
