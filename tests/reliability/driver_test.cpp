@@ -25,12 +25,6 @@ struct Driver : UpgradeTest {
         UpgradeTest::TearDown();
     }
 
-    static std::string said() {
-        Bytes const bytes = readBytes(printed);
-        return {bytes.begin(), bytes.end()};
-    }
-    static bool says(const std::string& words) { return said().find(words) != std::string::npos; }
-
     static vx::JournalRecord journalOf(const char* version, vx::Phase phase) {
         vx::JournalRecord record{};
         std::strcpy(record.version.version, version);
@@ -144,7 +138,6 @@ TEST_F(Driver, MirrorsThatHoldMore) {
     };
     constexpr std::size_t port = 3100 + 9 * sizeof(PortSlot); // an iSCSI port's
     vx::JournalRecord const record = journalOf("5.3.0.13", vx::Phase::merging);
-    std::string text = said();
     for (auto const& c : cases) {
         end.restore();
         Bytes file = readBytes(newFile);

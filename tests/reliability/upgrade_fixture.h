@@ -75,6 +75,11 @@ class UpgradeTest : public BladeTest {
     static Run upgrade(const Fault& fault = {}) { return await(begin(fault)); }
     // Runs it without one; what it did to the volumes.
     static Trace traceOfUpgrade();
+    static std::string said() {
+        Bytes const bytes = readBytes(printed);
+        return {bytes.begin(), bytes.end()};
+    }
+    static bool says(const std::string& words) { return said().find(words) != std::string::npos; }
 
     // Fails unless every byte of a file is what it was at the start or is at the end, and each new
     // file is whole or one that readers refuse. `in` says where.
