@@ -27,14 +27,15 @@ namespace {
 
 constexpr std::size_t longestMessage = 256;
 
-// Takes a lock that ends with this process; where another one has it, waits.
-void takeTurn(const fs::path& path, int flags, int kind) {
-    int const turn = ::open(path.c_str(), flags | O_CLOEXEC);
-    if (turn >= 0 && ::flock(turn, kind | LOCK_NB) != 0) {
-        std::fprintf(stderr, "bladesim: waiting for the blade that uses %s to end\n", path.c_str());
+// Takes the state's lock, which ends with this process; where another one has it, waits.
+void takeTurn(const fs::path& state) {
+    int const turn = ::open(state.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (turn >= 0 && ::flock(turn, LOCK_EX | LOCK_NB) != 0) {
+        std::fprintf(stderr, "bladesim: waiting for the blade that uses %s to end\n",
+                     state.c_str());
     }
-    if (turn < 0 || ::flock(turn, kind) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot lock " + path.string());
+    if (turn < 0 || ::flock(turn, LOCK_EX) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot lock " + state.string());
     }
 }
 
@@ -90,8 +91,7 @@ void serveThroughHub(DeviceBench& devices, const fs::path& state, int line) {
 void runServer(const fs::path& state, int line) {
     std::optional<DeviceBench> devices;
     try {
-        takeTurn(state, O_RDONLY | O_DIRECTORY, LOCK_EX);
-        takeTurn("/dev/fuse", O_RDWR, LOCK_SH); // blades of older builds still take turns by it
+        takeTurn(state);
         devices.emplace(state);
     } catch (const std::exception& error) {
         (void)!::write(line, error.what(), std::strlen(error.what()));
