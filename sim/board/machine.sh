@@ -136,7 +136,7 @@ cont
 MONITOR
   pid=$!
   grep -q -m1 -e "${4:-a text that never appears}" \
-    < <(timeout 300 tail -s 0.1 -f --pid=$pid "$log" 2>/dev/null) && sleep "${5:-0}"
+    < <(timeout 900 tail -s 0.1 -f --pid=$pid "$log" 2>/dev/null) && sleep "${5:-0}"
   kill -KILL $pid 2>/dev/null
   wait $pid 2>/dev/null
   status=$?
