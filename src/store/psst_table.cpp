@@ -146,7 +146,7 @@ static_assert(tableIsConsistent());
 constexpr uint32_t bridgeOffset = PSST_HEADER_LENGTH;
 constexpr uint32_t mgmtPortOffset = bridgeOffset + sizeof(BridgeConfig);
 constexpr uint32_t portOffset = mgmtPortOffset + sizeof(MgmtPortSlot);
-constexpr uint32_t configEnd = portOffset + sizeof(PortSlot) * PORT_SLOTS;
+constexpr uint32_t configEnd = portOffset + sizeof(PortSlot) * std::size_t{PORT_SLOTS};
 static_assert(mgmtPortOffset == 2768 && portOffset == 3100 && configEnd == 44572);
 
 constexpr bool isInRange(int fileIndex) {
