@@ -1,76 +1,178 @@
-// Texts to bytes, through the readers and into the store's files.
-#include "tests/support/blade_files.h"
+// Every reader of defaults stores what the file says of its section's settings, and of no others.
+#include "tests/support/devices.h"
+
+#include "settings/saved_files.h"
+#include "settings/table.h"
 
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/props.h>
 
-#include <cstring>
-#include <string>
+#include <fstream>
 
 namespace {
 
-// The reader of a section that a blade has once.
+using vx::Type;
+
+// The record of the caller, where a reader fills or takes one.
+alignas(8) unsigned char callers[sizeof(SnmpConfig)];
+template <class Record>
+Record* callersOwn() {
+    return reinterpret_cast<Record*>(callers);
+}
+
+// Readers of what a blade has once, and of the caller's record.
 template <int (*read)(PropertiesHandle)>
 int once(PropertiesHandle handle, int) {
     return read(handle);
 }
-constexpr auto* readMgmt = once<readDefaultMgmtConfigInfo>;
-constexpr auto* readBridge = once<readDefaultBridgeConfigInfo>;
-constexpr auto* readCli = once<readDefaultCliConfigInfo>;
-constexpr auto* readSnmp = once<readDefaultSnmpConfigInfo>;
-constexpr auto* readPool = once<readDefaultStoragePoolConfig>;
+template <class Record, int (*read)(PropertiesHandle, Record*)>
+int into(PropertiesHandle handle, int) {
+    return read(handle, callersOwn<Record>());
+}
+int readIpv6OfPort(PropertiesHandle handle, int number) {
+    auto* const port = callersOwn<PortParams>();
+    port->type = PORT_TYPE_ISCSI;
+    port->number = static_cast<uint16_t>(number);
+    return readDefaultIsIPv6ConfigInfo(handle, number, port);
+}
+int readMode(PropertiesHandle handle, int) {
+    return readBridgeDataMigrationModeValue(handle,
+                                            &callersOwn<BridgeConfig>()->BridgeDataMigrationMode);
+}
 
+bool isMode(const std::string& key) {
+    return key == "BridgeDataMigrationMode";
+}
+bool isLoaded(const std::string& key) {
+    return !isMode(key) && key != "PortState";
+}
+bool isIpv6(const std::string& key) {
+    return key.find("pv6") != key.npos || key == "BridgeMode" || key.starts_with("BridgeSmis");
+}
+
+constexpr int memory = -1; // nothing is stored
+constexpr int cache = 0;
+constexpr std::size_t cliAt = 64 + offsetof(BridgeConfig, cli);
+constexpr std::size_t trapsAt = 64 + offsetof(SnmpConfig, traps);
 constexpr std::size_t portAt(std::size_t slot) {
     return 3100 + 1296 * slot + offsetof(PortSlot, params);
 }
 
-TEST_F(BladeTest, ConversionsThroughReaders) {
-    constexpr std::size_t bridge = 64;
-    constexpr std::size_t mgmt = 2768;
-    constexpr std::size_t snmp = 64;
-    struct {
-        int (*read)(PropertiesHandle, int);
-        int number;
-        std::string key, value;
-        int index;          // of the file
-        std::size_t offset; // in the file
-        Bytes bytes;        // found there
-    } const cases[] = {
-        // clang-format off
-        {readBridge, 0, "config.bridge.BridgeSerialNumber", std::string(40, 's'), 1, bridge + 286, {'s', 0}},
-        {readCli, 0, "config.cli.BridgeCliPrompt", std::string(70, 'p'), 1, bridge + 1036 + 62, {'p', 0}},
-        {readMgmt, 0, "config.mgmt.MacAddr", "AB", 1, mgmt + 20, {0xAB, 0xAB, 0, 0, 0, 0}},
-        {readDefaultIsConfigInfo, 1, "config.port.is.1.MacAddr", "001b21aabbcc", 1, portAt(9) + 6, {0, 0x1B, 0x21, 0xAA, 0xBB, 0xCC}},
-        {readDefaultIsConfigInfo, 1, "config.port.is.10.PortNumber", "5", 1, portAt(9) + 456, {0, 0}},
-        {readDefaultIsConfigInfo, 1, "config.port.is.1.PortState", "5", 1, portAt(9) + 24, {0}},
-        {readDefaultGigeConfigInfo, 3, "config.port.gi.3.Ipv6PortNumber", "5", 1, portAt(19) + 494, {0, 0}},
-        {readDefaultFcConfigInfo, 0, "config.port.fc.0.PortName", "21001B32A0B1C2D3", 1, portAt(0) + 532, {0x21, 0, 0x1B, 0x32, 0xA0, 0xB1, 0xC2, 0xD3}},
-        {readDefaultPcieConfigInfo, 0, "config.port.pcie.0.PortNumber", "7", 1, portAt(24), {1, 0, 4, 0, 0, 0, 0}},
-        {readDefaultHostGroupConfigInfo, 2, "config.hostgroup.2.HostGroupName", std::string(100, 'g'), 20, 64 + 2 * 940 + 68, {'g', 0}},
-        {readDefaultHostGroupConfigInfo, 3, "nothing", "", 20, 64 + 3 * 940 + 4, {0, 0, 0}},
-        {readDefaultPassword, 2, "config.passwd.2.Passwd", std::string(200, 'w'), 8, 64 + 3 * 128 - 2, {'w', 0}},
-        {readSnmp, 0, "config.snmp.Traps.8.TrapPort", "1", 9, snmp + 128 + 8 * 36 + 24, {0, 0, 0, 0}},
-        {readPool, 0, "config.storagepool.TotalSpareDrives", "3", 31, 64 + 4, {3, 0, 0, 0}},
-        // clang-format on
+const struct Reader {
+    const vx::Section& section;
+    std::string prefix;
+    int number;
+    int (*read)(PropertiesHandle, int);
+    int index;            // of the file that gets the record
+    std::size_t offset;   // there
+    unsigned char absent; // the bytes of what is not read: 0, the caller's '5', 'A' of before
+    bool (*reads)(const std::string& key) = isLoaded;
+} readers[] = {
+    // clang-format off
+    {vx::bridgeSection, "config.bridge.", 0, once<readDefaultBridgeConfigInfo>, 1, 64, 0},
+    {vx::cliSection, "config.cli.", 0, once<readDefaultCliConfigInfo>, 1, cliAt, 0},
+    {vx::mgmtSection, "config.mgmt.", 0, once<readDefaultMgmtConfigInfo>, 1, 2768, 0},
+    {vx::iscsiSection, "config.port.is.3.", 3, readDefaultIsConfigInfo, 1, portAt(11), 0},
+    {vx::gigeSection, "config.port.gi.3.", 3, readDefaultGigeConfigInfo, 1, portAt(19), 0},
+    {vx::fcSection, "config.port.fc.5.", 5, readDefaultFcConfigInfo, 1, portAt(5), 0},
+    {vx::pcieSection, "config.port.pcie.0.", 0, readDefaultPcieConfigInfo, 1, portAt(24), 0},
+    {vx::hostGroupSection, "config.hostgroup.3.", 3, readDefaultHostGroupConfigInfo, 20, 64 + 3 * 940, 0},
+    {vx::passwordSection, "config.passwd.2.", 2, readDefaultPassword, 8, 64 + 2 * 128, 'A'},
+    {vx::dmGlobalsSection, "config.bridge.", 0, once<readBridgeDMGlobalSettings>, 24, 64, 'A'},
+    {vx::storagePoolSection, "config.storagepool.", 0, once<readDefaultStoragePoolConfig>, 31, 64, 0},
+    {vx::cacheSection, "config.cache.", 0, once<readDefaultCacheConfig>, cache, 0, 0},
+    {vx::snmpSection, "config.snmp.", 0, once<readDefaultSnmpConfigInfo>, 9, 64, 0},
+    {vx::snmpTrapSection, "config.snmp.Traps.7.", 7, once<readDefaultSnmpConfigInfo>, 9, trapsAt + 7 * 36, 0},
+    {vx::bridgeSection, "config.bridge.", 0, into<BridgeConfig, readDefaultBridgeIPv6ConfigInfo>, 1, 64, '5', isIpv6},
+    {vx::iscsiSection, "config.port.is.1.", 1, readIpv6OfPort, 1, portAt(9), '5', isIpv6},
+    {vx::bridgeSection, "config.bridge.", 0, into<BridgeConfig, readDefaultBridgeDataMigrationInfo>, 1, 64, '5', isMode},
+    {vx::bridgeSection, "config.bridge.", 0, readMode, memory, 0, '5', isMode},
+    {vx::capabilitiesSection, "config.bridge.", 0, into<SystemCapabilities, readDefaultSystemCapabilities>, memory, 0, '5'},
+    {vx::versionSection, "properties.file.", 0, into<VersionBlock, readDefaultConfigurationVersion>, memory, 0, '5'},
+    // clang-format on
+};
+
+// A line for every setting of a section, each with a value of bytes 'A', by type.
+std::string textOf(const Reader& reader) {
+    std::string text = "nothing = \"\"\n";
+    vx::forEachSetting(reader.section, [&](const vx::Setting& setting) {
+        std::string const values[] = {"65",
+                                      "16705",
+                                      "1094795585",
+                                      std::string(setting.size, 'A'),
+                                      "41414141414141414141414141414141",
+                                      "65.65.65.65"};
+        text += reader.prefix + setting.key + " = \"" +
+                values[static_cast<std::size_t>(setting.type)] + "\"\n";
+    });
+    return text;
+}
+
+void expectStored(const Reader& reader, bool fileSays) {
+    Bytes const file = reader.index == memory  ? bytesOf(callers, sizeof callers)
+                       : reader.index == cache ? readBytes("/mnt/nand1/brapp_psst_data.cfg")
+                                               : readBytes(primary(reader.index));
+    vx::forEachSetting(reader.section, [&](const vx::Setting& setting) {
+        Bytes expected(setting.size, fileSays && reader.reads(setting.key) ? 'A' : reader.absent);
+        if (setting.type == Type::string && expected[0] == 'A') {
+            expected.back() = 0; // cut
+        }
+        EXPECT_EQ(bytesOf(&file.at(reader.offset + setting.offset), setting.size), expected)
+            << reader.prefix << setting.key;
+    });
+}
+
+using DefaultReaders = BladeTest;
+
+TEST_F(DefaultReaders, EachStoresItsSettings) {
+    makeFiles({1, 8, 9, 20});
+    auto const readAll = [](bool fileSays) {
+        for (Reader const& reader : readers) {
+            std::string const text = fileSays ? textOf(reader) : "";
+            auto* const file = propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
+            std::ranges::fill(callers, '5');
+            EXPECT_EQ(reader.read(file, reader.number), reader.index == memory ? -1 : 0);
+            expectStored(reader, fileSays);
+            propClosePropertiesFile(file);
+        }
     };
-    makeFiles({1, 8, 9, 20, 31});
-    testing::internal::CaptureStdout();
-    for (auto const& c : cases) {
-        std::string const text = c.key + " = \"" + c.value + "\"\n";
-        PropertiesHandle handle =
-            propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
-        EXPECT_EQ(c.read(handle, c.number), 0) << c.key;
-        Bytes const file = readBytes(primary(c.index));
-        auto const at = file.begin() + static_cast<std::ptrdiff_t>(c.offset);
-        EXPECT_EQ(Bytes(at, at + static_cast<std::ptrdiff_t>(c.bytes.size())), c.bytes) << c.key;
-        propClosePropertiesFile(handle);
+    std::string const announced = printedBy([&] { readAll(true); });
+    EXPECT_EQ(announced, "readDefaultFcConfigInfo: config.port.fc.5.\n"
+                         "readDefaultPcieConfigInfo: config.port.pcie.0.\n"
+                         "readDefaultHostGroupConfigInfo: config.hostgroup.3. and idx = 3 \n");
+    EXPECT_EQ(printedBy([&] { readAll(false); }), announced);
+    EXPECT_EQ(readDefaultPassword(nullptr, 8), -1);
+    EXPECT_EQ(readDefaultSnmpTrapsInfo(nullptr, nullptr, 0), -1);
+    EXPECT_EQ(readDefaultSnmpTrapsInfo(nullptr, callersOwn<SnmpConfig>(), 8), -1);
+}
+
+// Of each kind the last section that a whole file has.
+TEST_F(DefaultReaders, WholeFileLoads) {
+    makeFiles({1, 8, 20});
+    for (Reader const& reader : readers) {
+        std::ofstream(vx::savedPersonalityFiles[0], std::ios::app) << textOf(reader);
     }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "readDefaultFcConfigInfo: config.port.fc.0.\n"
-              "readDefaultPcieConfigInfo: config.port.pcie.0.\n"
-              "readDefaultHostGroupConfigInfo: config.hostgroup.2. and idx = 2 \n"
-              "readDefaultHostGroupConfigInfo: config.hostgroup.3. and idx = 3 \n");
+    passwd_data.record = filled<PasswordSlot>('x');
+    EXPECT_FALSE(printedBy([] { EXPECT_EQ(readDefaultConfiguration(), 0); }).empty());
+    for (Reader const& reader : readers) {
+        if (reader.index != memory && reader.index != 9 && reader.reads == isLoaded) {
+            expectStored(reader, true);
+        }
+    }
+    EXPECT_EQ(readBytes(primary(8)).back(), 'x') << "bytes that nobody names are kept";
+    auto const pcie = onFile<PortParams>(1, portAt(24));
+    EXPECT_TRUE(pcie.type == PORT_TYPE_PCIE && pcie.flags == 1);
+}
+
+TEST_F(DefaultReaders, ChassisName) {
+    PropertiesHandle const file = propOpenPropertiesFile(SAMPLES "/personality-5.3.0.cfg");
+    loadBlankEnvironment();
+    EXPECT_EQ(see([&] { return readDefaultChassisName(file); }).result, 0);
+    char name[64];
+    vornhal_getenv("ChassisName", name, sizeof name);
+    EXPECT_STREQ(name, "vx2410-chassis");
+    propClosePropertiesFile(file);
 }
 
 } // namespace
