@@ -9,110 +9,92 @@
 #include <filesystem>
 
 #include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 
 constexpr int vpd = 6;
 constexpr int backup = 7;
 
+using Pair = std::pair<Bytes, Bytes>;
+Pair onBoth() {
+    return {readBytes(primary(vpd)), readBytes(primary(backup))};
+}
+
+// Starts with both files good and full of 0x5A, and nothing loaded.
 struct Vpd : BladeTest {
     void SetUp() override {
         BladeTest::SetUp();
-        vxpmgr_create_mirror_paths(0, 0, 0, 0);
-        ReadSequenceNumber();
-        ASSERT_EQ(vxpmgr_create_vpd_psst(), 0);
+        makeFiles({vpd});
         auto const record = filled<VpdRecord>(0x5A);
         ASSERT_EQ(vxpmgr_UpdateVpdInfo(&record), 0);
-        good = readBytes(primary(vpd));
-        goodBackup = readBytes(primary(backup));
+        good = onBoth();
         InitDatabaseLite();
     }
 
-    Bytes good;
-    Bytes goodBackup;
+    static void put(const Pair& files) {
+        InitDatabaseLite();
+        writeBytes(primary(vpd), files.first);
+        writeBytes(primary(backup), files.second);
+    }
+
+    Pair good;
 };
 
-Bytes changed(Bytes bytes, std::size_t offset) {
-    bytes[offset] ^= 1;
-    return bytes;
-}
-
 TEST_F(Vpd, TwoBadFilesStay) {
-    EXPECT_EQ(onFile<PsstHeader>(vpd, 0).crc, crc32(0, good.data() + 64, 2224));
-    Bytes const bad = changed(good, 100);
-    Bytes const badBackup = changed(goodBackup, 16);
-    writeBytes(primary(vpd), bad);
-    writeBytes(primary(backup), badBackup);
+    EXPECT_EQ(onFile<PsstHeader>(vpd, 0).crc, crc32(0, good.first.data() + 64, 2224));
+    good.first[100] ^= 1;
+    good.second[16] ^= 1;
+    put(good);
     EXPECT_EQ(vxpmgr_readVpdFile(), -1);
-    EXPECT_EQ(readBytes(primary(vpd)), bad);
-    EXPECT_EQ(readBytes(primary(backup)), badBackup);
+    EXPECT_EQ(onBoth(), good);
     EXPECT_EQ(vpd_info.record.bytes[0], 0);
 }
 
 TEST_F(Vpd, TheFirstGoodFileWinsForGood) {
-    auto next = filled<VpdRecord>(0x5A);
-    next.bytes[2223] = 0x77;
+    auto next = filled<VpdRecord>(0x77);
     ASSERT_EQ(vxpmgr_readVpdFile() + vxpmgr_UpdateVpdInfo(&next), 0);
-    Bytes const updated = readBytes(primary(vpd));
-    Bytes const updatedBackup = readBytes(primary(backup));
-    writeBytes(primary(backup), goodBackup); // an update was cut between the two files
-    InitDatabaseLite();
+    auto const updated = onBoth();
+    put({updated.first, good.second}); // an update was cut between the two files
     EXPECT_EQ(vxpmgr_readVpdFile(), 0);
     EXPECT_EQ(vpd_info.record.bytes[2223], 0x77);
-    EXPECT_EQ(readBytes(primary(vpd)), updated);
-    EXPECT_EQ(readBytes(primary(backup)), updatedBackup) << "or it would bring the old record back";
-    vx::closeDescriptor(vpd);
+    EXPECT_EQ(onBoth(), updated) << "or the second would bring the old record back";
     vx::keepDescriptor(vpd, vx::openFile("/dev/full", O_RDWR));
     next.bytes[0] = 1;
     EXPECT_EQ(vxpmgr_UpdateVpdInfo(&next), -1);
-    EXPECT_EQ(readBytes(primary(backup)), updatedBackup) << "the good file stays until its twin is";
+    EXPECT_EQ(onBoth(), updated) << "the good file stays until its twin is";
 }
 
-// Data before header, the first file before the second: a cut at any write leaves one good file.
-TEST_F(Vpd, UpdateLeavesOneGoodFileAtEveryCut) {
+// Data before header, the first file before the second: whatever fails leaves one good file.
+TEST_F(Vpd, UpdateLeavesOneGoodFileAtEveryFault) {
     auto const next = filled<VpdRecord>(0x77);
-    bool finished = false;
-    for (int cut = 1; !finished; ++cut) {
-        writeBytes(primary(vpd), good);
-        writeBytes(primary(backup), goodBackup);
-        InitDatabaseLite();
+    systemCalls.operations = INT32_MAX;
+    for (int at = 1; systemCalls.operations >= at; ++at) {
+        put(good);
         ASSERT_EQ(vxpmgr_readVpdFile(), 0);
-        if (::fork() == 0) {
-            systemCalls.operations = 0;
-            systemCalls.fault = {Fault::Kind::powerCut, cut, 0, cut % 2 == 0 ? 512U : 0U};
-            ::_exit(vxpmgr_UpdateVpdInfo(&next) == 0 ? 42 : 1);
-        }
-        int status = 0;
-        ::wait(&status);
-        finished = WEXITSTATUS(status) == 42;
+        systemCalls.operations = 0;
+        systemCalls.fault = {Fault::Kind::shortTransfer, at, 0, at % 2 == 0 ? 512U : 0U};
+        (void)vxpmgr_UpdateVpdInfo(&next);
+        systemCalls.fault = {};
         InitDatabaseLite();
         VpdRecord record;
-        ASSERT_EQ(vxpmgr_readVpdFile() + vxpmgr_GetVpdInfo(&record), 0) << cut;
-        EXPECT_TRUE(equal(record, filled<VpdRecord>(0x5A)) || equal(record, next)) << cut;
-        ASSERT_LT(cut, 200);
+        ASSERT_EQ(vxpmgr_readVpdFile() + vxpmgr_GetVpdInfo(&record), 0) << at;
+        EXPECT_TRUE(equal(record, filled<VpdRecord>(0x5A)) || equal(record, next)) << at;
     }
 }
 
 TEST_F(Vpd, CopiesCheckTheirSource) {
-    for (int const source : {vpd, backup}) {
-        auto* const copy = source == vpd ? copy_vpd_psst : copy_backup_vpd_psst;
-        std::string const target = primary(source == vpd ? backup : vpd);
-        Bytes const& content = source == vpd ? goodBackup : good;
-        fs::remove(target);
+    for (auto const& [source, target, copy] :
+         {std::tuple(vpd, backup, &copy_vpd_psst), {backup, vpd, &copy_backup_vpd_psst}}) {
+        put(good);
+        std::filesystem::remove(primary(target));
         EXPECT_EQ(copy(0), -1) << "asked not to create";
-        EXPECT_FALSE(fs::exists(target));
+        EXPECT_FALSE(std::filesystem::exists(primary(target)));
         EXPECT_EQ(copy(1), 0);
-        EXPECT_EQ(readBytes(target), content);
-        Bytes const bytes = readBytes(primary(source));
-        writeBytes(primary(source), changed(bytes, 2000));
+        EXPECT_EQ(onBoth(), good);
+        setByte(primary(source), 2000, 0);
+        auto const bad = onBoth();
         EXPECT_EQ(copy(1), -1);
-        EXPECT_EQ(readBytes(target), content) << "a bad source overwrites nothing";
-        writeBytes(primary(source), bytes);
-        InitDatabaseLite();
+        EXPECT_EQ(onBoth(), bad) << "a bad source overwrites nothing";
     }
 }
 
