@@ -1,5 +1,5 @@
 // Every reader of defaults stores what the file says of its section's settings, and of no others.
-#include "tests/support/devices.h"
+#include "tests/support/blade_files.h"
 
 #include "settings/saved_files.h"
 #include "settings/table.h"
@@ -163,16 +163,6 @@ TEST_F(DefaultReaders, WholeFileLoads) {
     EXPECT_EQ(readBytes(primary(8)).back(), 'x') << "bytes that nobody names are kept";
     auto const pcie = onFile<PortParams>(1, portAt(24));
     EXPECT_TRUE(pcie.type == PORT_TYPE_PCIE && pcie.flags == 1);
-}
-
-TEST_F(DefaultReaders, ChassisName) {
-    PropertiesHandle const file = propOpenPropertiesFile(SAMPLES "/personality-5.3.0.cfg");
-    loadBlankEnvironment();
-    EXPECT_EQ(see([&] { return readDefaultChassisName(file); }).result, 0);
-    char name[64];
-    vornhal_getenv("ChassisName", name, sizeof name);
-    EXPECT_STREQ(name, "vx2410-chassis");
-    propClosePropertiesFile(file);
 }
 
 } // namespace

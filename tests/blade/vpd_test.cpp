@@ -89,8 +89,6 @@ TEST_F(Vpd, CopiesCheckTheirSource) {
         std::filesystem::remove(primary(target));
         EXPECT_EQ(copy(0), -1) << "asked not to create";
         EXPECT_FALSE(std::filesystem::exists(primary(target)));
-        EXPECT_EQ(copy(1), 0);
-        EXPECT_EQ(onBoth(), good);
         setByte(primary(source), 2000, 0);
         auto const bad = onBoth();
         EXPECT_EQ(copy(1), -1);

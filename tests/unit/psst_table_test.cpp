@@ -7,26 +7,12 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <sstream>
 #include <string>
-#include <vector>
 
 namespace {
 
 constexpr uint32_t crcOfZeroVpd = 0x2FEFD946;
-
-// The document's files, each a row that begins with a number.
-std::vector<std::string> documented() {
-    std::ifstream document(DOCS "/store-format.md");
-    std::vector<std::string> rows;
-    bool under = false;
-    for (std::string line; std::getline(document, line);) {
-        under = line.starts_with('#') ? line == "## Files" : under;
-        if (under && line.starts_with("| ") && line.find_first_of("0123456789") == 2) {
-            rows.push_back(line);
-        }
-    }
-    return rows;
-}
 
 std::string recordsOf(const vx::PsstFile& file) {
     std::string const size = std::to_string(file.recordSize);
@@ -37,20 +23,21 @@ std::string recordsOf(const vx::PsstFile& file) {
 }
 
 TEST(PsstTable, FilesAreThoseOfTheDocument) {
-    std::vector<std::string> rows;
+    std::stringstream document;
+    document << std::ifstream(DOCS "/store-format.md").rdbuf();
     for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
         const vx::PsstFile& file = vx::psstFile(index);
-        std::string const name =
-            index == 41 ? "brapp_phys_lun_stripe_table.bin" : psstFileNames[index];
+        std::string const path = psstFilePrimaryPaths[index];
         std::string const types = index == 1 ? "2, 3, 4" : std::to_string(vx::fileTypeOf(index));
-        if (file.layout != vx::Layout::reserved) {
-            EXPECT_EQ(psstFilePrimaryPaths[index], "/mnt/nand1/" + name);
-            rows.push_back("| " + std::to_string(index) + " | `" + name + "` | " + types + " | " +
-                           recordsOf(file) + " | " + std::to_string(file.size) + " |");
-        }
+        std::string const row = "\n| " + std::to_string(index) + " | `" +
+                                path.substr(path.rfind('/') + 1) + "` | " + types + " | " +
+                                recordsOf(file) + " | " + std::to_string(file.size) + " |\n";
+        bool const isFile = path.starts_with("/mnt/nand1/");
+        EXPECT_EQ(document.str().find(row) != std::string::npos, isFile) << row;
+        EXPECT_EQ(psstFileNames[index],
+                  index == 41 ? "brapp_phys_stripe_table.bin" : path.substr(path.rfind('/') + 1));
+        EXPECT_TRUE(isFile || (path == "Uknown" && file.layout == vx::Layout::reserved));
     }
-    EXPECT_EQ(rows, documented());
-    EXPECT_STREQ(psstFileNames[41], "brapp_phys_stripe_table.bin");
 }
 
 TEST(PsstTable, HeadersAndRecordsOfEveryType) {
@@ -67,30 +54,16 @@ TEST(PsstTable, HeadersAndRecordsOfEveryType) {
     }
 }
 
-TEST(PsstTable, NamesAndPathsOfNoFile) {
-    for (int const reserved : {0, 25, 26, 37, 38}) {
-        EXPECT_STREQ(psstFileNames[reserved], "Uknown");
-        EXPECT_STREQ(psstFilePrimaryPaths[reserved], "Uknown");
-    }
-    EXPECT_STREQ(psstFileNames[44], "");
-    EXPECT_STREQ(psstFileMirrorPaths[0], "Uknown");
-    EXPECT_STREQ(psstAdditionalFilePrimaryPaths[2], "/mnt/nand1/brapp_client_storage.bin");
-}
-
-TEST(PsstTable, ListsOfFiles) {
+TEST(PsstTable, FilesOfTheReplaceableUnit) {
     std::string fru;
     for (auto const* const* entry = psstFruFiles; *entry != nullptr; ++entry) {
         auto const index = *entry - psstFilePrimaryPaths;
-        fru += index >= 0 && index < 44
-                   ? std::to_string(index) + ' '
-                   : '+' + std::to_string(*entry - psstAdditionalFilePrimaryPaths) + ' ';
+        fru += index >= 0 && index < 44 ? std::to_string(index) + ' ' : **entry + std::string("\n");
     }
     EXPECT_EQ(fru, "0 1 2 3 4 5 6 7 8 10 11 12 13 14 15 16 17 18 19 20 21 0 23 24 27 29 30 31 32 "
-                   "33 0 35 36 0 0 39 40 41 42 43 +0 +1 +3 +4 +5 ");
-    EXPECT_EQ(psstCfgFilesToDelete[0], psstFilePrimaryPaths[21]);
-    EXPECT_EQ(psstCfgFilesToDelete[1], psstFilePrimaryPaths[29]);
-    EXPECT_EQ(psstCfgFilesToDelete[2], psstFilePrimaryPaths[31]);
-    EXPECT_EQ(psstCfgFilesToDelete[3], nullptr);
+                   "33 0 35 36 0 0 39 40 41 42 43 /mnt/nand1/migration_logv2\n"
+                   "/mnt/nand1/brapp_psst_data.cfg\n/mnt/nand1/drivecfg.cfg\n"
+                   "/mnt/nand1/drivecfg_bak.cfg\n/mnt/nand1/ftp.cfg\n");
 }
 
 } // namespace
