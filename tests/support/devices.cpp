@@ -78,17 +78,30 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-void beginSeeing() {
+namespace {
+
+// Lines, and how often those come that follow their like.
+std::string folded(const std::vector<std::string>& lines) {
+    std::string all;
+    for (auto line = lines.begin(); line != lines.end();) {
+        auto const next = std::find_if(line, lines.end(), [&](auto& l) { return l != *line; });
+        all += *line + (next - line > 1 ? " ×" + std::to_string(next - line) : "") + "\n";
+        line = next;
+    }
+    return all;
+}
+
+} // namespace
+
+Seen see(const std::function<long()>& call) {
+    static const std::regex lineNumber("(^|\n)([a-z0-9_]+: \\w+) [0-9]+:");
     traced();
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-}
-
-Seen endSeeing(long result) {
-    static const std::regex lineNumber("(^|\n)([a-z0-9_]+: \\w+) [0-9]+:");
+    long const result = call();
     std::string const errors = testing::internal::GetCapturedStderr();
     return {result, testing::internal::GetCapturedStdout(),
-            std::regex_replace(errors, lineNumber, "$1$2:"), joined(traced())};
+            std::regex_replace(errors, lineNumber, "$1$2:"), folded(traced())};
 }
 
 std::string hex(const Bytes& bytes) {
@@ -97,6 +110,12 @@ std::string hex(const Bytes& bytes) {
         digits << std::hex << std::setfill('0') << std::setw(2) << byte;
     }
     return digits.str();
+}
+
+std::string told(const std::string& word, const Bytes& bytes, bool isText) {
+    std::string text(bytes.begin(), bytes.end());
+    std::ranges::replace(text, '\0', '.');
+    return word.starts_with("[") ? " " + (isText ? text : hex(bytes)) : "";
 }
 
 Bytes bytesOfWord(const std::string& word) {
@@ -125,27 +144,6 @@ std::string steady(std::string text) {
     return text;
 }
 
-// Lines, and how often those come that follow their like.
-std::string folded(const std::string& text) {
-    std::string all;
-    std::string last;
-    int count = 0;
-    std::istringstream lines(text + "\n");
-    for (std::string line; std::getline(lines, line); last = line) {
-        count = line == last ? count + 1 : 1;
-        if (count > 2) {
-            all.resize(all.rfind(" ×"));
-        }
-        if (count > 1) {
-            all.resize(all.find_last_not_of('\n') + 1);
-            all += " ×" + std::to_string(count) + "\n";
-        } else if (!line.empty()) {
-            all += line + "\n";
-        }
-    }
-    return all;
-}
-
 std::string toldOf(const std::string& line, const Calls& calls) {
     std::istringstream stream(line);
     Words words;
@@ -155,12 +153,11 @@ std::string toldOf(const std::string& line, const Calls& calls) {
     auto const& call = calls.at(words.at(0));
     words.erase(words.begin());
     std::size_t const open = openDescriptors();
-    beginSeeing();
     errno = EIO; // of some older call
-    std::string const result = call(words);
-    Seen const seen = endSeeing(0);
+    std::string result;
+    Seen const seen = see([&] { return result = call(words), 0; });
     std::string const opened = openDescriptors() != open ? ", and a descriptor is open" : "";
-    return steady("= " + result + opened + "\n" + seen.output + seen.errors) + folded(seen.trace);
+    return steady("= " + result + opened + "\n" + seen.output + seen.errors) + seen.trace;
 }
 
 } // namespace

@@ -3,10 +3,10 @@
 
 #include "tests/support/blade_files.h"
 
+#include <array>
 #include <functional>
 #include <map>
 #include <string>
-#include <tuple>
 #include <vector>
 
 // Gives the devices commands (bladesim --help lists them), one a line.
@@ -24,21 +24,15 @@ std::string joined(const std::vector<std::string>& lines);
 // Descriptors that this process has open.
 std::size_t openDescriptors();
 
-// What a call printed, left on standard error (without line numbers), and did to the devices.
+// What a call printed, left on standard error (without line numbers), and did to the devices: equal
+// operations that follow one another are one line with their number, "×3".
 struct Seen {
     long result;
     std::string output;
     std::string errors;
     std::string trace;
 };
-
-void beginSeeing();
-Seen endSeeing(long result);
-template <class Call>
-Seen see(Call call) {
-    beginSeeing();
-    return endSeeing(static_cast<long>(call()));
-}
+Seen see(const std::function<long()>& call);
 
 // --- Transcripts: what calls give and do, compared with the file NAME.transcript.
 //
@@ -54,44 +48,31 @@ void expectTranscript(const std::string& name, const Calls& calls);
 // "0a1b" as bytes, "[2]" as two bytes 0x5A, "Z"; and bytes as digits.
 [[nodiscard]] Bytes bytesOfWord(const std::string& word);
 [[nodiscard]] std::string hex(const Bytes& bytes);
+// What a buffer "[SIZE]" holds, characters or digits; nothing of other words.
+[[nodiscard]] std::string told(const std::string& word, const Bytes& bytes, bool isText);
 
-// One argument, from one word: a number, a text, or for other pointers bytes or "null".
+// One argument, from one word: a number, a string, or for other pointers bytes or "null".
 template <class Type>
-struct Argument {
-    using Target = std::remove_pointer_t<Type>;
-    static constexpr bool isText = std::is_same_v<Type, const char*>;
-    static constexpr bool isBuffer = std::is_pointer_v<Type> && !isText;
-    explicit Argument(std::string aWord) : word(std::move(aWord)) {
-        bytes = isBuffer && word != "null" ? bytesOfWord(word) : Bytes();
+Type argument(const std::string& word, Bytes& bytes) {
+    if constexpr (std::is_same_v<Type, const char*>) {
+        return word.c_str();
+    } else if constexpr (std::is_pointer_v<Type>) {
+        bytes = word == "null" ? Bytes() : bytesOfWord(word);
+        return word == "null" ? nullptr : reinterpret_cast<Type>(bytes.data());
+    } else {
+        return static_cast<Type>(std::stoll(word, nullptr, 0));
     }
-    Type value() {
-        if constexpr (isBuffer) {
-            return word == "null" ? nullptr : reinterpret_cast<Type>(bytes.data());
-        } else if constexpr (isText) {
-            return word.c_str();
-        } else {
-            return static_cast<Type>(std::stoll(word, nullptr, 0));
-        }
-    }
-    // What a buffer holds now.
-    [[nodiscard]] std::string told() const {
-        std::string text(bytes.begin(), bytes.end());
-        std::ranges::replace(text, '\0', '.');
-        bool const isFilled = isBuffer && !std::is_const_v<Target>;
-        return !isFilled ? "" : " " + (std::is_same_v<Target, char> ? text : hex(bytes));
-    }
-    std::string word;
-    Bytes bytes;
-};
+}
 
+// A call's result, and what the buffers that were given by their size hold then.
 template <class Result, class... Types>
 auto callOf(Result (*function)(Types...)) {
-    return [function]<std::size_t... index>(std::index_sequence<index...>) {
-        return [function](const Words& words) {
-            (void)words; // of a call without any
-            std::tuple<Argument<Types>...> given{Argument<Types>(words.at(index))...};
-            std::string const result = std::to_string(function(std::get<index>(given).value()...));
-            return (result + ... + std::get<index>(given).told());
+    return [function]<std::size_t... i>(std::index_sequence<i...>) {
+        return [function]([[maybe_unused]] const Words& words) {
+            [[maybe_unused]] std::array<Bytes, sizeof...(Types)> buffers;
+            std::string const result =
+                std::to_string(function(argument<Types>(words.at(i), buffers[i])...));
+            return (result + ... + told(words.at(i), buffers[i], std::is_same_v<Types, char*>));
         };
     }
     (std::index_sequence_for<Types...>());
