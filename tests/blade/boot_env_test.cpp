@@ -58,17 +58,10 @@ std::string value(const std::string& name) {
 
 class BootEnv : public DeviceTest {
   protected:
-    void SetUp() override {
-        DeviceTest::SetUp();
-        see(vhnor_init);
-    }
-    void TearDown() override {
-        fs::remove(configPath);
-        DeviceTest::TearDown();
-    }
     // No faults, no note, and what the places hold.
     static void setPlaces(const Bytes& first, const Bytes& second) {
         control("reset");
+        see(vhnor_init);
         fs::remove(notePath);
         setImage("nor", places[0], Bytes(2 * blockSize, 0xFF));
         setImage("nor", places[0], first);
@@ -169,7 +162,6 @@ TEST_F(BootEnv, StepsOfASave) {
                                           "mtd0 read 003f0000+16384 = 16384\n"
                                           "mtd0 program 003e0004+1 = 1\n");
     EXPECT_EQ(image("nor", places[1], copySize), copyOf(1, variables("new") + "theirs=1" + '\0'));
-    EXPECT_FALSE(fs::exists(notePath));
     // What another program saved since the last load is not undone by what was saved before.
     setImage("nor", places[0], copyOf(1, variables("theirs")));
     vornhal_setenv("mine", "1");
@@ -195,17 +187,18 @@ TEST_F(BootEnv, SavesThatFail) {
     Bytes const blankThenTorn = with(blank, blockSize - 1, 't');
     std::string const foreign = "holds something else";
     std::string const unread = "a copy cannot be read";
+    std::string const different = "not what was programmed";
     // clang-format off
     struct {
         const char* faults; std::string error; bool isWhole; // the new environment
         Noted note; Bytes loaded, saved; // what the block to be erased holds before
     } const cases[] = {
         {"fail mtd0 erase EIO", "cannot erase", false, none, {}, {}},
-        {"skip mtd0 erase", "not what was programmed", false, none, {}, {}}, // it only says that it did
-        {"skip mtd0 program", "not what was programmed", false, none, {}, {}},
+        {"skip mtd0 erase", different, false, none, {}, {}}, // it only says that it did
+        {"skip mtd0 program", different, false, none, {}, {}},
         {"fail mtd0 program EIO", "cannot program", false, none, {}, {}},
         {"short mtd0 program", "cannot program", false, none, {}, {}},
-        {"fail mtd0 read EIO 1 2", "not what was programmed", true, none, {}, {}},
+        {"fail mtd0 read EIO 1 2", different, true, none, {}, {}},
         {"fail mtd0 program EIO 1 1", "cannot mark", true, none, {}, {}},
         {"", foreign, false, none, torn, torn},
         {"", foreign, false, none, wholeThenTorn, wholeThenTorn},
@@ -220,32 +213,30 @@ TEST_F(BootEnv, SavesThatFail) {
         {"fail mtd0 read EIO 1 1", unread, false, itself, torn, torn},
     };
     // clang-format on
-    for (auto const& c : cases) {
-        for (std::size_t const target : {0U, 1U}) {
-            SCOPED_TRACE(std::to_string(&c - cases) + " " + std::to_string(target));
-            setCopies(1 - target);
-            if (c.note != none) {
-                std::ofstream(notePath)
-                    << std::hex << places[c.note == itself ? target : 1 - target];
-            }
-            setImage("nor", places[target], c.loaded);
-            ASSERT_EQ(load().result, 0);
-            setImage("nor", places[target], c.saved);
-            Seen const seen = save("new", c.faults);
-            EXPECT_EQ(seen.result, c.error.empty() ? 0 : -1);
-            EXPECT_NE(seen.errors.find(c.error), std::string::npos) << seen.errors;
-            EXPECT_TRUE((c.error != foreign && c.error != unread) ||
-                        image("nor", places[target], c.saved.size()) == c.saved);
-            load();
-            bool const isFirst = c.error.empty() || target == 0; // of two that are active
-            EXPECT_EQ(value("ChassisName"), c.isWhole && isFirst ? "new" : "old");
-            // What was set is not forgotten where the same program tries again.
-            EXPECT_EQ(save("newer", "fail mtd0 erase EIO").result, -1);
-            EXPECT_EQ(see(vornhal_saveenv).result, c.error == foreign ? -1 : 0);
-            load();
-            EXPECT_EQ(value("ChassisName") + value("other"),
-                      c.error == foreign ? "oldkept" : "newerkept");
+    for (std::size_t i = 0; i < 2 * std::size(cases); ++i) {
+        auto const& c = cases[i / 2];
+        std::size_t const target = i % 2;
+        SCOPED_TRACE(i);
+        setCopies(1 - target);
+        if (c.note != none) {
+            std::ofstream(notePath) << std::hex << places[c.note == itself ? target : 1 - target];
         }
+        setImage("nor", places[target], c.loaded);
+        ASSERT_EQ(load().result, 0);
+        setImage("nor", places[target], c.saved);
+        Seen const seen = save("new", c.faults);
+        EXPECT_EQ(seen.result, c.error.empty() ? 0 : -1);
+        EXPECT_NE(seen.errors.find(c.error), std::string::npos) << seen.errors;
+        bool const keeps = c.error == foreign || c.error == unread;
+        EXPECT_EQ(seen.trace.find("erase") == std::string::npos, keeps);
+        load();
+        bool const isFirst = c.error.empty() || target == 0; // of two that are active
+        EXPECT_EQ(value("ChassisName"), c.isWhole && isFirst ? "new" : "old");
+        // What was set is not forgotten where the same program tries again.
+        EXPECT_EQ(save("newer", "fail mtd0 erase EIO").result, -1);
+        EXPECT_EQ(see(vornhal_saveenv).result, c.error == foreign ? -1 : 0);
+        load();
+        EXPECT_EQ(value("ChassisName"), c.error == foreign ? "old" : "newer");
     }
     EXPECT_NE(logged().find("boot_env["), std::string::npos);
     // Where no copy counts, the one that was cut is replaced first: its note is lost then.
@@ -263,68 +254,60 @@ TEST_F(BootEnv, SavesThatFail) {
 TEST_F(BootEnv, CutAtEveryOperation) {
     // Saves a name in a process of its own, which the cut may end; true when it did not.
     auto const saveIn = [](const char* name, const std::string& cut) {
-        pid_t const child = ::fork();
-        if (child == 0) {
+        if (::fork() == 0) {
             see([&] { return control("reset\n" + cut), vornhal_init_env(0); });
             vornhal_setenv("ChassisName", name);
             see(vornhal_saveenv);
             ::_exit(0);
         }
         int status = 0;
-        ::waitpid(child, &status, 0);
+        ::wait(&status);
         control("reset");
         return WIFEXITED(status);
     };
-    for (int const kind : {0, 1, 2, 3}) {
-        bool const first = kind % 2 == 1; // no environment yet
-        int operations = 0;
-        for (bool finished = false; !finished; ++operations) {
-            first ? setPlaces(blank, blank) : setCopies();
-            std::string const cut = kind < 2 ? "stop " : "tear ";
-            SCOPED_TRACE(cut + std::to_string(operations + 1));
-            // Twice in a row, and then the way on is open, to both copies.
-            for (const char* const name : {"new", "newer"}) {
-                finished = saveIn(name, cut + std::to_string(operations + 1));
-                ASSERT_EQ(load().result, 0);
-                std::string const loaded = value("ChassisName");
-                EXPECT_TRUE(loaded == (first ? "" : "old") || loaded == "new" || loaded == name);
-                EXPECT_EQ(value("other"), first ? "" : "kept");
-                EXPECT_TRUE(!tools_ || loaded.empty() ||
-                            printed().starts_with("ChassisName=" + loaded + "\n"));
-            }
-            expectSaves();
+    constexpr int operations = 8;
+    for (int i = 0; i < 4 * (operations + 1); ++i) {
+        std::string const old = i % 2 == 0 ? "old" : ""; // no environment yet
+        std::string const cut = (i % 4 < 2 ? "stop " : "tear ") + std::to_string(i / 4 + 1);
+        SCOPED_TRACE(cut + old);
+        old.empty() ? setPlaces(blank, blank) : setCopies();
+        bool finished = false;
+        // Twice in a row, and then the way on is open, to both copies.
+        for (const char* const name : {"new", "newer"}) {
+            finished = saveIn(name, cut);
+            ASSERT_EQ(load().result, 0);
+            std::string const loaded = value("ChassisName");
+            EXPECT_TRUE(loaded == old || loaded == "new" || loaded == name) << loaded;
+            EXPECT_EQ(value("other"), old.empty() ? "" : "kept");
+            EXPECT_TRUE(!tools_ || loaded.empty() ||
+                        printed().starts_with("ChassisName=" + loaded + "\n"));
         }
-        EXPECT_EQ(operations, 9) << "eight, and the run that none of them cuts";
+        EXPECT_EQ(finished, i / 4 == operations) << "each of a save's is cut, and no other";
+        expectSaves();
     }
 }
 
 TEST_F(BootEnv, WaitsForTheLockOfTheStandardTools) {
-    constexpr unsigned longWait = 5'000'000;
+    constexpr unsigned patience = 5'000'000; // microseconds: a reader's, and until a wait is told
     setCopies();
     std::ofstream(notePath) << "3f0000"; // which is whole
     int const lock = ::open(lockPath, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    // clang-format off
-    struct { bool loads; unsigned held, waited; } const cases[] = { // microseconds
-        {true, 2 * longWait, longWait}, {true, longWait, longWait}, {false, 300'000, 300'000},
-        {false, 2 * longWait, 2 * longWait},
-    };
-    // clang-format on
-    for (auto const& c : cases) {
-        SCOPED_TRACE(&c - cases);
+    std::pair<bool, unsigned> const cases[] = {
+        {true, 2 * patience}, {false, 300'000}, {false, 2 * patience}};
+    for (auto const& [loads, held] : cases) {
+        SCOPED_TRACE(held);
         ASSERT_EQ(::flock(lock, LOCK_SH), 0); // as weak as a lock can be
         unsigned waited = 0;
-        systemCalls.pause = [&](unsigned microseconds) {
+        systemCalls.pause = [&, lastly = held](unsigned microseconds) {
             EXPECT_EQ(joined(traced()), "") << "it did not wait";
             waited += microseconds;
-            ::flock(lock, waited >= c.held ? LOCK_UN : LOCK_SH);
+            ::flock(lock, waited >= lastly ? LOCK_UN : LOCK_SH);
         };
-        Seen const seen = c.loads ? load() : save(std::to_string(c.held));
+        Seen const seen = loads ? load() : save(std::to_string(held));
         EXPECT_EQ(seen.result, 0);
-        EXPECT_EQ(waited, c.waited);
-        bool const locked = waited == c.held;
-        EXPECT_EQ(seen.errors.find("another program holds") != std::string::npos,
-                  !locked || waited > longWait);
-        EXPECT_EQ(fs::exists(notePath), !locked) << "removed with the lock only";
+        EXPECT_EQ(waited, loads ? patience : held);
+        EXPECT_EQ(seen.errors.find("another program") != std::string::npos, held > patience);
+        EXPECT_EQ(fs::exists(notePath), loads) << "removed with the lock only";
     }
     systemCalls.pause = nullptr;
     ::close(lock);
@@ -337,26 +320,30 @@ TEST_F(BootEnv, WaitsForTheLockOfTheStandardTools) {
 }
 
 TEST_F(BootEnv, PlacesFromTheConfiguration) {
+#define AT "/dev/mtd0 "
     // clang-format off
-    std::string const none = "no file";
+    std::string const none;
     std::string const aLink = "a link to itself";
-    struct { const char* flash; std::string config; int result; long first; } const cases[] = {
+    std::string const good = AT "0x20000 0x4000\n";
+    struct { const char* flash; std::string config; int result; std::size_t first; } const cases[] = {
         {"65536x64", none, 0, 0x3E0000},
-        {"4096x1024", none, 0, 0x3F8000},     // a copy spans blocks
+        {"4096x1024", none, 0, 0x3F8000},       // a copy spans blocks
         {"65536x62 8192x3", none, 0, 0x3D0000}, // … of two sizes
         {"65536x1", none, -1, 0},
-        {"8192x3 65536x62", none, -1, 0},     // an erase would begin in another block
+        {"8192x3 65536x62", none, -1, 0},       // an erase would begin in another block
+        {"8192x3 65536x62", AT "0x6000 0x2000\n" AT "0 0x2000\n", -1, 0}, // also at its start
+        {"65536x62 8192x16", AT "0x3e0000 0x2000\n" AT "0x3e2000 0x2000\n", 0, 0x3E0000},
         {"65536x64", aLink, -1, 0},
-        {"65536x64", "# comment\n/dev/mtd0 0200000 4000 0x10000 1\n/dev/mtd0\t131072 0x4000\n", 0, 0x10000},
-        {"65536x64", "/dev/mtd0 0x18000 2000\n/dev/mtd0 0x20000 0x2000\n", 0, 0x18000},
-        {"65536x64", "/dev/mtd0 0x20000 16384\n/dev/mtd0 0x30000 16384\n", -1, 0},         // over its block
-        {"65536x64", "/dev/mtd1 0 0x4000\n/dev/mtd0 0x30000 0x4000\n/dev/mtd0 0x20000 0x4000\n", 0, 0x20000},
-        {"65536x64", "/dev/mtd0 0x20000 0x4000\n", -1, 0},                                 // one copy
-        {"65536x64", "/dev/mtd0 0x20000 0x4000\n/dev/mtd0 0x24000 0x4000\n", -1, 0},       // in one block
-        {"65536x64", "/dev/mtd0 0x20000 0x4000\n/dev/mtd0 0x30000 0x8000\n", -1, 0},       // of two sizes
-        {"65536x64", "/dev/mtd0 0x20000 0x4000\n/dev/mtd0 0x3fe000 0x4000\n", -1, 0},      // over the end
-        {"65536x64", "/dev/mtd0 0 0x110000\n/dev/mtd0 0x200000 0x110000\n", -1, 0},        // too large
-        {"65536x64", "/dev/mtd0 0x20000 0x4000\n/dev/mtd0 0x30000 0x4000\n/dev/mtd0 0x40000 0x4000\n", -1, 0},
+        {"65536x64", "# comment\n" AT "0200000 4000 0x10000 1\n/dev/mtd0\t131072 0x4000\n", 0, 0x10000},
+        {"65536x64", AT "0x18000 2000\n" AT "0x20000 0x2000\n", 0, 0x18000},
+        {"65536x64", AT "0x20000 16384\n" AT "0x30000 16384\n", -1, 0},   // over its block
+        {"65536x64", "/dev/mtd1 0 0x4000\n" AT "0x30000 0x4000\n" + good, 0, 0x20000},
+        {"65536x64", good, -1, 0},
+        {"65536x64", good + AT "0x24000 0x4000\n", -1, 0},                // in one block
+        {"65536x64", good + AT "0x30000 0x8000\n", -1, 0},                // of two sizes
+        {"65536x64", good + AT "0x3fe000 0x4000\n", -1, 0},               // over the end
+        {"65536x64", AT "0 0x110000\n" AT "0x200000 0x110000\n", -1, 0},  // too large
+        {"65536x64", good + AT "0x30000 0x4000\n" AT "0x40000 0x4000\n", -1, 0},
     };
     // clang-format on
     for (auto const& c : cases) {
@@ -370,14 +357,13 @@ TEST_F(BootEnv, PlacesFromTheConfiguration) {
         } else if (c.config != none) {
             std::ofstream(configPath) << c.config;
         }
-        std::size_t const open = openDescriptors();
         EXPECT_EQ(load().result, c.result);
         if (c.result == 0) {
+            std::size_t const open = openDescriptors();
             expectSaves();
             EXPECT_EQ(openDescriptors(), open);
-            Bytes const flash = image("nor");
-            EXPECT_EQ(std::ranges::find_if(flash, [](int b) { return b != 0xFF; }) - flash.begin(),
-                      c.first);
+            EXPECT_EQ(image("nor", 0, c.first), Bytes(c.first, 0xFF));
+            EXPECT_NE(image("nor", c.first, 1), Bytes(1, 0xFF));
         }
     }
 }

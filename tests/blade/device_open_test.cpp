@@ -21,8 +21,9 @@ class Devices : public DeviceTest {
     void SetUp() override {
         DeviceTest::SetUp();
         std::string const listing = "/mnt/nand0/devices";
-        std::ofstream(listing) << "early 5 vxgpdev\nCharacter devices:\n  1 mem\n254 vxgpdev2\n"
-                                  " 90 mtd\n12345 huge\n1234 four\n\nBlock devices:\n  7 loop\n";
+        std::ofstream(listing)
+            << "early 5 vxgpdev\nCharacter devices:\n  1 mem\n254 vxgpdev2\n"
+               " 90 mtd\n12345 huge\n1234 \t x four\n\nBlock devices:\n  7 loop\n";
         if (::mount(listing.c_str(), "/proc/devices", nullptr, MS_BIND, nullptr) != 0 ||
             ::mknod(node_, S_IFCHR | 0600, makedev(1, 5)) != 0) {
             GTEST_SKIP() << "SKIPPED: Devices: cannot mount over /proc/devices, or make nodes: "
@@ -41,35 +42,32 @@ class Devices : public DeviceTest {
 
 TEST_F(Devices, MajorNumbers) {
     std::tuple<const char*, int, uint32_t> const cases[] = {
-        {"mem", 0, 1},     {"vxgpdev", 0, 0}, {"vxgpdev2", 0, 254}, {"mtd", 0, 90}, {"huge", 0, 0},
-        {"four", 0, 1234}, {"loop", 0, 0},    {"loop", 1, 7},       {"mem", 1, 0},  {"MEM", 0, 0}};
+        {"mem", 0, 1},  {"vxgpdev", 0, 0},   {"vxgpdev2", 0, 254}, {"mtd", 0, 90},
+        {"huge", 0, 0}, {"x four", 0, 1234}, {"loop", 0, 0},       {"loop", 1, 7},
+        {"mem", 1, 0},  {"MEM", 0, 0}};
     for (auto const& [name, type, number] : cases) {
         EXPECT_EQ(getMajor(name, type), number) << name;
     }
 }
 
 TEST_F(Devices, NodesAreMadeAndReplaced) {
-    struct {
+    struct Case {
         const char *driver, *node;
-        unsigned number;
-        int result;
+        int number, result;
         bool isMismatch;
-    } const cases[] = {
-        {"mem", node_, 3, 0, true}, // there is one of another number
-        {"mem", node_, 3, 0, false},          {"mem", "/dev/vx-test-new", 3, 0, false},
-        {"mem", "/dev/vxgpdev", 0, -1, true}, // which cannot be removed
-        {"absent", node_, 3, -1, false},
     };
-    for (auto const& c : cases) {
+    for (auto const& c :
+         {Case{"mem", node_, 3, 0, true}, // there is one of another number
+          Case{"mem", node_, 3, 0, false}, Case{"mem", "/dev/vx-test-new", 3, 0, false},
+          Case{"mem", "/dev/vxgpdev", 0, -1, true}, // which cannot be removed
+          Case{"absent", node_, 3, -1, false}}) {
         SCOPED_TRACE(c.node);
-        Seen const seen = see([&] {
-            return map_driver(c.driver, DEVICE_CHARACTER, c.node, static_cast<int>(c.number));
-        });
+        Seen const seen = see([&] { return map_driver(c.driver, 0, c.node, c.number); });
         EXPECT_EQ(seen.result, c.result);
         EXPECT_EQ(seen.output.starts_with("Mismatch on map_driver"), c.isMismatch);
         struct stat status {};
         ASSERT_EQ(::stat(c.node, &status), 0);
-        EXPECT_TRUE(c.result != 0 || status.st_rdev == makedev(1, c.number));
+        EXPECT_TRUE(c.result != 0 || status.st_rdev == makedev(1, static_cast<unsigned>(c.number)));
     }
     ::unlink("/dev/vx-test-new");
     struct stat folder {};

@@ -17,15 +17,16 @@
 
 namespace {
 
-std::streamoff traceStart = 0;
-std::streamoff logStart = 0;
-
-std::streamoff sizeOf(const char* path) {
-    return std::ifstream(path, std::ios::ate).tellg();
-}
+std::size_t traceStart = 0;
+std::size_t logStart = 0;
 
 constexpr const char* tracePath = "/dev/blade/trace";
 constexpr const char* logPath = "/dev/blade/syslog";
+
+std::string textOf(const std::string& path) {
+    Bytes const bytes = readBytes(path);
+    return {bytes.begin(), bytes.end()};
+}
 
 } // namespace
 
@@ -36,27 +37,23 @@ void control(const std::string& commands) {
 }
 
 std::vector<std::string> traced() {
-    std::ifstream file(tracePath);
-    file.seekg(traceStart);
+    std::istringstream trace(textOf(tracePath).substr(traceStart));
     std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; std::getline(trace, line);) {
+        traceStart += line.size() + 1;
         lines.push_back(line);
     }
-    traceStart = sizeOf(tracePath);
     return lines;
 }
 
 std::string logged() {
     control(""); // the server collects the log before it answers
-    Bytes const all = readBytes(logPath);
-    return {all.begin() + logStart, all.end()};
+    return textOf(logPath).substr(logStart);
 }
 
 Bytes image(const std::string& device, std::size_t offset, std::size_t size) {
-    Bytes bytes = readBytes("/dev/blade/" + device + ".bin");
-    bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
-    bytes.resize(std::min(size, bytes.size()));
-    return bytes;
+    Bytes const all = readBytes("/dev/blade/" + device + ".bin");
+    return bytesOf(all.data() + offset, std::min(size, all.size() - offset));
 }
 
 void setImage(const std::string& device, std::size_t offset, const Bytes& bytes) {
@@ -163,8 +160,7 @@ std::string toldOf(const std::string& line, const Calls& calls) {
 } // namespace
 
 void expectTranscript(const std::string& name, const Calls& calls) {
-    Bytes const bytes = readBytes(std::string(TESTS "/") + name + ".transcript");
-    std::string const expected(bytes.begin(), bytes.end());
+    std::string const expected = textOf(TESTS "/" + name + ".transcript");
     std::string actual;
     std::istringstream lines(expected);
     VX_openI2CLock(); // which one of the calls would do, and leave open
@@ -190,22 +186,20 @@ void loadBlankEnvironment() {
 
 void DeviceTest::SetUp() {
     BladeTest::SetUp();
+    std::filesystem::remove("/etc/fw_env.config");
     control("reset\nflash 65536x64\n");
     for (const char* const chip : {"i2c-0-50", "i2c-0-56", "i2c-0-5e", "i2c-1-50"}) {
         setImage(chip, 0, Bytes(image(chip).size(), 0xFF));
     }
     vxTolvaneStats = {};
     bladeCurSlot = 255;
-    traceStart = sizeOf(tracePath);
-    logStart = sizeOf(logPath);
+    traceStart = textOf(tracePath).size();
+    logStart = textOf(logPath).size();
 }
 
 void DeviceTest::TearDown() {
     for (int32_t* const handle : {&gpDevHandle, &vhnor_drv, &BrAppHandle}) {
-        if (*handle >= 0) {
-            ::close(*handle);
-            *handle = -1;
-        }
+        ::close(std::exchange(*handle, -1));
     }
     control("reset");
     BladeTest::TearDown();

@@ -2,23 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <tuple>
 
 namespace {
-
-TEST(DeviceLines, WalkToName) {
-    std::tuple<const char*, const char*, const char*> const cases[] = {
-        {"  1 mem", "1", "mem"},         {"1234 \t x y", "1234", "x y"}, {"7", "7", ""},
-        {"12345 five", "1234", nullptr}, {"no digits", "", ""},
-    };
-    for (auto const& [text, expectedDigits, expectedName] : cases) {
-        std::string line = text;
-        char digits[5] = "####"; // the fifth byte is the test's own
-        EXPECT_STREQ(walkToName(line.data(), digits), expectedName) << text;
-        EXPECT_STREQ(digits, expectedDigits) << text;
-    }
-}
 
 TEST(DeviceLines, ReadLineAndTrim) {
     char text[] = "short\na line that is cut\n\nlast \t\r";
