@@ -3,7 +3,6 @@
 #include "tests/support/system_calls.h"
 
 #include <vxblade/hw.h>
-#include <vxblade/nor.h>
 
 #include <fstream>
 #include <tuple>
@@ -98,13 +97,6 @@ TEST_F(Devices, GivesUpAfterTwoMinutes) {
     EXPECT_EQ(systemCalls.sleeps, 121);
     control("fail vxgpdev open EIO 122");
     EXPECT_EQ(see(initGpDevice).result, -1);
-}
-
-TEST_F(Devices, FlashOpensWithoutItsNumber) {
-    Seen const seen = see(vhnor_init);
-    EXPECT_EQ(seen.result, 0);
-    EXPECT_EQ(seen.output, "Mismatch on map_driver, trying to remove node: /dev/mtd0\n");
-    EXPECT_NE(logged().find("map_driver() Failed"), std::string::npos);
 }
 
 } // namespace

@@ -1,5 +1,4 @@
 // Transfers on the I2C buses, and the lock that they share with the flash.
-#include "common/files.h"
 #include "tests/support/devices.h"
 #include "tests/support/system_calls.h"
 
@@ -67,18 +66,6 @@ TEST_F(I2c, OrderOfATransfer) {
         c.between.push_back("lock 2, semaphore 0");
         EXPECT_EQ(callsOf([&] { EXPECT_EQ(see(c.call).result, 3); }), c.between);
     }
-}
-
-// A program that has closed its standard input gets no node there.
-TEST_F(I2c, NodesAreAboveTheStandardStreams) {
-    if (pid_t const child = ::fork(); child == 0) {
-        Seen const seen = see([] { return ::close(0), writeI2cDev(0, 0x50, 0, "x", 1, 16); });
-        bool const above = i2cLockFd > 2 && vx::openFile("/dev/null", O_RDONLY) > 2;
-        ::_exit(seen.result == 1 && ::fcntl(0, F_GETFD) < 0 && above ? 0 : 1);
-    }
-    int status = 0;
-    ::wait(&status);
-    EXPECT_EQ(status, 0);
 }
 
 TEST_F(I2c, LockOpensItself) {
