@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <tuple>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/mount.h>

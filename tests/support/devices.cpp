@@ -12,6 +12,7 @@
 #include <iomanip>
 #include <regex>
 #include <sstream>
+#include <utility>
 
 #include <unistd.h>
 
