@@ -8,10 +8,17 @@ name=$(basename "$0" .sh)
 work=$(mktemp -d -p /dev/shm 2>/dev/null || mktemp -d) # in memory, where a sync costs nothing
 trap 'rm -rf "$work"' EXIT
 state=$work/state
+old=$samples/personality-5.2.1.cfg
+new=$samples/personality-5.3.0.cfg
+firmware=$work/firmware/default_bridge_config.cfg
 checks=0
 failures=0
 
-if ! why=$(bladesim --state "$state" true 2>&1); then
+# blade [BLADESIM OPTION]... COMMAND: a command on the blade; in_firmware: in the firmware's folder.
+blade() { bladesim --state "$state" "$@"; }
+in_firmware() { (cd "$work/firmware" && blade "$@"); }
+
+if ! why=$(blade true 2>&1); then
   echo "SKIPPED: $name: $why"
   exit 77
 fi
@@ -31,21 +38,20 @@ finish() {
   exit
 }
 
-# new_store FILE: a fresh factory store; the firmware's folder is $work/firmware.
+# new_store: a fresh factory store of the old defaults, and firmware that brings the new ones.
 new_store() {
   rm -rf "$state" "$work/firmware"
-  mkdir -p "$work/firmware"
-  bladesim --state "$state" vxcfg store create --defaults "$1" >"$work/create.log" 2>&1 ||
-    { cat "$work/create.log"; exit 1; }
+  mkdir "$work/firmware"
+  cp "$new" "$firmware"
+  blade vxcfg store create --defaults "$old" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 }
 
-# run_upgrade [BLADESIM OPTION]...: runs the tool in the firmware's folder; its streams are in
-# $work/out and $work/err, its status in $status.
+# run_upgrade [BLADESIM OPTION]...: runs the tool; its streams are in $work/out and $work/err, its
+# status in $status.
 run_upgrade() {
-  (cd "$work/firmware" && bladesim --state "$state" "$@" vxpvh >"$work/out" 2>"$work/err")
+  in_firmware "$@" vxpvh >"$work/out" 2>"$work/err"
   status=$?
 }
 
-sequence_number() {
-  od -An -tu8 -j20 -N8 "$state/nand1/brapp_seqno.cfg" | tr -d ' '
-}
+# spoil PATH: a byte of a record file's header is another.
+spoil() { printf x | dd of="$1" bs=1 seek=4 conv=notrunc status=none; }
