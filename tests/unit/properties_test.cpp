@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -23,9 +24,12 @@ PropertyParser parserOf(const std::string& text) {
     return {text.data(), static_cast<int>(text.size())};
 }
 
-PropertiesHandle open(const std::string& text) {
-    return propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
-}
+struct File {
+    explicit File(const std::string& text)
+        : handle(propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()))) {}
+    ~File() { propClosePropertiesFile(handle); }
+    PropertiesHandle handle;
+};
 
 TEST(PropertyParser, FirstProperties) {
     using namespace std::string_literals;
@@ -68,23 +72,20 @@ TEST(PropertyParser, Truncates) {
         char key[] = "######";
         char value[] = "######";
         int sizes[] = {capacity, capacity};
-        bool const fits = capacity >= 4;
+        int const needed = std::max(capacity, 4);
         EXPECT_EQ(parser.parseLine(nullptr, key, &sizes[0], value, &sizes[1], nullptr),
-                  fits ? 0 : -2);
+                  needed == capacity ? 0 : -2);
         EXPECT_EQ(std::memcmp(key, copied[capacity + 1], 6), 0) << capacity;
         EXPECT_EQ(std::strlen(value), std::strlen(key)) << capacity;
-        EXPECT_EQ(sizes[0], fits ? capacity : 4);
-        EXPECT_EQ(sizes[1], sizes[0]);
+        EXPECT_EQ(sizes[0] + sizes[1], 2 * needed);
     }
     int size = 2;
-    EXPECT_EQ(parser.parseLine(nullptr, nullptr, &size, nullptr, nullptr, nullptr), -2);
-    EXPECT_EQ(size, 4) << "a length without a buffer";
     char untouched[] = "###";
     const char* next = nullptr;
-    EXPECT_EQ(parser.parseLine(nullptr, untouched, nullptr, untouched, nullptr, &next), 0);
-    EXPECT_STREQ(untouched, "###");
-    EXPECT_EQ(parser.parseLine(next, nullptr, nullptr, nullptr, nullptr, &next), 0);
-    EXPECT_STREQ(next, "");
+    EXPECT_EQ(parser.parseLine(nullptr, nullptr, &size, untouched, nullptr, &next), -2);
+    EXPECT_EQ(size, 4) << "a length without a buffer";
+    EXPECT_STREQ(untouched, "###") << "a buffer without a length";
+    EXPECT_STREQ(next, "next=\"x\"");
 }
 
 TEST(PropertyParser, Crc) {
@@ -97,107 +98,91 @@ TEST(PropertyParser, Crc) {
         {"a=\"b\"\nc=\"" + std::string(256, 'x') + "\"\ne=\"f\"", 0, "ab"},
     };
     for (auto const& [text, wanted, covered] : cases) {
-        unsigned long stored = 1;
-        unsigned long computed = 1;
-        EXPECT_EQ(parserOf(text).getCrc(&stored, &computed), -1);
-        EXPECT_EQ(stored, wanted) << text;
-        EXPECT_EQ(computed, crc32(0, covered.data(), static_cast<int>(covered.size())));
-        EXPECT_EQ(parserOf(text).getCrc(nullptr, nullptr), -1);
+        unsigned long sums[] = {1, 1};
+        EXPECT_EQ(parserOf(text).getCrc(&sums[0], &sums[1]), -1);
+        EXPECT_EQ(sums[0], wanted) << text;
+        EXPECT_EQ(sums[1], crc32(0, covered.data(), static_cast<int>(covered.size()))) << text;
     }
+    EXPECT_EQ(parserOf("a=\"b\"").getCrc(nullptr, nullptr), -1);
 }
 
 TEST(PropertyParser, Files) {
-    std::string const path =
-        std::filesystem::temp_directory_path() / ("parser" + std::to_string(::getpid()));
+    std::string const path = testing::TempDir() + "parser" + std::to_string(::getpid());
     std::ofstream(path + "+") << "a=\"b\"\n";
     std::ofstream(path + "++") << "a=\"b\"\n";
     std::filesystem::resize_file(path + "++", std::uintmax_t{1} << 40);
-    std::tuple<std::string, const char*, int> const cases[] = {
-        {path + "+", "read 6 bytes from ", 2},
-        {path + "++", "Failed to query file size init ", 0},
-        {path, "Failed to query file size init ", 0},
-        {"/", "Failed to open file for reading ", 0},
-    };
-    for (auto const& [name, words, found] : cases) {
+    for (std::string const& said :
+         {"read 6 bytes from " + path + "+", "Failed to query file size init " + path + "++",
+          "Failed to query file size init " + path, std::string("Failed to open file for reading /")}) {
+        std::string const name = said.substr(said.find('/'));
         testing::internal::CaptureStdout();
         PropertiesHandle const handle = propOpenPropertiesFile(name.c_str());
-        EXPECT_EQ(testing::internal::GetCapturedStdout(),
-                  "PropertyParser: " + (words + name) + "\n");
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "PropertyParser: " + said + "\n");
         char key[8];
-        EXPECT_EQ(propGetNext(handle, nullptr, key, sizeof key), found);
+        EXPECT_EQ(propGetNext(handle, nullptr, key, sizeof key), said[0] == 'r' ? 2 : 0);
         propClosePropertiesFile(handle);
-        std::filesystem::remove(name == "/" ? path : name);
     }
+    std::filesystem::remove(path + "+");
+    std::filesystem::remove(path + "++");
 }
 
 TEST(PropertyPass, VisitsEveryOccurrenceAndSaysWhereItStopped) {
-    PropertiesHandle const handle =
-        open("a=\"1234\"\nb=\"2\"\na=\"" + std::string(300, 'v') + "\"\nbad\nd=\"5\"");
-    vx::PropertyPass pass(handle);
-    for (auto const& [key, value] : {std::pair{"a", std::string("1234")},
-                                     {"b", std::string("2")},
-                                     {"a", std::string(255, 'v')}}) {
+    File const file("a=\"1234\"\nb=\"2\"\na=\"" + std::string(300, 'v') + "\"\nbad\nd=\"5\"");
+    vx::PropertyPass pass(file.handle);
+    for (std::string value : {std::string("1234"), std::string("2"), std::string(255, 'v')}) {
         ASSERT_TRUE(pass.next());
-        EXPECT_STREQ(pass.key(), key);
-        std::string all = value; // with zeros after it, of the longer ones before too
-        all.resize(vx::propertyBufferSize);
-        EXPECT_EQ(std::string(pass.value(), all.size()), all);
+        EXPECT_STREQ(pass.key(), value == "2" ? "b" : "a");
+        value.resize(vx::propertyBufferSize); // with zeros after it, of the longer ones before too
+        EXPECT_EQ(std::string(pass.value(), value.size()), value);
     }
     EXPECT_FALSE(pass.next());
     EXPECT_STREQ(pass.rest(), "bad\nd=\"5\"");
-    propClosePropertiesFile(handle);
 }
 
 TEST(PropertyApi, ValuesAndKeys) {
-    PropertiesHandle const handle =
-        open("a.bc=\"long\"\na.b=\"\"\nx=\"" + std::string(300, 'v') +
-             "\"\na.b=\"second\"\nlonger.key=\"2\"\nbad line\nlost=\"1\"");
+    File const file("a.bc=\"long\"\na.b=\"\"\nx=\"" + std::string(300, 'v') +
+                    "\"\na.b=\"second\"\nlonger.key=\"2\"\nbad line\nlost=\"1\"");
     std::tuple<const char*, int, std::size_t> const cases[] = {
         {"a.b", 1, 0}, {"a.bc", 5, 4}, {"x", 301, 255}, {"a", 0, 0}, {"lost", 0, 0}};
     for (auto const& [key, result, length] : cases) {
         char value[256] = {};
-        EXPECT_EQ(propGetValue(handle, key, value, sizeof value), result) << key;
+        EXPECT_EQ(propGetValue(file.handle, key, value, sizeof value), result) << key;
         EXPECT_EQ(std::strlen(value), length) << key;
     }
     char key[8] = "";
     for (auto const& [size, wanted] : {std::pair{5, "a.bc"}, {4, "a.b"}, {2, "x"}}) {
-        EXPECT_EQ(propGetNext(handle, key[0] == '\0' ? nullptr : key, key, sizeof key), size);
+        EXPECT_EQ(propGetNext(file.handle, key[0] == '\0' ? nullptr : key, key, sizeof key), size);
         EXPECT_STREQ(key, wanted);
     }
-    std::strcpy(key, "second");
-    EXPECT_EQ(propGetNext(handle, key, key, sizeof key), 0) << "not a key";
-    char previous[] = "a.b and more characters than the buffer has";
-    EXPECT_EQ(propGetNext(handle, previous, key, 4), 0);
-    propClosePropertiesFile(handle);
+    char last[] = "longer.key has more characters than the buffer";
+    EXPECT_EQ(propGetNext(file.handle, std::strcpy(key, "second"), key, sizeof key), 0);
+    EXPECT_EQ(propGetNext(file.handle, last, key, sizeof key), 0);
+    char cut[8] = "";
+    File const longer("longer.key=\"2\"\nb=\"1\"");
+    EXPECT_EQ(propGetNext(longer.handle, nullptr, cut, sizeof cut), 11) << "the size it needs";
+    EXPECT_STREQ(cut, "longer.");
+    EXPECT_EQ(propGetNext(longer.handle, cut, cut, sizeof cut), 0) << "a cut key is found nowhere";
 }
 
-TEST(PropertyApi, CutKeysAndNullHandles) {
-    char key[8] = "";
-    PropertiesHandle handle = open("longer.key=\"2\"\nb=\"1\"");
-    EXPECT_EQ(propGetNext(handle, nullptr, key, sizeof key), 11) << "the size that the key needs";
-    EXPECT_STREQ(key, "longer.");
-    EXPECT_EQ(propGetNext(handle, key, key, sizeof key), 0) << "a cut key is found nowhere";
-    propClosePropertiesFile(handle);
+TEST(PropertyApi, NullHandles) {
+    char key[4] = "";
     unsigned long crc = 7;
     EXPECT_EQ(propGetValue(nullptr, "k", key, 4), 0);
     EXPECT_EQ(propGetCrc(nullptr, &crc, &crc), 0);
-    EXPECT_EQ(crc, 7U);
-    for (PropertiesHandle const empty :
-         {PropertiesHandle{}, propReadPropertiesBuffer(nullptr, -3)}) {
+    for (PropertiesHandle const empty : {PropertiesHandle{}, propReadPropertiesBuffer(nullptr, -3)}) {
         EXPECT_EQ(propGetNext(empty, nullptr, key, 4), 0);
         propClosePropertiesFile(empty);
     }
 }
 
 TEST(PropertyApi, VersionBlock) {
-    PropertiesHandle const handle =
-        open("properties.file.version=\"1234567890123456789\"\nproperties.file.versionX=\"no\"");
+    File const file(
+        "properties.file.version=\"1234567890123456789\"\nproperties.file.versionX=\"no\"");
     VersionBlock block{};
     std::strcpy(block.product, "untouched");
-    EXPECT_EQ(readDefaultConfigurationVersion(handle, &block), -1);
+    EXPECT_EQ(readDefaultConfigurationVersion(file.handle, &block), -1);
     EXPECT_STREQ(block.version, "123456789012345");
     EXPECT_STREQ(block.product, "untouched");
-    propClosePropertiesFile(handle);
 }
 
 } // namespace
