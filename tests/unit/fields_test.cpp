@@ -3,34 +3,19 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstring>
-#include <string>
 #include <vector>
 
 namespace {
 
 using vx::Type;
 
-std::vector<unsigned char> converted(Type type, uint16_t size, const std::string& value,
-                                     unsigned char before) {
-    std::array<char, vx::propertyBufferSize> text{};
-    std::memcpy(text.data(), value.data(), value.size());
-    std::vector<unsigned char> record(size + 2U, before); // a guard byte on either side
-    vx::convertValue({"", type, vx::Rule::conditional, vx::Meaning::plain, vx::noRole, 1, size},
-                     text.data(), record.data());
-    EXPECT_EQ(record.front(), before);
-    EXPECT_EQ(record.back(), before);
-    return {record.begin() + 1, record.end() - 1};
-}
-
 TEST(ConvertText, TableOfTexts) {
-    using Bytes = std::vector<unsigned char>;
     struct {
         Type type;
         uint16_t size;
         const char* value;
-        Bytes expected; // over a field of 0xEE bytes
+        std::vector<unsigned char> expected; // over a field of 0xEE bytes
     } const cases[] = {
         // clang-format off
         {Type::number8, 1, "12abc", {12}}, {Type::number8, 1, "300", {44}}, {Type::number8, 1, "-1", {255}},
@@ -44,8 +29,14 @@ TEST(ConvertText, TableOfTexts) {
         {Type::string, 4, "abcdef", {'a', 'b', 'c', 0}}, {Type::string, 4, "", {0, 0, 0, 0}},
         // clang-format on
     };
-    for (auto const& c : cases) {
-        EXPECT_EQ(converted(c.type, c.size, c.value, 0xEE), c.expected) << c.value;
+    for (auto const& [type, size, value, expected] : cases) {
+        char text[vx::propertyBufferSize] = "";
+        std::strcpy(text, value);
+        std::vector<unsigned char> record(size + 2U, 0xEE); // a guard byte on either side
+        vx::convertValue({"", type, vx::Rule::conditional, vx::Meaning::plain, vx::noRole, 1, size},
+                         text, record.data());
+        EXPECT_TRUE(record.front() == 0xEE && record.back() == 0xEE);
+        EXPECT_EQ(std::vector(record.begin() + 1, record.end() - 1), expected) << value;
     }
 }
 

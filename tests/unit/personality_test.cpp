@@ -21,7 +21,6 @@ TEST(Personality, ProblemsAreNamed) {
         {"a = \"1\"\n", {"no properties.file.version"}},
         {"# c\nbad\n" + version, {"line 2: not a property; nothing from here on is read", "no properties.file.version"}},
         {version + std::string("a = \"1\"\n\0b = \"2\"", 17), {"line 3: a NUL byte; nothing from here on is read"}},
-        {version + "properties.file.crc32 = \"zz\"\n", {"the file's CRC does not match its content"}},
         {version + "properties.file.crc32 = \"1\"\n", {"the file's CRC does not match its content"}},
         // clang-format on
     };
@@ -31,18 +30,15 @@ TEST(Personality, ProblemsAreNamed) {
 }
 
 TEST(Personality, SealingReplacesTheLine) {
-    std::filesystem::path const path =
-        std::filesystem::temp_directory_path() / ("seal" + std::to_string(::getpid()));
+    std::string const path = testing::TempDir() + "seal" + std::to_string(::getpid());
     std::ofstream(path) << "properties.file.crc32 = \"bad\"\nproperties.file.version = \"1\"\n"
                            "properties.file.crc32_tool=\"b\"";
     tools::sealPersonality(path);
     std::string const once = tools::readText(path);
     tools::sealPersonality(path);
     EXPECT_EQ(tools::readText(path), once);
-    tools::PersonalityReport const report = tools::examinePersonality(once);
-    EXPECT_TRUE(report.sealed);
-    EXPECT_EQ(report.properties, 3U);
-    EXPECT_TRUE(report.problems.empty());
+    auto const report = tools::examinePersonality(once);
+    EXPECT_TRUE(report.sealed && report.properties == 3 && report.problems.empty());
     std::ofstream(path) << "no property";
     EXPECT_THROW(tools::sealPersonality(path), std::runtime_error);
     EXPECT_EQ(tools::readText(path), "no property");
