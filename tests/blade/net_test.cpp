@@ -230,16 +230,17 @@ TEST(Kernel, Properties) {
 }
 
 std::string flagLines(unsigned flags) {
+    // By bit, in the order of the lines.
     constexpr std::pair<const char*, unsigned> names[] = {
         // clang-format off
-        {"IFF_UP", 0x1}, {"IFF_BROADCAST", 0x2}, {"IFF_DEBUG", 0x4}, {"IFF_LOOPBACK", 0x8}, {"IFF_POINTOPOINT", 0x10},
-        {"IFF_RUNNING", 0x40}, {"IFF_NOARP", 0x80}, {"IFF_PROMISC", 0x100}, {"IFF_NOTRAILERS", 0x20}, {"IFF_ALLMULTI", 0x200},
-        {"IFF_MASTER", 0x400}, {"IFF_SLAVE", 0x800}, {"IFF_MULTICAST", 0x1000}, {"IFF_PORTSEL", 0x2000}, {"IFF_AUTOMEDIA", 0x4000},
+        {"UP", 0}, {"BROADCAST", 1}, {"DEBUG", 2}, {"LOOPBACK", 3}, {"POINTOPOINT", 4}, {"RUNNING", 6}, {"NOARP", 7},
+        {"PROMISC", 8}, {"NOTRAILERS", 5}, {"ALLMULTI", 9}, {"MASTER", 10}, {"SLAVE", 11}, {"MULTICAST", 12},
+        {"PORTSEL", 13}, {"AUTOMEDIA", 14},
         // clang-format on
     };
     std::string text = "Flags for iface:";
     for (auto const& [name, bit] : names) {
-        text += std::string(name) + ((flags & bit) != 0 ? ": 1\n" : ": 0\n");
+        text += "IFF_" + std::string(name) + ": " + std::to_string(flags >> bit & 1) + "\n";
     }
     return text;
 }
@@ -254,11 +255,10 @@ TEST(Kernel, InterfaceInfo) {
     int const fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     struct ifreq block {};
     std::strcpy(block.ifr_name, "eth0");
-    std::string const expected = "MTU for eth0 is 1400\n"
-                                 "HW Addr for eth0 is:\n02 00 00 fe 80 0a \n"
-                                 "Ip Addr for eth0 is: 192.168.1.5\n"
-                                 "Netmask for eth0 is: 255.255.255.0\n"
-                                 "Dest for eth0 is: 192.168.1.9\n";
+    std::string const expected =
+        "MTU for eth0 is 1400\nHW Addr for eth0 is:\n02 00 00 fe 80 0a \n"
+        "Ip Addr for eth0 is: 192.168.1.5\nNetmask for eth0 is: 255.255.255.0\n"
+        "Dest for eth0 is: 192.168.1.9\n";
     for (unsigned const flag : {0x4U, 0x20U, 0x80U, 0x100U, 0x200U, 0x1000U, 0x2000U, 0x4000U}) {
         block.ifr_flags = static_cast<short>(0x1 | flag);
         ASSERT_EQ(::ioctl(fd, SIOCSIFFLAGS, &block), 0);

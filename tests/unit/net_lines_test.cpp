@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -17,15 +16,10 @@ std::string shown(const void* address) {
     return ::inet_ntop(AF_INET6, address, text, sizeof text);
 }
 
-// What a record holds that was filled before: its numbers and its name, with all of its field but
-// the NULs at the end; after a fault whatever is not as it was.
-template <class Record, class... Numbers>
-std::string told(const Record& record, const std::string& fault, Numbers... numbers) {
-    std::string const bytes(reinterpret_cast<const char*>(&record), sizeof record);
-    if (!fault.empty()) {
-        return fault + bytes.substr(std::min(bytes.find_first_not_of('\xEE'), bytes.size()));
-    }
-    std::string const name(record.name, sizeof record.name);
+// Numbers and a name, with all of its field but the NULs at its end.
+template <std::size_t size, class... Numbers>
+std::string told(const char (&field)[size], Numbers... numbers) {
+    std::string const name(field, size);
     return ((std::to_string(numbers) + " ") + ...) +
            name.substr(0, name.find_last_not_of('\0') + 1);
 }
@@ -45,15 +39,16 @@ std::string fields(std::string_view text) {
     VXNetInterfaceParams r;
     std::memset(&r, 0xEE, sizeof r);
     bool const good = vx::parseInterfaceFields(text, r);
-    return told(r, good ? "" : "no", r.address[0], r.index, r.prefixLength, r.scope, r.flags);
+    return good ? told(r.name, r.address[0], r.index, r.prefixLength, r.scope, r.flags) : "no";
 }
 std::string route6(std::string_view line) {
     static constexpr const char* faults[] = {"", "destination", "prefix", "next hop", "flags"};
     VXNetRouteEntry6 r;
     std::memset(&r, 0xEE, sizeof r);
-    const char* const fault = faults[static_cast<int>(vx::parseRoute6(line, r))];
-    return told(r, fault, r.prefixLength, r.flags) +
-           (*fault == 0 ? shown(r.destination) + shown(r.nextHop) : "");
+    std::string const fault = faults[static_cast<int>(vx::parseRoute6(line, r))];
+    return !fault.empty()
+               ? fault
+               : told(r.name, r.prefixLength, r.flags) + shown(r.destination) + shown(r.nextHop);
 }
 
 // Good lines, with other text from a field or column on.
