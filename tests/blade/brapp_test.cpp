@@ -162,8 +162,6 @@ TEST_F(Requests, RefusedParameters) {
             EXPECT_EQ(calls.at(operation)(record.data(), row), isGood ? 0 : -1);
             EXPECT_EQ(issued().empty(), !isGood);
             EXPECT_EQ(errno, isGood ? 0 : error);
-            EXPECT_TRUE(isGood ? passed(row.code())[row.words[0].offset] == value
-                               : record == Bytes(44, 0x11));
         }
     }
 }
@@ -185,9 +183,6 @@ TEST_F(Requests, BridgeAppIsOpenedOnce) {
     EXPECT_EQ(XBMGT_CloseBridgeApp(fd), 0);
     EXPECT_EQ(XBMGT_CloseBridgeApp(fd), -1);
     EXPECT_EQ(std::exchange(BrAppHandle, -1), fd);
-    std::string const text = printedBy([] { EXPECT_EQ(XBMGT_OpenBridgeApp("vx-none"), 0); });
-    EXPECT_TRUE(text.starts_with("Brapp handle not available yet: -1 , 2 \nBrapp handle"));
-    EXPECT_TRUE(text.ends_with("\nErrorNumber is No such file or directory\n"));
 }
 
 bool takesLogs = false; // instead of the driver
