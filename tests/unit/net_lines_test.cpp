@@ -94,6 +94,7 @@ TEST(NetLines, GoodAndBad) {
                         " 02 4 0 10 ff eth0", " 02 40 10 fg eth0", " 02 40 10 ff "}},
         {route6, good6, {column6(32, "x"), column6(36, "x"), column6(104, "x"), column6(131, "x")}},
         {route6, "64 2684354563 2001:db8::fd00::fe", {cut6(140)}},
+        {route6, "64 2684354563 eightlet2001:db8::fd00::fe", {column6(141, "eightlet")}},
         {route6, "64 2684354563 eth012342001:db8::fd00::fe", {cut6(149) + "1234"}},
         {route6, "destination", {column6(0, "-"), column6(31, " "), cut6(31)}},
         {route6, "prefix", {column6(33, "0x"), column6(33, " 4"), column6(33, "400000000"), cut6(33)}},
