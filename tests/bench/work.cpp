@@ -18,7 +18,9 @@
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <vector>
+#include <sstream>
+#include <stdexcept>
+#include <string>
 
 #include <dlfcn.h>
 
@@ -41,30 +43,28 @@ Function* imported(const char* library, const char* name) {
 
 // --- A section's keys, looked for in a text with all properties. A tenth of them are of it.
 
-constexpr const char* prefix = "config.port.fc.7.";
-
-bool isOfSection(const char* key) {
-    return std::strncmp(key, prefix, std::strlen(prefix)) == 0;
+bool isOfSection(std::string_view key) {
+    return key.starts_with("config.port.fc.7.");
 }
 
 std::string propertiesText(std::size_t count) {
-    std::string text;
+    std::ostringstream text;
     for (std::size_t i = 0; i < count; ++i) {
-        text += "config.port.fc." + std::to_string(i % 10) + ".Setting" + std::to_string(i / 10) +
-                " = \"" + std::to_string(i) + "\"\n";
+        text << "config.port.fc." << i % 10 << ".Setting" << i / 10 << " = \"" << i << "\"\n";
     }
-    return text;
+    return text.str();
 }
 
 using Properties = std::shared_ptr<PropertiesHandleRecord>;
 
-Properties open(const std::string& text) {
+Properties properties(std::size_t count) {
+    std::string const text = propertiesText(count);
     return {propReadPropertiesBuffer(text.data(), static_cast<int>(text.size())),
             propClosePropertiesFile};
 }
 
 Work pass(std::size_t size) {
-    return [file = open(propertiesText(size))] {
+    return [file = properties(size)] {
         uint32_t found = 0;
         for (vx::PropertyPass pass(file.get()); pass.next();) {
             found += isOfSection(pass.key()) ? 1 : 0;
@@ -75,7 +75,7 @@ Work pass(std::size_t size) {
 
 // As the public interface enumerates: every step looks for its key from the start of the text.
 Work enumeration(std::size_t size) {
-    return [file = open(propertiesText(size))] {
+    return [file = properties(size)] {
         uint32_t found = 0;
         char key[vx::propertyBufferSize];
         char value[vx::propertyBufferSize];
@@ -105,17 +105,16 @@ Work inih(std::size_t size) {
 
 // --- The CRC-32 of so many bytes.
 
-using Bytes = std::vector<unsigned char>;
-
 Work crc(std::size_t size) {
-    return
-        [data = Bytes(size, 'x')] { return crc32(0, data.data(), static_cast<int>(data.size())); };
+    return [data = std::string(size, 'x')] {
+        return crc32(0, data.data(), static_cast<int>(data.size()));
+    };
 }
 
 Work crcZlib(std::size_t size) {
-    auto* const zlib = imported<unsigned long(unsigned long, const unsigned char*, std::size_t)>(
-        "libz.so.1", "crc32_z");
-    return [zlib, data = Bytes(size, 'x')] { return zlib(0, data.data(), data.size()); };
+    auto* const zlib =
+        imported<unsigned long(unsigned long, const char*, std::size_t)>("libz.so.1", "crc32_z");
+    return [zlib, data = std::string(size, 'x')] { return zlib(0, data.data(), data.size()); };
 }
 
 Work crcBytewise(std::size_t size) {
@@ -126,10 +125,10 @@ Work crcBytewise(std::size_t size) {
             table[n] = (table[n] & 1) != 0 ? 0xEDB88320 ^ (table[n] >> 1) : table[n] >> 1;
         }
     }
-    return [table, data = Bytes(size, 'x')] {
+    return [table, data = std::string(size, 'x')] {
         uint32_t c = 0xFFFFFFFF;
-        for (unsigned char const byte : data) {
-            c = table[(c ^ byte) & 0xFF] ^ (c >> 8);
+        for (char const byte : data) {
+            c = table[(c ^ static_cast<unsigned char>(byte)) & 0xFF] ^ (c >> 8);
         }
         return ~c;
     };
@@ -167,28 +166,24 @@ Work merge(std::size_t /*once*/) {
     };
 }
 
-constexpr std::pair<const char*, Work (*)(std::size_t size)> kinds[] = {
+constexpr std::pair<std::string_view, Work (*)(std::size_t size)> kinds[] = {
     {"pass", pass},   {"pass-inih", inih},   {"pass-enumeration", enumeration},
     {"crc", crc},     {"crc-zlib", crcZlib}, {"crc-bytewise", crcBytewise},
     {"merge", merge},
 };
 
-// What each way of doing it must return. After the merge: the user's size of the log, and the new
-// default of its level.
-uint32_t resultOf(const std::string& kind, std::size_t size) {
-    if (kind.starts_with("pass")) {
-        return static_cast<uint32_t>(size / 10);
-    }
-    return kind.starts_with("crc") ? crcBytewise(size)() : 99993;
-}
-
+// The piece of work, if it returns what each way of doing it must. After the merge: the user's size
+// of the log, and the new default of its level.
 Work makeWork(const std::string& name) {
     std::string const kind = name.substr(0, name.find('/'));
     std::size_t const size = std::stoul(name.substr(kind.size() + 1));
     auto const known = std::ranges::find(kinds, kind, [](auto const& k) { return k.first; });
     Work work =
         known != std::end(kinds) ? known->second(size) : throw std::runtime_error("unknown");
-    return work() == resultOf(kind, size) ? work : throw std::runtime_error("wrong result");
+    uint32_t const result = kind.starts_with("pass")  ? static_cast<uint32_t>(size / 10)
+                            : kind.starts_with("crc") ? crcBytewise(size)()
+                                                      : 99993;
+    return work() == result ? work : throw std::runtime_error("wrong result");
 }
 
 double nanoseconds(const Work& work, long times) {
@@ -196,8 +191,8 @@ double nanoseconds(const Work& work, long times) {
     for (long left = times; left > 0; --left) {
         (void)work();
     }
-    std::chrono::duration<double, std::nano> const took = std::chrono::steady_clock::now() - start;
-    return took.count();
+    return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start)
+        .count();
 }
 
 // In so many runs that the clock's steps do not matter. Standard output has the sections' messages.

@@ -2,13 +2,10 @@
 // not saved leaves the flash as it was, and nothing else in the flash changes.
 #include "tests/fuzz/fuzz.h"
 
-#include <vxblade/common.h>
 #include <vxblade/nor.h>
 #include <vxblade/platform.h>
 
 #include <unistd.h>
-
-using fuzz::require;
 
 namespace {
 
@@ -18,21 +15,17 @@ constexpr uint32_t small = 0x800;
 const region_info_user regions[] = {{0, small, 8, 0}, {large, large, 3, 1}, {flashSize, 0, 0, 2}};
 std::string flash;
 
-// Edits of a blank flash: a place, and a length with that many bytes; 254 and 255 put the CRC of a
-// large or small copy in front of it.
+// Edits of a blank flash; the lengths 254 and 255 put the CRC of a large or small copy in front of
+// it.
 std::string editedFlash(std::string_view edits) {
+    constexpr std::size_t header = 5;
     std::string bytes(flashSize + large, '\xFF');
     while (!edits.empty()) {
-        unsigned const place = fuzz::takeNumber(edits, 2);
-        unsigned const length = fuzz::takeNumber(edits, 1);
-        if (length < 254) {
-            std::string_view const part = fuzz::take(edits, length);
-            bytes.replace(place, part.size(), part);
-        } else {
-            constexpr int header = 5;
-            int const size = static_cast<int>(length == 254 ? large : small) - header;
-            uint32_t const crc = crc32(0, &bytes[place + header], size);
-            std::memcpy(&bytes[place], &crc, sizeof crc);
+        fuzz::Edit const edit = fuzz::takeEdit(edits);
+        bytes.replace(edit.place, edit.bytes.size(), edit.bytes);
+        if (edit.length >= 254) {
+            fuzz::putCrc(bytes, edit.place, edit.place + header,
+                         (edit.length == 254 ? large : small) - header);
         }
     }
     bytes.resize(flashSize);
@@ -42,7 +35,7 @@ std::string editedFlash(std::string_view edits) {
 std::string valueOf(const std::string& name) {
     std::string value(flashSize, '\0');
     int const length = vornhal_getenv(name.c_str(), value.data(), flashSize);
-    require(length == static_cast<int>(std::strlen(value.data())), "a value is terminated");
+    fuzz::require(length == static_cast<int>(std::strlen(value.data())), "a value is terminated");
     return value.data();
 }
 
@@ -64,16 +57,15 @@ extern "C" int __wrap_vhnor_erase(uint32_t offset, uint32_t length) {
 
 // A file of places (none where it is empty), a name and its value, each ended by a NUL; then what
 // the flash holds. The file of places has lines as of /etc/fw_env.config.
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void fuzz::run(std::string_view input) {
     constexpr const char* config = "/etc/fw_env.config";
     nor_info.size = flashSize;
     nor_num_regions = 2;
     nor_region = regions;
-    std::string_view input(reinterpret_cast<const char*>(data), size);
     std::string strings[3];
     for (std::string& string : strings) {
-        string = fuzz::take(input, std::min(input.find('\0'), input.size()));
-        (void)fuzz::take(input, 1);
+        string = take(input, std::min(input.find('\0'), input.size()));
+        (void)take(input, 1);
     }
     auto const& [places, name, value] = strings;
     std::string const before = flash = editedFlash(input);
@@ -92,5 +84,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     constexpr std::size_t others = flashSize - 2 * large;
     require(!places.empty() || flash.compare(0, others, before, 0, others) == 0,
             "nothing but the places of the copies changes");
-    return 0;
 }

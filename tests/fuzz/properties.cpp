@@ -12,9 +12,8 @@
 using fuzz::require;
 
 // The size of a buffer for values in a byte, then the text.
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void fuzz::run(std::string_view text) {
     constexpr std::size_t most = vx::propertyBufferSize - 1; // characters of a key or a value
-    std::string_view text(reinterpret_cast<const char*>(data), size);
     std::vector<char> room(std::max(fuzz::takeNumber(text, 1), 1U)); // watched at its end
     PropertiesHandle const file =
         propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
@@ -32,15 +31,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         std::strcpy(key.data(), pass.key());
         isFirst = keys.insert(key.data()).second;
         std::string const value = pass.value();
-        int const needed =
-            propGetValue(file, key.data(), room.data(), static_cast<int>(room.size()));
-        require(!isFirst ||
-                    std::min(needed - 1, static_cast<int>(most)) == static_cast<int>(value.size()),
-                "a key's first value");
-        require(!isFirst || room.data() == value.substr(0, room.size() - 1),
-                "is cut to its buffer");
+        int const length =
+            propGetValue(file, key.data(), room.data(), static_cast<int>(room.size())) - 1;
+        require(!isFirst || (std::min<int>(length, most) == std::ssize(value) &&
+                             room.data() == value.substr(0, room.size() - 1)),
+                "a key's first value, cut to its buffer");
     }
     (void)propGetCrc(file, nullptr, nullptr);
     propClosePropertiesFile(file);
-    return 0;
 }

@@ -6,13 +6,12 @@
 
 int main(int argc, char** argv) {
     int inputs = 0;
-    bool const isQuiet =
-        std::freopen("/dev/null", "w", stdout) != nullptr; // what the layer reports
+    bool const isQuiet = std::freopen("/dev/null", "w", stdout) != nullptr;
     for (auto const& entry : std::filesystem::directory_iterator(argc > 1 ? argv[1] : "")) {
         std::ifstream file(entry.path(), std::ios::binary);
         std::string const bytes{std::istreambuf_iterator<char>(file), {}};
         std::fprintf(stderr, "%s\n", entry.path().c_str());
-        LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+        fuzz::run(bytes);
         ++inputs;
     }
     return isQuiet && inputs > 0 ? 0 : 1;

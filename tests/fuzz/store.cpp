@@ -4,7 +4,6 @@
 #include "store/record_io.h"
 #include "tests/fuzz/fuzz.h"
 
-#include <vxblade/common.h>
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 #include <vxblade/record_files.h>
@@ -20,52 +19,41 @@ namespace {
 constexpr int fileIndices[] = {
     PSST_SEQUENCE_INDEX, 1, 4, 6, 7, 8, 16, 18, 20, 27, 32, 33, 35, 36, 39, 40, 41, 42, 43};
 
-// Files as the store makes them: a header, and zeros; of what is long, the first records.
-std::map<std::string, std::string> wholeFiles() {
-    std::map<std::string, std::string> files;
-    for (int const index : fileIndices) {
-        PsstHeader header;
-        CreateHeader(&header, vx::fileTypeOf(index));
-        std::string& file = files[psstFilePrimaryPaths[index]];
-        file.assign(reinterpret_cast<const char*>(&header), sizeof header);
-        file.resize(PSST_HEADER_LENGTH + std::min(vx::dataLengthOf(index), 50'000U));
-    }
-    return files;
+// A file as the store makes it: a header, and zeros; of what is long, the first records.
+std::string wholeFile(int index) {
+    PsstHeader header;
+    CreateHeader(&header, vx::fileTypeOf(index));
+    std::string file(reinterpret_cast<const char*>(&header), sizeof header);
+    file.resize(PSST_HEADER_LENGTH + std::min(vx::dataLengthOf(index), 50'000U));
+    return file;
 }
 
-// A file or its mirror, a place in it, and a length with that many bytes; 255 removes the file, 254
-// cuts it there, 253 gives its header the CRC of a VPD.
+// Edits a file or its mirror; the length 255 removes it, 254 cuts it at the place, 253 gives its
+// header the CRC of a VPD.
 void applyEdit(std::string_view& edits, std::map<std::string, std::string>& files) {
     unsigned const selector = fuzz::takeNumber(edits, 1);
     int const index = fileIndices[selector % 0x80 % std::size(fileIndices)];
     std::string const path =
         selector < 0x80 ? psstFilePrimaryPaths[index] : psstFileMirrorPaths[index];
-    std::size_t const place = fuzz::takeNumber(edits, 2);
-    unsigned const length = fuzz::takeNumber(edits, 1);
-    std::string_view const bytes = length < 253 ? fuzz::take(edits, length) : "";
+    fuzz::Edit const edit = fuzz::takeEdit(edits);
     std::string& file = files[path];
-    file.resize(length == 254 ? place : std::max(file.size(), place + bytes.size()));
-    file.replace(place, bytes.size(), bytes);
-    if (length == 255) {
+    std::size_t const end = edit.place + edit.bytes.size();
+    file.resize(edit.length == 254 ? end : std::max(file.size(), end));
+    file.replace(edit.place, edit.bytes.size(), edit.bytes);
+    if (edit.length == 255) {
         files.erase(path);
-    } else if (length == 253 && file.size() >= PSST_HEADER_LENGTH + sizeof(VpdRecord)) {
-        uint32_t const crc = crc32(0, &file[PSST_HEADER_LENGTH], sizeof(VpdRecord));
-        std::memcpy(&file[offsetof(PsstHeader, crc)], &crc, sizeof crc);
+    } else if (edit.length == 253 && file.size() >= PSST_HEADER_LENGTH + sizeof(VpdRecord)) {
+        fuzz::putCrc(file, offsetof(PsstHeader, crc), PSST_HEADER_LENGTH, sizeof(VpdRecord));
     }
 }
 
-// What callers get of an initialised store, as bytes.
+// What an initialised store holds, as bytes.
 std::string everyRecord() {
     std::string bytes;
-    auto const add = [&bytes](auto record, auto get, auto... arguments) {
-        (void)get(&record, arguments...);
-        bytes.append(reinterpret_cast<const char*>(&record), sizeof record);
+    auto const add = [&bytes](auto const&... records) {
+        (bytes.append(reinterpret_cast<const char*>(&records), sizeof records), ...);
     };
-    add(BridgeConfig{}, vxpmgr_GetBridgeConfigInfo);
-    add(PortParams{}, vxpmgr_GetPortParams, PORT_TYPE_ISCSI, 7U);
-    add(HostGroupConfig{}, vxpmgr_GetHostGroup, 3U);
-    add(EventNotifyInfo{}, vxpmgr_GetEventNotifyInfo, 1U);
-    add(VpdRecord{}, vxpmgr_GetVpdInfo);
+    add(bridge_configuration, mgmt_port, port_configuration, HostGroups, vpd_info);
     return bytes;
 }
 
@@ -77,16 +65,18 @@ extern "C" int __wrap_system(const char* /*command*/) {
 }
 extern "C" void __wrap_syslog(int /*priority*/, const char* /*format*/, ...) {}
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void fuzz::run(std::string_view edits) {
     for (const char* const volume : {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"}) {
-        for (const fs::directory_entry& entry : fs::directory_iterator(volume)) {
-            fs::remove_all(entry.path());
-        }
+        std::ranges::for_each(fs::directory_iterator(volume),
+                              [](auto const& entry) { fs::remove_all(entry); });
     }
     vpd_info.record = {}; // for the CRC in the headers of its files
     vxpmgr_create_mirror_paths(0, 0, 0, 0);
-    auto files = wholeFiles();
-    for (std::string_view edits(reinterpret_cast<const char*>(data), size); !edits.empty();) {
+    std::map<std::string, std::string> files;
+    for (int const index : fileIndices) {
+        files[psstFilePrimaryPaths[index]] = wholeFile(index);
+    }
+    while (!edits.empty()) {
         applyEdit(edits, files);
     }
     for (auto const& [path, bytes] : files) {
@@ -98,11 +88,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                 ReadPhysLunStripeTable, ReadClusterCachedLunAndPushToBA}) {
             (void)read();
         }
-        fuzz::require(vxpmgr_init_lite() == 0 && everyRecord() == records,
-                      "initialising again finds the same");
+        require(vxpmgr_init_lite() == 0 && everyRecord() == records,
+                "initialising again finds the same");
     } else {
         vxpmgr_create_files_on_upgrade();
     }
     close_all_files();
-    return 0;
 }

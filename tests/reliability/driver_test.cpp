@@ -18,86 +18,76 @@ namespace {
 struct Driver : UpgradeTest {
     void SetUp() override {
         UpgradeTest::SetUp();
-        start.restore();
-    }
-    void TearDown() override {
-        systemCalls.shell = {};
-        UpgradeTest::TearDown();
+        restore(start);
     }
 
-    static vx::JournalRecord journalOf(const char* version, vx::Phase phase) {
-        vx::JournalRecord record{};
+    static Bytes journalOf(const char* version, vx::Phase phase) {
+        vx::JournalRecord record{.version = {}, .phase = phase, .crc = 0};
         std::strcpy(record.version.version, version);
         std::strcpy(record.version.product, "VX2410 storage bridge blade");
-        record.phase = phase;
         record.crc = crc32(0, &record, offsetof(vx::JournalRecord, crc));
-        return record;
+        return bytesOf(&record, sizeof record);
     }
 
-    [[nodiscard]] bool isMerged() const { return readBytes(primary(1)) == *end.find(primary(1)); }
+    // Runs an upgrade, which ends with the new defaults saved; whether it merged them.
+    [[nodiscard]] bool merges() const {
+        EXPECT_TRUE(upgrade().reachedEnd());
+        EXPECT_EQ(readBytes(savedCopy), readBytes(newFile));
+        return readBytes(primary(1)) == *end.at(primary(1));
+    }
 };
 
 TEST_F(Driver, MountCheck) {
-    struct {
-        int status;
-        bool isMounted;
-    } const cases[] = {{0, true}, {-1, false}, {1, false}, {256, false}, {-2, true}, {-256, true}};
-    for (auto const& c : cases) {
-        start.restore();
-        systemCalls.mountStatus = c.status;
-        ASSERT_TRUE(upgrade().reachedEnd());
-        EXPECT_EQ(isMerged(), c.isMounted) << c.status;
-        EXPECT_EQ(says("/mnt/nand1 not mounted"), !c.isMounted) << c.status;
-        EXPECT_EQ(readBytes(unmerged), c.isMounted ? Bytes() : *start.find(savedCopy));
-        EXPECT_EQ(readBytes(savedCopy), readBytes(newFile)) << c.status;
+    for (int const status : {0, -1, 1, 256, -2, -256}) {
+        bool const isMounted = status == 0 || status < -1;
+        restore(start);
+        systemCalls.mountStatus = status;
+        EXPECT_EQ(merges(), isMounted) << status;
+        EXPECT_EQ(says("/mnt/nand1 not mounted"), !isMounted) << status;
+        EXPECT_EQ(readBytes(unmerged), isMounted ? Bytes() : *start.at(savedCopy));
     }
     systemCalls.mountStatus = 0;
 }
 
 // The devices that the boot environment needs are opened first.
 TEST_F(Driver, Order) {
-    auto const place = [this](const char* name) {
-        return std::ranges::find_if(
-            operations, [&](auto const& one) { return std::strcmp(one.name, name) == 0; });
-    };
-    EXPECT_LT(place("/dev/vxgpdev"), place("/dev/mtd0"));
-    EXPECT_LT(place("/dev/mtd0"), place("/etc/fw_env.config"));
-    EXPECT_LT(place("/etc/fw_env.config"), place("/mnt/nand1/brapp_seqno.cfg"));
-    EXPECT_NE(place("/mnt/nand1/brapp_seqno.cfg"), operations.end());
+    auto place = operations.begin();
+    for (std::string const name :
+         {"/dev/vxgpdev", "/dev/mtd0", "/etc/fw_env.config", "/mnt/nand1/brapp_seqno.cfg"}) {
+        place = std::find_if(place, operations.end(), [&](auto& one) { return one.name == name; });
+        EXPECT_NE(place, operations.end()) << name;
+    }
 }
 
 // Only a whole journal of the same upgrade shortens it.
 TEST_F(Driver, JournalOfAnEarlierRun) {
     using enum vx::Phase;
-    vx::JournalRecord torn = journalOf("5.3.0.12", copying);
-    torn.crc ^= 1;
+    Bytes const copied = journalOf("5.3.0.12", copying);
+    Bytes torn = copied;
+    torn[offsetof(vx::JournalRecord, crc)] ^= 1;
     struct {
         const char* name;
-        vx::JournalRecord record;
-        std::size_t size;
+        Bytes record;
         bool merges;
     } const cases[] = {
-        {"copying", journalOf("5.3.0.12", copying), 280, false},
-        {"merging", journalOf("5.3.0.12", merging), 280, true},
-        {"another version", journalOf("5.3.0.11", copying), 280, true},
-        {"torn", torn, 280, true},
-        {"short", journalOf("5.3.0.12", copying), 279, true},
-        {"an unknown phase", journalOf("5.3.0.12", vx::Phase{4}), 280, true},
+        {"copying", copied, false},
+        {"merging", journalOf("5.3.0.12", merging), true},
+        {"another version", journalOf("5.3.0.11", copying), true},
+        {"torn", torn, true},
+        {"short", {copied.begin(), copied.end() - 1}, true},
+        {"an unknown phase", journalOf("5.3.0.12", vx::Phase{4}), true},
     };
     for (auto const& c : cases) {
-        start.restore();
-        writeBytes(journal, bytesOf(&c.record, c.size));
-        ASSERT_TRUE(upgrade().reachedEnd());
-        EXPECT_EQ(isMerged(), c.merges) << c.name;
-        EXPECT_EQ(readBytes(savedCopy), readBytes(newFile)) << c.name;
+        restore(start);
+        writeBytes(journal, c.record);
+        EXPECT_EQ(merges(), c.merges) << c.name;
         EXPECT_EQ(readBytes(secondSavedCopy), readBytes(newFile)) << c.name;
         EXPECT_FALSE(fs::exists(journal)) << c.name;
     }
-    start.restore();
+    restore(start);
     fs::create_directory(journal);
-    ASSERT_TRUE(upgrade().reachedEnd());
-    EXPECT_TRUE(says("could not be noted in /mnt/nand0/vxpvh.journal")) << said();
-    EXPECT_TRUE(isMerged());
+    EXPECT_TRUE(merges());
+    EXPECT_TRUE(says("could not be noted in /mnt/nand0/vxpvh.journal"));
     fs::remove(journal);
 }
 
@@ -111,14 +101,11 @@ TEST_F(Driver, FailedCopy) {
         return 256;
     };
     ASSERT_TRUE(upgrade().reachedEnd());
-    EXPECT_TRUE(isMerged());
     setByte(primary(20), 64 + 2, 'U'); // a user's, since then
     Bytes const groups = readBytes(primary(20));
-    systemCalls.shell = {};
-    ASSERT_TRUE(upgrade().reachedEnd());
-    EXPECT_TRUE(isMerged());
+    systemCalls.shell = runInProcess;
+    EXPECT_TRUE(merges());
     EXPECT_EQ(readBytes(primary(20)), groups);
-    EXPECT_EQ(readBytes(savedCopy), readBytes(newFile));
     EXPECT_FALSE(fs::exists(journal));
 }
 
@@ -126,35 +113,27 @@ TEST_F(Driver, FailedCopy) {
 // there, and none does where the mirror's number is ahead.
 TEST_F(Driver, MirrorsThatHoldMore) {
     struct {
-        const char* name;
-        bool isUnfinished;
-        uint8_t number; // of the mirror; the file's is 100
+        bool isUnfinished; // a run before
+        uint8_t number;    // of the mirror; the file's is 100
         bool stays;
     } const cases[] = {
-        {"no run before", false, 100, true},
-        {"an unfinished run before", true, 100, false},
-        {"an unfinished run before, and a mirror ahead", true, 101, true},
-        {"an unfinished run before, and a mirror behind", true, 99, false},
-    };
+        {false, 100, true}, {true, 100, false}, {true, 101, true}, {true, 99, false}};
     constexpr std::size_t port = 3100 + 9 * sizeof(PortSlot); // an iSCSI port's
-    vx::JournalRecord const record = journalOf("5.3.0.13", vx::Phase::merging);
     for (auto const& c : cases) {
-        end.restore();
-        Bytes file = readBytes(newFile);
-        std::string const version = "version = \"5.3.0.12\"";
-        auto const at = std::search(file.begin(), file.end(), version.begin(), version.end());
-        at[18] = '3'; // another version with the same defaults: nothing moves
-        writeBytes(newFile, file);
+        SCOPED_TRACE(std::to_string(c.isUnfinished) + " " + std::to_string(c.number));
+        restore(end);
+        std::string file = readText(newFile);
+        // Another version with the same defaults: nothing moves.
+        file.replace(file.find("\"5.3.0.12\""), 10, "\"5.3.0.13\"");
+        writeText(newFile, file);
         setByte(primary(PSST_SEQUENCE_INDEX), 20, 100);
         setByte(mirror(PSST_SEQUENCE_INDEX), 20, c.number);
         setByte(mirror(1), port + 500, 0x99);
         if (c.isUnfinished) {
-            writeBytes(journal, bytesOf(&record, sizeof record));
+            writeBytes(journal, journalOf("5.3.0.13", vx::Phase::merging));
         }
-        ASSERT_TRUE(upgrade().reachedEnd());
-        EXPECT_EQ(readBytes(mirror(1)).at(port + 500) == 0x99, c.stays) << c.name;
-        EXPECT_EQ(readBytes(primary(1)), *end.find(primary(1))) << c.name;
-        EXPECT_EQ(readBytes(savedCopy), file) << c.name;
+        EXPECT_TRUE(merges());
+        EXPECT_EQ(readBytes(mirror(1)).at(port + 500) == 0x99, c.stays);
     }
 }
 
@@ -167,9 +146,8 @@ TEST(MergeSection, EndsWhereTheRecordCannotBeRead) {
         .put = [](const void*, uint32_t) { return ++puts; }};
     vx::Section section = vx::hostGroupSection;
     section.merge.into = &unreadable;
-    std::string const text = "config.hostgroup.0.Flags = \"1\"";
-    PropertiesHandle const newFile =
-        propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
+    constexpr std::string_view text = "config.hostgroup.0.Flags = \"1\"";
+    PropertiesHandle const newFile = propReadPropertiesBuffer(text.data(), text.size());
     EXPECT_EQ(vx::mergeSection(section, nullptr, newFile), -5);
     EXPECT_EQ(puts, 0);
     propClosePropertiesFile(newFile);

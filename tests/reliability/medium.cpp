@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
-#include <string_view>
 
 namespace {
 
@@ -27,16 +26,6 @@ constexpr Remains remains[] = {
 };
 constexpr const Remains& allData = remains[0];
 
-struct Content {
-    std::shared_ptr<const Bytes> bytes;
-    std::size_t hash;
-};
-Content contentOf(Bytes bytes) {
-    auto const* const text = reinterpret_cast<const char*>(bytes.data());
-    std::size_t const hash = std::hash<std::string_view>()({text, bytes.size()});
-    return {std::make_shared<const Bytes>(std::move(bytes)), hash};
-}
-
 void write(Bytes& bytes, const Change& change, const Remains& remain) {
     constexpr std::size_t pageSize = 4096;
     auto const begin = static_cast<std::size_t>(change.offset);
@@ -55,22 +44,22 @@ void write(Bytes& bytes, const Change& change, const Remains& remain) {
 }
 
 struct File {
-    Content durable;
+    const Bytes* durable;
     std::vector<Change> pending;
 
-    [[nodiscard]] Content after(const Remains& remain) const {
+    [[nodiscard]] const Bytes* after(const Remains& remain) const {
         if (pending.empty()) {
             return durable;
         }
-        Bytes bytes = *durable.bytes;
+        Bytes bytes = *durable;
         for (const Change& change : pending) {
-            if (change.kind == Change::Kind::write) {
+            if (change.kind == Operation::write) {
                 write(bytes, change, remain);
             } else if (remain.truncates) {
                 bytes.clear();
             }
         }
-        return contentOf(std::move(bytes));
+        return kept(bytes);
     }
 };
 
@@ -82,9 +71,9 @@ struct NameChange {
 
     // A move whose beginning was lost is lost too.
     void applyTo(Names& names, bool isHalf = false) const {
-        if (change.kind == Change::Kind::create) {
+        if (change.kind == Operation::create) {
             names[change.path] = file;
-        } else if (change.kind == Change::Kind::unlink) {
+        } else if (change.kind == Operation::unlink) {
             names.erase(change.path);
         } else if (auto const from = names.find(change.from); from != names.end()) {
             names[change.path] = from->second;
@@ -98,20 +87,20 @@ struct NameChange {
 class Medium {
   public:
     explicit Medium(const Volumes& start) {
-        for (auto const& [path, bytes] : start.files) {
+        for (auto const& [path, bytes] : start) {
             durableNames_[path] = files_.size();
-            files_.push_back({contentOf(bytes), {}});
+            files_.push_back({bytes, {}});
         }
         names_ = durableNames_;
     }
 
     void make(const Change& change) {
-        if (change.kind == Change::Kind::truncate || change.kind == Change::Kind::write) {
+        bool const isNew = change.kind == Operation::create && !names_.contains(change.path);
+        if (isNew) {
+            files_.push_back({kept({}), {}});
+        } else if (change.kind == Operation::create || change.kind == Operation::write) {
             files_.at(names_.at(change.path)).pending.push_back(change);
             return;
-        }
-        if (change.kind == Change::Kind::create) {
-            files_.push_back({contentOf({}), {}});
         }
         changes_.push_back({change, files_.size() - 1});
         changes_.back().applyTo(names_);
@@ -139,7 +128,7 @@ class Medium {
                 continue;
             }
             for (const Remains& remain : remains) {
-                std::vector<Content> contents;
+                std::vector<const Bytes*> contents;
                 for (std::size_t i = 0; i < files_.size(); ++i) {
                     bool const isMeant = only == files_.size() || only == i;
                     contents.push_back(files_[i].after(isMeant ? remain : allData));
@@ -177,17 +166,14 @@ class Medium {
         return states;
     }
 
-    void add(const std::string& where, const Names& names, const std::vector<Content>& contents,
-             std::vector<CutState>& states) {
-        std::size_t key = 0;
+    void add(const std::string& where, const Names& names,
+             const std::vector<const Bytes*>& contents, std::vector<CutState>& states) {
+        Volumes volumes;
         for (auto const& [path, file] : names) {
-            key ^= std::hash<std::string>()(path + std::to_string(contents[file].hash));
+            volumes[path] = contents[file];
         }
-        if (seen_.insert(key).second) {
-            states.push_back({where, {}});
-            for (auto const& [path, file] : names) {
-                states.back().files[path] = contents[file].bytes;
-            }
+        if (seen_.insert(volumes).second) {
+            states.push_back({where, std::move(volumes)});
         }
     }
 
@@ -195,7 +181,7 @@ class Medium {
     Names names_; // as the running program sees them
     Names durableNames_;
     std::vector<NameChange> changes_; // of names, not synced
-    std::set<std::size_t> seen_;
+    std::set<Volumes> seen_;
 };
 
 } // namespace
@@ -203,16 +189,13 @@ class Medium {
 std::vector<CutState> cutStates(const Volumes& start, const Trace& trace) {
     std::vector<CutState> states;
     Medium medium(start);
-    int number = 0;
-    for (const Change& change : trace) {
-        ++number;
-        if (change.kind == Change::Kind::sync) {
-            medium.sync(change.path);
-            continue;
+    for (std::size_t i = 0; i < trace.size(); ++i) {
+        const Change& change = trace[i];
+        if (change.kind != Operation::sync) {
+            medium.make(change);
+            medium.collect("change " + std::to_string(i + 1) + " (" + change.path + ")", states);
         }
-        medium.make(change);
-        medium.collect("change " + std::to_string(number) + " (" + change.path + ")", states);
-        if (change.isSynced) {
+        if (change.kind == Operation::sync || change.isSynced) {
             medium.sync(change.path);
         }
     }

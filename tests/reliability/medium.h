@@ -8,7 +8,7 @@
 
 struct CutState {
     std::string where;
-    std::map<std::string, std::shared_ptr<const Bytes>> files; // but the large ones
+    Volumes volumes;
 };
 
 // Every state in which a run that made these changes may leave volumes that held `start`, each

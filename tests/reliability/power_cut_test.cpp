@@ -17,17 +17,12 @@ struct Arrangement {
     void (*arrange)();
 };
 
-void writeText(const char* path, const std::string& text) {
-    writeBytes(path, Bytes(text.begin(), text.end()));
-}
-
 // GigE defaults are merged into the iSCSI port of the same number. Here they move the value onto
 // the old iSCSI default, which the iSCSI defaults would move on if they were merged once more.
 void arrangeGige() {
-    auto const file = [](const char* version, const char* iscsi, const char* gige) {
-        return std::string("properties.file.version = \"") + version +
-               "\"\nconfig.port.is.0.TimeToLive = \"" + iscsi +
-               "\"\nconfig.port.gi.0.TimeToLive = \"" + gige + "\"\n";
+    auto const file = [](const std::string& version, const char* iscsi, const char* gige) {
+        return "properties.file.version = \"" + version + "\"\nconfig.port.is.0.TimeToLive = \"" +
+               iscsi + "\"\nconfig.port.gi.0.TimeToLive = \"" + gige + "\"\n";
     };
     constexpr std::size_t timeToLive =
         3100 + 8 * sizeof(PortSlot) + offsetof(PortSlot, params) + offsetof(PortParams, TimeToLive);
@@ -61,8 +56,14 @@ const Arrangement arrangements[] = {
 struct PowerCut : UpgradeTest, testing::WithParamInterface<Arrangement> {
     void arrange() override { GetParam().arrange(); }
 
+    // Every state in which a cut of an upgrade of these volumes may leave them.
+    static std::vector<CutState> cutsOf(const Volumes& volumes) {
+        restore(volumes);
+        return cutStates(volumes, traceOfUpgrade());
+    }
+
     void recover(const Volumes& cut, const std::string& in) {
-        cut.restore();
+        restore(cut);
         uint64_t const sequence =
             std::max(sequenceNumberOnFile(), sequenceNumberOnFile(mirror(PSST_SEQUENCE_INDEX)));
         ASSERT_TRUE(upgrade().reachedEnd()) << in;
@@ -71,9 +72,9 @@ struct PowerCut : UpgradeTest, testing::WithParamInterface<Arrangement> {
 };
 
 TEST_P(PowerCut, AnyPoint) {
-    std::vector<CutState> const states = cutStates(start, (start.restore(), traceOfUpgrade()));
+    std::vector<CutState> const states = cutsOf(start);
     for (const CutState& state : chosen(states, SANITIZED ? 30 : everything)) {
-        recover(start.with(state.files), state.where);
+        recover(state.volumes, state.where);
         ASSERT_FALSE(HasFailure());
     }
     std::printf("%zu states of a medium\n", states.size());
@@ -83,12 +84,9 @@ TEST_P(PowerCut, AnyPoint) {
 TEST_P(PowerCut, AnyPointOfTheRecovery) {
     std::size_t const wanted = longRun() ? 100 : SANITIZED ? 3 : 10;
     std::size_t pairs = 0;
-    for (const CutState& first :
-         chosen(cutStates(start, (start.restore(), traceOfUpgrade())), wanted)) {
-        Volumes const afterCut = start.with(first.files);
-        afterCut.restore();
-        for (const CutState& second : chosen(cutStates(afterCut, traceOfUpgrade()), wanted)) {
-            recover(afterCut.with(second.files), first.where + ", then " + second.where);
+    for (const CutState& first : chosen(cutsOf(start), wanted)) {
+        for (const CutState& second : chosen(cutsOf(first.volumes), wanted)) {
+            recover(second.volumes, first.where + ", then " + second.where);
             ++pairs;
             ASSERT_FALSE(HasFailure());
         }

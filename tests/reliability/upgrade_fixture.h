@@ -8,27 +8,17 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
-// The content of a simulated blade's volumes: remembered, compared and brought back.
-struct Volumes {
-    std::map<std::string, Bytes> files;
-    // Of what is large, and that nothing here may touch: which file it is and when it was last
-    // written.
-    std::map<std::string, Bytes> large;
-
-    // The volumes as they are now.
-    [[nodiscard]] static Volumes now();
-    // Makes the volumes hold these files and no others.
-    void restore() const;
-    // These volumes with other files; the large ones stay.
-    [[nodiscard]] Volumes
-    with(const std::map<std::string, std::shared_ptr<const Bytes>>& others) const;
-    [[nodiscard]] const Bytes* find(const std::string& path) const;
-};
+// The content of a simulated blade's volumes by path. Equal contents are one object, which lives as
+// long as the process.
+using Volumes = std::map<std::string, const Bytes*>;
+[[nodiscard]] const Bytes* kept(const Bytes& content);
+[[nodiscard]] Volumes volumesNow();
+// Makes the volumes hold these files and no others.
+void restore(const Volumes& volumes);
 
 // True where all that a test can do is asked for, which takes half an hour: RELIABILITY=long.
 [[nodiscard]] bool longRun();
@@ -58,7 +48,6 @@ class UpgradeTest : public BladeTest {
 
   protected:
     void SetUp() override;
-    void TearDown() override;
     // The last touch before the start of the upgrade: takes away what the firmware makes.
     virtual void arrange();
 
@@ -73,13 +62,11 @@ class UpgradeTest : public BladeTest {
     static pid_t begin(const Fault& fault = {});
     static Run await(pid_t child);
     static Run upgrade(const Fault& fault = {}) { return await(begin(fault)); }
-    // Runs it without one; what it did to the volumes.
+    // Runs one in this process; what it did to the volumes.
     static Trace traceOfUpgrade();
-    static std::string said() {
-        Bytes const bytes = readBytes(printed);
-        return {bytes.begin(), bytes.end()};
+    static bool says(const std::string& words) {
+        return readText(printed).find(words) != std::string::npos;
     }
-    static bool says(const std::string& words) { return said().find(words) != std::string::npos; }
 
     // Fails unless every byte of a file is what it was at the start or is at the end, and each new
     // file is whole or one that readers refuse. `in` says where.

@@ -9,19 +9,39 @@
 
 namespace fs = std::filesystem;
 
-Bytes readBytes(const std::string& path) {
+constexpr const char* volumes[] = {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"};
+
+std::string readText(const std::string& path) {
     std::error_code missing;
     auto const size = fs::file_size(path, missing);
-    Bytes bytes(missing ? 0 : size);
-    std::ifstream(path, std::ios::binary)
-        .read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return bytes;
+    std::string text(missing ? 0 : size, '\0');
+    std::ifstream(path, std::ios::binary).read(text.data(), std::ssize(text));
+    return text;
+}
+
+void writeText(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+Bytes readBytes(const std::string& path) {
+    std::string const text = readText(path);
+    return {text.begin(), text.end()};
 }
 
 void writeBytes(const std::string& path, const Bytes& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
+    writeText(path, {bytes.begin(), bytes.end()});
+}
+
+std::vector<std::string> volumeFiles() {
+    std::vector<std::string> paths;
+    for (const char* const volume : volumes) {
+        for (fs::directory_entry const& entry : fs::recursive_directory_iterator(volume)) {
+            if (entry.is_regular_file()) {
+                paths.push_back(entry.path());
+            }
+        }
+    }
+    return paths;
 }
 
 void setByte(const std::string& path, std::size_t offset, unsigned char value) {
@@ -42,14 +62,12 @@ uint64_t sequenceNumberOnFile(const std::string& path) {
     Bytes bytes = readBytes(path);
     bytes.resize(PSST_HEADER_LENGTH);
     uint64_t number = 0;
-    for (std::size_t i = 8; i > 0; --i) {
-        number = number << 8 | bytes.at(20 + i - 1);
-    }
+    std::memcpy(&number, &bytes[20], sizeof number);
     return number;
 }
 
 void BladeTest::SetUp() {
-    for (const char* const volume : {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"}) {
+    for (const char* const volume : volumes) {
         for (fs::directory_entry const& entry : fs::directory_iterator(volume)) {
             fs::remove_all(entry);
         }
@@ -75,4 +93,12 @@ void BladeTest::makeFiles(const std::vector<int>& indices) {
 void BladeTest::makeStore() {
     makeFiles({1, 4, 6, 7, 8, 16, 18, 20, 27, 32, 33, 35, 36, 39, 40, 41, 42, 43});
     close_all_files();
+}
+
+void BladeTest::shortenFiles(std::size_t largest, std::size_t length) {
+    for (std::string const& path : volumeFiles()) {
+        if (fs::file_size(path) > largest) {
+            fs::resize_file(path, length);
+        }
+    }
 }

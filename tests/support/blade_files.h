@@ -13,8 +13,13 @@
 
 using Bytes = std::vector<unsigned char>;
 
+// The content of a file, nothing where it is missing; and a file of such content.
+[[nodiscard]] std::string readText(const std::string& path);
+void writeText(const std::string& path, const std::string& text);
 [[nodiscard]] Bytes readBytes(const std::string& path);
 void writeBytes(const std::string& path, const Bytes& bytes);
+// The paths of all files on the volumes.
+[[nodiscard]] std::vector<std::string> volumeFiles();
 [[nodiscard]] std::string primary(int fileIndex);
 [[nodiscard]] std::string mirror(int fileIndex);
 // Changes one byte of a file.
@@ -64,4 +69,6 @@ class BladeTest : public testing::Test {
     void makeFiles(const std::vector<int>& indices);
     // Every file that initialisation wants, closed, with mirrors.
     void makeStore();
+    // Leaves so many bytes of each that is longer than `largest`: megabytes that nothing reads.
+    static void shortenFiles(std::size_t largest, std::size_t length);
 };

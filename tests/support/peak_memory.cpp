@@ -1,5 +1,6 @@
 // peak_memory COMMAND [ARG...]: runs a command and prints the peak of its own resident memory, in
 // KiB, on standard error. wait4's figure would include the commands that it starts.
+#include <csignal>
 #include <cstdio>
 #include <fstream>
 #include <string>
@@ -9,10 +10,6 @@
 #include <unistd.h>
 
 namespace {
-
-bool isAtExit(int status) {
-    return status >> 8 == (SIGTRAP | PTRACE_EVENT_EXIT << 8);
-}
 
 void printPeak(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/status");
@@ -28,22 +25,23 @@ void printPeak(pid_t process) {
 int main(int argc, char** argv) {
     pid_t const child = argc > 1 ? ::fork() : -1;
     if (child == 0) {
-        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        ::raise(SIGSTOP);
         ::execvp(argv[1], argv + 1);
         ::_exit(127);
     }
+    if (child < 0) {
+        return 1;
+    }
     int status = 0;
-    bool started = false;
-    while (child > 0 && ::waitpid(child, &status, 0) == child && WIFSTOPPED(status)) {
-        if (!started) { // stopped by its exec
-            ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACEEXIT);
-        }
-        if (isAtExit(status)) {
+    ::waitpid(child, &status, WUNTRACED);
+    ::ptrace(PTRACE_SEIZE, child, nullptr, PTRACE_O_TRACEEXIT);
+    ::kill(child, SIGCONT);
+    while (::waitpid(child, &status, 0) == child && WIFSTOPPED(status)) {
+        int const event = status >> 16; // such a stop is no signal's
+        if (event == PTRACE_EVENT_EXIT) {
             printPeak(child);
         }
-        bool const passOn = started && WSTOPSIG(status) != SIGTRAP;
-        started = true;
-        ::ptrace(PTRACE_CONT, child, nullptr, passOn ? WSTOPSIG(status) : 0);
+        ::ptrace(PTRACE_CONT, child, nullptr, event == 0 ? WSTOPSIG(status) : 0);
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -42,16 +41,14 @@ struct OperationLog {
 
 // What a process did to the volumes, in order and with all bytes.
 struct Change {
-    enum class Kind : uint8_t { create, truncate, write, sync, rename, unlink };
-    Kind kind;
-    bool isSynced; // the file was opened so that each write is durable when it returns
+    Operation kind; // create (of a file that exists, empty it), write, sync, rename or unlink
+    bool isSynced;  // the file was opened so that each write is durable when it returns
     int64_t offset;
     std::string path; // of a sync, also a folder's
     std::string from; // of a rename
     std::vector<unsigned char> data;
 };
 using Trace = std::vector<Change>;
-[[nodiscard]] Trace readTrace(FILE* file);
 
 struct SystemCalls {
     bool recording = false;
@@ -59,7 +56,7 @@ struct SystemCalls {
     Fault fault;
     int operations = 0;                             // that were counted against the fault
     OperationLog* operationLog = nullptr;           // filled where set
-    FILE* trace = nullptr;                          // written where set; of readTrace
+    Trace* trace = nullptr;                         // filled where set
     std::function<int(const std::string&)> shell;   // instead of system, where set
     std::function<void(unsigned)> pause;            // instead of usleep, where set
     std::function<int(const std::string&)> runner;  // instead of VX_systemWrapper, where set
