@@ -11,6 +11,9 @@
 #include <filesystem>
 #include <map>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -94,4 +97,5 @@ void fuzz::run(std::string_view edits) {
         vxpmgr_create_files_on_upgrade();
     }
     close_all_files();
+    require(::fcntl(STDIN_FILENO, F_GETFD) == 0, "only the store's descriptors are closed");
 }
