@@ -59,12 +59,12 @@ PersonalityReport examinePersonality(const std::string& text) {
     vx::PropertyPass pass(handle.get());
     while (pass.next()) {
         ++report.properties;
-        if (!keys.insert(pass.key()).second) {
-            report.problems.push_back(std::string("repeated key ") + pass.key() +
+        if (!keys.emplace(pass.key()).second) {
+            report.problems.push_back("repeated key " + std::string(pass.key()) +
                                       ": only its first value counts");
         }
-        if (std::strlen(pass.value()) == vx::propertyBufferSize - 1) {
-            report.problems.push_back(std::string("value of ") + pass.key() +
+        if (pass.value().size() == vx::propertyBufferSize - 1) {
+            report.problems.push_back("value of " + std::string(pass.key()) +
                                       " has 255 characters or more and is cut");
         }
     }

@@ -10,6 +10,7 @@
 #define VXBLADE_NET_H
 
 #include <stddef.h>
+#include <stdlib.h>
 
 #include <vxblade/export.h>
 
@@ -32,6 +33,9 @@ class VXBLADE_API VXNetIoctl {
     /* Closes the socket. */
     VXBLADE_API virtual ~VXNetIoctl() { closeSocket(); }
     VXNetIoctl(const VXNetIoctl&) = delete;
+    /* On the C library's heap; null where there is no memory. */
+    static void* operator new(size_t size) noexcept { return malloc(size); }
+    static void operator delete(void* memory) { free(memory); }
     VXNetIoctl& operator=(const VXNetIoctl&) = delete;
 
     /*

@@ -86,8 +86,11 @@ Variables variablesOf(const Copies& copies, int current) {
 }
 
 // Erases, programs and reads back. 0 or -1.
-int writeCopy(const Place& place, const Bytes& image) {
-    Bytes written(image.size());
+int writeCopy(const Place& place, const Buffer& image) {
+    Buffer written(image.size());
+    if (image.isBad() || written.isBad()) {
+        return failed("no memory for the copy at 0x%x", place.offset);
+    }
     if (vhnor_erase(place.blocksStart, place.blocksEnd - place.blocksStart) != 0) {
         return failed("cannot erase the block at 0x%x", place.blocksStart);
     }
@@ -95,7 +98,7 @@ int writeCopy(const Place& place, const Bytes& image) {
         static_cast<int>(image.size())) {
         return failed("cannot program the copy at 0x%x", place.offset);
     }
-    if (!readFlash(place.offset, written) || written != image) {
+    if (!readFlash(place.offset, written) || !(written == image)) {
         return failed("the copy at 0x%x is not what was programmed", place.offset);
     }
     return 0;
@@ -149,8 +152,11 @@ int load() {
     if (current < 0 && !std::ranges::all_of(copies, holdsNone)) {
         return failed("the environment cannot be read, or is damaged");
     }
-    environment.isLoaded = true;
     environment.variables = variablesOf(copies, current);
+    if (environment.variables.bytes().isBad()) {
+        return failed("no memory for the environment");
+    }
+    environment.isLoaded = true;
     return 0;
 }
 
@@ -172,7 +178,7 @@ int save() {
     if (!fits(variables, layout)) {
         return failed("the texts do not fit into %u bytes", layout.size);
     }
-    if (variables != saved && replaceCopy(layout, copies, current, variables) != 0) {
+    if (!(variables == saved) && replaceCopy(layout, copies, current, variables) != 0) {
         return -1;
     }
     environment.variables = variables;
@@ -204,15 +210,15 @@ int vornhal_setenv(const char* name, const char* value) {
     if (!environment.isLoaded || *name == '\0' || std::strchr(name, '=') != nullptr) {
         return -1;
     }
-    Variables change;
-    change.set(name, value);
+    Variables changes = environment.changes;
+    changes.set(name, value);
     Variables variables = environment.variables;
-    variables.apply(change);
-    if (!vx::bootenv::fits(variables, environment.layout)) {
+    variables.apply(changes);
+    if (changes.bytes().isBad() || !vx::bootenv::fits(variables, environment.layout)) {
         return -1;
     }
     environment.variables = variables;
-    environment.changes.set(name, value);
+    environment.changes = changes;
     return 0;
 }
 

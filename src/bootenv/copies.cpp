@@ -99,36 +99,41 @@ bool defaultLayout(Layout& layout) {
     return isUsable(layout);
 }
 
-uint32_t crcOf(const Bytes& image) {
+uint32_t crcOf(const Buffer& image) {
     return crc32(0, image.data() + stringsOffset, static_cast<int>(image.size() - stringsOffset));
 }
 
-uint32_t storedCrc(const Bytes& image) {
-    return image[0] | static_cast<uint32_t>(image[1]) << 8 | static_cast<uint32_t>(image[2]) << 16 |
-           static_cast<uint32_t>(image[3]) << 24;
+uint32_t storedCrc(const Buffer& image) {
+    uint32_t crc = 0;
+    for (std::size_t i = flagOffset; i-- > 0;) {
+        crc = crc << 8 | image.data()[i];
+    }
+    return crc;
 }
 
-bool isBlank(const Bytes& bytes) {
-    return std::ranges::all_of(bytes, [](uint8_t byte) { return byte == blank; });
+bool isBlank(const Buffer& bytes) {
+    return std::all_of(bytes.data(), bytes.data() + bytes.size(),
+                       [](uint8_t byte) { return byte == blank; });
 }
 
 Copy readCopy(uint32_t size, const Place& place, Extent extent) {
     Copy copy;
     bool const isWhole = extent == Extent::blocks;
     uint32_t const from = isWhole ? place.blocksStart : place.offset;
-    Bytes bytes((isWhole ? place.blocksEnd : place.offset + size) - from);
-    if (!readFlash(from, bytes)) {
+    Buffer bytes((isWhole ? place.blocksEnd : place.offset + size) - from);
+    Buffer image(size);
+    if (image.isBad() || !readFlash(from, bytes)) {
         return copy;
     }
     copy.isReadable = true;
     copy.isBlank = isBlank(bytes);
-    auto const start = bytes.begin() + (place.offset - from);
-    Bytes const image(start, start + size);
-    std::fill(start, start + size, blank); // which leaves the rest to look at
+    uint8_t* const start = bytes.data() + (place.offset - from);
+    std::memcpy(image.data(), start, size);
+    std::memset(start, blank, size); // which leaves the rest to look at
     copy.isValid = crcOf(image) == storedCrc(image);
     copy.isErasable = copy.isBlank || (copy.isValid && isBlank(bytes));
     if (copy.isValid) {
-        copy.flag = image[flagOffset];
+        copy.flag = image.data()[flagOffset];
         const char* const strings = reinterpret_cast<const char*>(image.data()) + stringsOffset;
         copy.variables = Variables({strings, image.size() - stringsOffset});
     }
@@ -157,24 +162,29 @@ const char* findLayout(Layout& layout) {
                " gives no two places for copies in " FLASH_NODE;
 }
 
-Bytes imageOf(const Variables& variables, uint32_t size) {
-    Bytes image(size, 0);
-    std::memcpy(image.data() + stringsOffset, variables.bytes().data(), variables.bytes().size());
+Buffer imageOf(const Variables& variables, uint32_t size) {
+    Buffer image(size);
+    if (image.isBad()) {
+        return image;
+    }
+    std::copy_n(variables.bytes().data(), variables.bytes().size(), image.data() + stringsOffset);
     uint32_t const crc = crcOf(image);
     for (std::size_t i = 0; i < flagOffset; ++i) {
-        image[i] = static_cast<uint8_t>(crc >> (8 * i));
+        image.data()[i] = static_cast<uint8_t>(crc >> (8 * i));
     }
-    image[flagOffset] = activeFlag;
+    image.data()[flagOffset] = activeFlag;
     return image;
 }
 
 bool fits(const Variables& variables, const Layout& layout) {
-    return variables.bytes().size() + 1 <= layout.size - stringsOffset;
+    const Buffer& strings = variables.bytes();
+    return !strings.isBad() && strings.size() + 1 <= layout.size - stringsOffset;
 }
 
-bool readFlash(uint32_t offset, Bytes& bytes) {
-    return vhnor_read(offset, bytes.data(), static_cast<uint32_t>(bytes.size())) ==
-           static_cast<int>(bytes.size());
+bool readFlash(uint32_t offset, Buffer& bytes) {
+    return !bytes.isBad() &&
+           vhnor_read(offset, bytes.data(), static_cast<uint32_t>(bytes.size())) ==
+               static_cast<int>(bytes.size());
 }
 
 Copies readCopies(const Layout& layout, Extent extent, bool mayRemoveNote) {

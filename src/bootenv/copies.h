@@ -5,11 +5,8 @@
 
 #include <array>
 #include <cstdint>
-#include <vector>
 
 namespace vx::bootenv {
-
-using Bytes = std::vector<uint8_t>;
 
 // --- Where they are.
 
@@ -37,7 +34,7 @@ inline constexpr uint8_t activeFlag = 1;
 inline constexpr uint8_t obsoleteFlag = 0;
 
 // An active copy of `size` bytes, which the variables must fit into.
-[[nodiscard]] Bytes imageOf(const Variables& variables, uint32_t size);
+[[nodiscard]] Buffer imageOf(const Variables& variables, uint32_t size);
 [[nodiscard]] bool fits(const Variables& variables, const Layout& layout);
 
 struct Copy {
@@ -55,7 +52,7 @@ using Copies = std::array<Copy, 2>;
 enum class Extent : uint8_t { copy, blocks };
 
 // Fills `bytes` from the flash; false where it gives fewer.
-[[nodiscard]] bool readFlash(uint32_t offset, Bytes& bytes);
+[[nodiscard]] bool readFlash(uint32_t offset, Buffer& bytes);
 
 // Both copies as they are. A block that the note of a save names is read whole. Where it is whole
 // again the note is removed, if `mayRemoveNote`: it may hold something else one day.

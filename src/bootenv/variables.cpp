@@ -4,54 +4,76 @@
 
 namespace vx::bootenv {
 
+namespace {
+
+const char* charactersOf(const Buffer& buffer) {
+    return reinterpret_cast<const char*>(buffer.data());
+}
+
+// The end of the string that begins at a position, its NUL not included.
+std::size_t endOf(const Buffer& buffer, std::size_t at) {
+    return at + std::strlen(charactersOf(buffer) + at);
+}
+
+} // namespace
+
 Variables::Variables(std::string_view bytes) {
     for (std::size_t end = bytes.find('\0'); end != 0 && end != std::string_view::npos;
          end = bytes.find('\0')) {
-        std::string_view const string = bytes.substr(0, end);
-        if (std::size_t const equals = string.find('='); equals != std::string_view::npos) {
-            set(string.substr(0, equals), string.substr(equals + 1));
+        const char* const string = bytes.data();
+        if (const char* const equals = std::strchr(string, '='); equals != nullptr) {
+            set({string, static_cast<std::size_t>(equals - string)}, equals + 1);
         }
         bytes.remove_prefix(end + 1);
     }
 }
 
-// Where the name's string begins; npos where it has none.
+// Where the name's string begins; the size where it has none.
 std::size_t Variables::positionOf(std::string_view name) const {
-    for (std::size_t at = 0; at < bytes_.size(); at = bytes_.find('\0', at) + 1) {
-        if (bytes_.compare(at, name.size(), name) == 0 && bytes_[at + name.size()] == '=') {
-            return at;
+    std::size_t at = 0;
+    while (at < bytes_.size()) {
+        const char* const string = charactersOf(bytes_) + at;
+        if (std::strncmp(string, name.data(), name.size()) == 0 && string[name.size()] == '=') {
+            break;
         }
+        at = endOf(bytes_, at) + 1;
     }
-    return std::string::npos;
+    return at;
 }
 
 const char* Variables::find(std::string_view name) const {
     std::size_t const at = positionOf(name);
-    return at == std::string::npos ? nullptr : bytes_.c_str() + at + name.size() + 1;
+    return at < bytes_.size() ? charactersOf(bytes_) + at + name.size() + 1 : nullptr;
 }
 
 void Variables::set(std::string_view name, std::string_view value) {
-    std::string string(name);
-    string += '=';
-    string += value;
     std::size_t const at = positionOf(name);
-    if (at == std::string::npos) {
-        bytes_.append(string.c_str(), string.size() + 1);
-    } else {
-        bytes_.replace(at, bytes_.find('\0', at) - at, string);
+    if (at < bytes_.size()) {
+        std::size_t const begin = at + name.size() + 1;
+        bytes_.replace(begin, endOf(bytes_, at) - begin, value);
+        return;
+    }
+    for (std::string_view const part :
+         {name, std::string_view("="), value, std::string_view("", 1)}) {
+        bytes_.replace(bytes_.size(), 0, part);
     }
 }
 
 void Variables::remove(std::string_view name) {
-    if (std::size_t const at = positionOf(name); at != std::string::npos) {
-        bytes_.erase(at, bytes_.find('\0', at) + 1 - at);
+    if (std::size_t const at = positionOf(name); at < bytes_.size()) {
+        bytes_.replace(at, endOf(bytes_, at) + 1 - at, {});
     }
 }
 
 void Variables::apply(const Variables& changes) {
-    for (const char* at = changes.bytes_.c_str(); *at != '\0'; at += std::strlen(at) + 1) {
-        const char* const value = std::strchr(at, '=') + 1;
-        std::string_view const name(at, static_cast<std::size_t>(value - at) - 1);
+    const Buffer& all = changes.bytes_;
+    if (all.isBad()) {
+        bytes_ = all;
+    }
+    for (std::size_t at = 0; at < all.size(); at = endOf(all, at) + 1) {
+        const char* const string = charactersOf(all) + at;
+        const char* const value = std::strchr(string, '=') + 1;
+        std::string_view const name(string, static_cast<std::size_t>(value - string) - 1);
         if (*value == '\0') {
             remove(name);
         } else {

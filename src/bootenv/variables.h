@@ -2,7 +2,8 @@
 // other, in the bytes that a copy in the flash holds. A name has one string.
 #pragma once
 
-#include <string>
+#include "common/heap.h"
+
 #include <string_view>
 
 namespace vx::bootenv {
@@ -22,12 +23,13 @@ class Variables {
     // Sets what `changes` has; an empty value removes the name.
     void apply(const Variables& changes);
 
-    [[nodiscard]] const std::string& bytes() const { return bytes_; }
-    bool operator==(const Variables&) const = default;
+    // Bad where there was no memory for what was set.
+    [[nodiscard]] const Buffer& bytes() const { return bytes_; }
+    friend bool operator==(const Variables& a, const Variables& b) { return a.bytes_ == b.bytes_; }
 
   private:
     [[nodiscard]] std::size_t positionOf(std::string_view name) const;
-    std::string bytes_;
+    Buffer bytes_; // ends with a NUL, where it is not empty
 };
 
 } // namespace vx::bootenv

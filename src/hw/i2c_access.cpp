@@ -9,10 +9,10 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <mutex>
 
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -191,13 +191,24 @@ int writePieces(const WriteJob& job, int fd) {
     return done;
 }
 
+// Of two opens one would be closed again, and a closed descriptor gives up every lock that the
+// process has on the file.
+class OneAtATime {
+  public:
+    OneAtATime() { ::pthread_mutex_lock(&mutex_); }
+    ~OneAtATime() { ::pthread_mutex_unlock(&mutex_); }
+    OneAtATime(const OneAtATime&) = delete;
+    OneAtATime& operator=(const OneAtATime&) = delete;
+
+  private:
+    static pthread_mutex_t mutex_;
+};
+pthread_mutex_t OneAtATime::mutex_ = PTHREAD_MUTEX_INITIALIZER;
+
 } // namespace
 
 int VX_openI2CLock(void) {
-    // Of two opens one would be closed again, and a closed descriptor gives up every lock that
-    // the process has on the file.
-    static std::mutex once;
-    std::lock_guard const guard(once);
+    OneAtATime const guard;
     if (i2cLockFd >= 0) {
         return i2cLockFd;
     }

@@ -1,6 +1,7 @@
 #include <vxblade/nor.h>
 
 #include "common/files.h"
+#include "common/heap.h"
 #include "hw/diagnostics.h"
 #include "hw/nor_region.h"
 
@@ -9,8 +10,6 @@
 #include <vxblade/i2c.h>
 
 #include <cerrno>
-#include <memory>
-#include <new>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -29,7 +28,7 @@ constexpr const char* nodePath = "/dev/mtd0";
 constexpr uint64_t unknownSlot = 255;
 constexpr const char* ruler = "--------------------------------------\n";
 
-std::unique_ptr<region_info_user[]> regions;
+vx::Elements<region_info_user> regions;
 
 // --- Geometry.
 
@@ -40,7 +39,7 @@ void makeRegions(uint32_t count) {
                   NOR_REGION_LIMIT);
         count = 0;
     }
-    regions.reset(new (std::nothrow) region_info_user[count + 1]{});
+    regions = vx::allocate<region_info_user>(count + 1);
     nor_region = regions.get();
     nor_num_regions = nor_region != nullptr ? static_cast<int32_t>(count) : 0;
 }

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <new>
 
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -38,7 +37,7 @@ int VXNetIoctl::getNetProperty(const char* ifname, unsigned long request,
 }
 
 VXNetIoctl* VXNetIoctlGetHnd(void) {
-    return new (std::nothrow) VXNetIoctl;
+    return new VXNetIoctl;
 }
 
 void VXNetIoctlDestroyHnd(VXNetIoctl* handle) {

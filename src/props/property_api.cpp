@@ -1,17 +1,16 @@
 #include <vxblade/properties.h>
 
+#include "props/property_index.h"
 #include "props/property_parser.h"
 
 #include <cstring>
-#include <memory>
-#include <new>
 
 using vx::PropertyParser;
 
 namespace {
 
 PropertiesHandle adopt(PropertyParser* parser) {
-    auto* handle = new (std::nothrow) PropertiesHandleRecord{parser};
+    auto* const handle = new PropertiesHandleRecord(parser);
     if (handle == nullptr) {
         delete parser;
     }
@@ -22,21 +21,19 @@ PropertyParser* parserOf(PropertiesHandle handle) {
     return handle != nullptr ? handle->parser : nullptr;
 }
 
-// A key buffer that is released on return.
-using Scratch = std::unique_ptr<char[]>;
-
 } // namespace
 
 PropertiesHandle propOpenPropertiesFile(const char* path) {
-    return adopt(new (std::nothrow) PropertyParser(path));
+    return adopt(new PropertyParser(path));
 }
 
 PropertiesHandle propReadPropertiesBuffer(const char* buffer, int length) {
-    return adopt(new (std::nothrow) PropertyParser(buffer, length));
+    return adopt(new PropertyParser(buffer, length));
 }
 
 void propClosePropertiesFile(PropertiesHandle handle) {
     if (parserOf(handle) != nullptr) {
+        delete handle->index;
         delete handle->parser;
         delete handle;
     }
@@ -54,7 +51,7 @@ int propGetNext(PropertiesHandle handle, char* prevKey, char* keyBuf, int keyBuf
             capacity = previousLength + 1;
         }
     }
-    Scratch const scratch(new (std::nothrow) char[static_cast<std::size_t>(capacity)]);
+    auto const scratch = vx::allocate<char>(static_cast<std::size_t>(capacity));
     if (scratch == nullptr) {
         return 0;
     }
@@ -87,7 +84,7 @@ int propGetValue(PropertiesHandle handle, const char* key, char* valBuf, int val
         return 0;
     }
     auto const capacity = static_cast<int>(std::strlen(key)) + 1;
-    Scratch const scratch(new (std::nothrow) char[static_cast<std::size_t>(capacity)]);
+    auto const scratch = vx::allocate<char>(static_cast<std::size_t>(capacity));
     if (scratch == nullptr) {
         return 0;
     }

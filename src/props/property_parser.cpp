@@ -8,7 +8,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
-#include <new>
+#include <string_view>
 
 #include <sys/stat.h>
 
@@ -16,104 +16,71 @@ namespace vx {
 
 namespace {
 
-bool isWhiteSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\r';
+enum CharacterClass : uint8_t { blank = 1, ofKey = 2 };
+
+constexpr std::array<uint8_t, 256> classes = [] {
+    std::array<uint8_t, 256> table{};
+    for (unsigned char const c : std::string_view(" \t\r")) {
+        table[c] = blank;
+    }
+    for (unsigned char const c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                                  "abcdefghijklmnopqrstuvwxyz0123456789._-")) {
+        table[c] = ofKey;
+    }
+    return table;
+}();
+
+bool isOf(CharacterClass wanted, char c) {
+    return classes[static_cast<unsigned char>(c)] == wanted;
 }
 
-bool isValidKeyChar(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '.' ||
-           c == '_' || c == '-';
+// Gives a part of a property, key or value, to the caller: in `*length` the buffer's capacity,
+// which becomes the size needed where the part is cut. True where it is.
+bool deliver(std::string_view part, char* buffer, int* length) {
+    if (length == nullptr) {
+        return false;
+    }
+    auto const size = static_cast<int>(part.size());
+    bool const cut = *length <= size;
+    int const copied = cut ? *length - 1 : size;
+    if (buffer != nullptr && copied >= 0) {
+        std::memcpy(buffer, part.data(), static_cast<std::size_t>(copied));
+        buffer[copied] = '\0';
+    }
+    if (cut) {
+        *length = size + 1;
+    }
+    return cut;
 }
 
-// One part of a property, key or value, on its way to the caller.
-struct Part {
-    char* buffer;
-    int* length; // in: capacity; out: size needed, where the part was cut
-
-    void reset() const {
-        if (buffer != nullptr && length != nullptr && *length > 0) {
-            buffer[0] = '\0';
-        }
+void clear(char* buffer, const int* length) {
+    if (buffer != nullptr && length != nullptr && *length > 0) {
+        buffer[0] = '\0';
     }
+}
 
-    // Copies what fits of [begin, end); true when the part was cut.
-    [[nodiscard]] bool deliver(const char* begin, const char* end) const {
-        if (length == nullptr) {
-            return false;
-        }
-        auto const size = static_cast<int>(end - begin);
-        bool const cut = *length <= size;
-        int const copied = cut ? *length - 1 : size;
-        if (buffer != nullptr && copied >= 0) {
-            std::memcpy(buffer, begin, static_cast<std::size_t>(copied));
-            buffer[copied] = '\0';
-        }
-        if (cut) {
-            *length = size + 1;
-        }
-        return cut;
-    }
-};
-
-void skipWhiteSpace(const char*& pos) {
-    while (isWhiteSpace(*pos)) {
+const char* skipBlanks(const char* pos) {
+    while (isOf(blank, *pos)) {
         ++pos;
     }
+    return pos;
 }
 
 // Skips blank lines and comments; stops at what must be a key, or at the NUL.
-void advance(const char*& pos) {
-    bool inComment = false;
-    for (; *pos != '\0'; ++pos) {
-        if (*pos == '\n') {
-            inComment = false;
-        } else if (*pos == '#') {
-            inComment = true;
-        } else if (!inComment && !isWhiteSpace(*pos)) {
-            return;
+const char* advance(const char* pos) {
+    for (;;) {
+        while (isOf(blank, *pos) || *pos == '\n') {
+            ++pos;
         }
+        if (*pos != '#') {
+            return pos;
+        }
+        pos = ::strchrnul(pos, '\n');
     }
 }
 
-int findKeyInLine(const char*& pos, const Part& key) {
-    const char* const begin = pos;
-    while (isValidKeyChar(*pos)) {
-        ++pos;
-    }
-    if (pos == begin) {
-        return -1;
-    }
-    return key.deliver(begin, pos) ? -2 : 0;
-}
-
-int findValueInLine(const char*& pos, const Part& value) {
-    skipWhiteSpace(pos);
-    if (*pos != '=') {
-        return -1;
-    }
-    ++pos;
-    skipWhiteSpace(pos);
-    if (*pos != '"') {
-        return -1;
-    }
-    const char* const begin = pos + 1;
-    // There is no escape: the first quote closes the value, which may run over several lines.
-    const char* const end = std::strchr(begin, '"');
-    if (end == nullptr) {
-        return -1;
-    }
-    pos = end + 1;
-    return value.deliver(begin, end) ? -2 : 0;
-}
-
-// Requires that only a comment follows on the line, then moves to the next property.
-int lineEnd(const char*& pos) {
-    skipWhiteSpace(pos);
-    if (*pos != '\0' && *pos != '\n' && *pos != '#') {
-        return -1;
-    }
-    advance(pos);
-    return 0;
+std::string_view between(const char* begin, const char* end) {
+    return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 } // namespace
@@ -126,7 +93,7 @@ PropertyParser::PropertyParser(const char* path) {
         return;
     }
     auto const size = static_cast<std::size_t>(status.st_size);
-    text_ = new (std::nothrow) char[size + 1]();
+    text_ = allocate<char>(size + 1);
     if (text_ == nullptr) {
         std::printf("PropertyParser: Failed to query file size init %s\n", path);
         return;
@@ -139,24 +106,53 @@ PropertyParser::PropertyParser(const char* path) {
     }
     std::size_t total = 0;
     for (std::size_t got = 1; got > 0; total += got) {
-        got = std::fread(text_ + total, 1, size - total, file.get());
+        got = std::fread(text_.get() + total, 1, size - total, file.get());
     }
     std::printf("PropertyParser: read %d bytes from %s\n", static_cast<int>(total), path);
 }
 
 PropertyParser::PropertyParser(const char* buffer, int length) {
     std::size_t const size = buffer != nullptr && length > 0 ? static_cast<std::size_t>(length) : 0;
-    text_ = new (std::nothrow) char[size + 1];
-    if (text_ != nullptr) {
-        if (size > 0) {
-            std::memcpy(text_, buffer, size);
-        }
-        text_[size] = '\0';
+    text_ = allocate<char>(size + 1);
+    if (text_ != nullptr && size > 0) {
+        std::memcpy(text_.get(), buffer, size);
     }
 }
 
-PropertyParser::~PropertyParser() {
-    delete[] text_;
+PropertyParser::~PropertyParser() = default;
+
+const char* PropertyParser::parse(const char* pos, Property& property) const {
+    property = {};
+    if (text_ == nullptr) {
+        return nullptr;
+    }
+    const char* const key = advance(pos == nullptr ? text_.get() : pos);
+    const char* end = key;
+    while (isOf(ofKey, *end)) {
+        ++end;
+    }
+    if (end == key) {
+        return nullptr;
+    }
+    property.key = between(key, end);
+    end = skipBlanks(end);
+    if (*end != '=') {
+        return nullptr;
+    }
+    end = skipBlanks(end + 1);
+    if (*end != '"') {
+        return nullptr;
+    }
+    // There is no escape: the first quote closes the value, which may run over several lines.
+    const char* const value = end + 1;
+    end = std::strchr(value, '"');
+    if (end == nullptr) {
+        return nullptr;
+    }
+    property.value = between(value, end);
+    // Only a comment may follow on the line.
+    end = skipBlanks(end + 1);
+    return *end == '\0' || *end == '\n' || *end == '#' ? advance(end) : nullptr;
 }
 
 int PropertyParser::parseLine(const char* pos, char* keyBuf, int* keyLen, char* valBuf, int* valLen,
@@ -164,37 +160,30 @@ int PropertyParser::parseLine(const char* pos, char* keyBuf, int* keyLen, char* 
     if (text_ == nullptr) {
         return -1;
     }
-    Part const key{keyBuf, keyLen};
-    Part const value{valBuf, valLen};
-    key.reset();
-    value.reset();
-    if (pos == nullptr) {
-        pos = text_;
-    }
-    advance(pos);
-    int const keyResult = findKeyInLine(pos, key);
-    if (keyResult == -1) {
-        return -1;
-    }
-    int const valueResult = findValueInLine(pos, value);
-    if (valueResult == -1 || lineEnd(pos) != 0) {
+    clear(keyBuf, keyLen);
+    clear(valBuf, valLen);
+    Property property;
+    const char* const following = parse(pos, property);
+    bool cut = property.key.data() != nullptr && deliver(property.key, keyBuf, keyLen);
+    cut = (property.value.data() != nullptr && deliver(property.value, valBuf, valLen)) || cut;
+    if (following == nullptr) {
         return -1;
     }
     if (next != nullptr) {
-        *next = pos;
+        *next = following;
     }
-    return keyResult == 0 ? valueResult : keyResult;
+    return cut ? -2 : 0;
+}
+
+bool PropertyParser::isOfKey(char c) {
+    return isOf(ofKey, c);
 }
 
 const char* PropertyParser::skipBlank(const char* pos) const {
     if (text_ == nullptr) {
         return "";
     }
-    if (pos == nullptr) {
-        pos = text_;
-    }
-    advance(pos);
-    return pos;
+    return advance(pos == nullptr ? text_.get() : pos);
 }
 
 int PropertyParser::getCrc(unsigned long* storedCrc, unsigned long* computedCrc) const {

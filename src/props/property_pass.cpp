@@ -1,30 +1,23 @@
 #include "props/property_pass.h"
 
-#include "props/property_parser.h"
-
 namespace vx {
 
 bool PropertyPass::next() {
-    if (handle_ == nullptr || handle_->parser == nullptr) {
+    constexpr std::size_t longest = propertyBufferSize - 1;
+    const char* const following =
+        parser_ != nullptr ? parser_->parse(position_, property_) : nullptr;
+    if (following == nullptr || property_.key.size() > longest) {
         return false;
     }
-    int keyLength = propertyBufferSize;
-    int valueLength = propertyBufferSize;
-    value_.fill('\0');
-    const char* following = position_;
-    int const result = handle_->parser->parseLine(position_, key_.data(), &keyLength, value_.data(),
-                                                  &valueLength, &following);
-    bool const keyCut = keyLength != static_cast<int>(propertyBufferSize);
-    if (result == -1 || keyCut) {
-        return false;
+    if (property_.value.size() > longest) {
+        property_.value.remove_suffix(property_.value.size() - longest);
     }
     position_ = following;
     return true;
 }
 
 const char* PropertyPass::rest() const {
-    bool const hasText = handle_ != nullptr && handle_->parser != nullptr;
-    return hasText ? handle_->parser->skipBlank(position_) : "";
+    return parser_ != nullptr ? parser_->skipBlank(position_) : "";
 }
 
 } // namespace vx

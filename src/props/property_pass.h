@@ -1,10 +1,12 @@
 // One linear walk over a personality file.
 #pragma once
 
+#include "props/property_parser.h"
+
 #include <vxblade/properties.h>
 
-#include <array>
 #include <cstddef>
+#include <string_view>
 
 namespace vx {
 
@@ -18,23 +20,24 @@ inline constexpr std::size_t propertyBufferSize = 256;
 // Sees what propGetNext and propGetValue see on a file without repeated keys, in one scan instead
 // of one for each property; where a key is repeated it visits every occurrence, and the caller
 // keeps the first. Ends at the end of the text, at a malformed line and at a key of 256 or more
-// characters. A longer value is cut to 255; after a value the buffer holds zeros.
+// characters. A longer value is cut to 255. Keys and values are views into the text.
 class PropertyPass {
   public:
-    explicit PropertyPass(PropertiesHandle handle) : handle_(handle) {}
+    // Begins at `position`, where a property begins; null: at the start of the text.
+    explicit PropertyPass(PropertiesHandle handle, const char* position = nullptr)
+        : parser_(handle != nullptr ? handle->parser : nullptr), position_(position) {}
 
     [[nodiscard]] bool next();
-    [[nodiscard]] const char* key() const { return key_.data(); }
-    [[nodiscard]] const char* value() const { return value_.data(); }
+    [[nodiscard]] std::string_view key() const { return property_.key; }
+    [[nodiscard]] std::string_view value() const { return property_.value; }
     // What the pass did not read once it has ended: empty at the end of the text, else the
     // malformed line or the long key that stopped it.
     [[nodiscard]] const char* rest() const;
 
   private:
-    PropertiesHandle handle_;
-    const char* position_ = nullptr;
-    std::array<char, propertyBufferSize> key_{};
-    std::array<char, propertyBufferSize> value_{};
+    const PropertyParser* parser_;
+    const char* position_;
+    Property property_;
 };
 
 } // namespace vx

@@ -1,11 +1,13 @@
 #include "settings/loading.h"
 
+#include "props/property_index.h"
 #include "props/property_pass.h"
 
 #include <bitset>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 namespace vx {
 
@@ -43,6 +45,42 @@ void announce(const Section& section, int number) {
     }
 }
 
+void convert(const Setting& setting, std::string_view value, void* record) {
+    std::array<char, propertyBufferSize> string{};
+    std::memcpy(string.data(), value.data(), value.size());
+    convertValue(setting, string.data(), record);
+}
+
+void findSettings(const PropertyIndex& index, std::string_view prefix, const Section& section,
+                  Wanted wanted, void* record) {
+    forEachSetting(section, [&](const Setting& setting) {
+        std::string_view value;
+        if (wanted(setting) && index.find(prefix, setting.key, value)) {
+            convert(setting, value, record);
+        }
+    });
+}
+
+void passSettings(PropertiesHandle handle, std::string_view prefix, const Section& section,
+                  Wanted wanted, void* record) {
+    std::bitset<128> met; // by position in the section; the largest has some 70 settings
+    for (PropertyPass pass(handle); pass.next();) {
+        std::string_view key = pass.key();
+        if (!key.starts_with(prefix)) {
+            continue;
+        }
+        key.remove_prefix(prefix.size());
+        std::size_t position = 0;
+        forEachSetting(section, [&](const Setting& setting) {
+            if (wanted(setting) && key == setting.key && !met[position]) {
+                met[position] = true;
+                convert(setting, pass.value(), record);
+            }
+            ++position;
+        });
+    }
+}
+
 } // namespace
 
 Prefix::Prefix(const Section& section, int number) {
@@ -55,22 +93,11 @@ Prefix::Prefix(const Section& section, int number) {
 
 void loadSettings(PropertiesHandle handle, const Section& section, int number, Wanted wanted,
                   void* record) {
-    std::bitset<128> met; // by position in the section; the largest has some 70 settings
     Prefix const prefix(section, number);
-    std::size_t const prefixLength = std::strlen(prefix.string());
-    for (PropertyPass pass(handle); pass.next();) {
-        if (std::strncmp(pass.key(), prefix.string(), prefixLength) != 0) {
-            continue;
-        }
-        const char* const suffix = pass.key() + prefixLength;
-        std::size_t position = 0;
-        forEachSetting(section, [&](const Setting& setting) {
-            if (wanted(setting) && std::strcmp(suffix, setting.key) == 0 && !met.test(position)) {
-                met.set(position);
-                convertValue(setting, pass.value(), record);
-            }
-            ++position;
-        });
+    if (handle != nullptr && handle->index != nullptr) {
+        findSettings(*handle->index, prefix.string(), section, wanted, record);
+    } else {
+        passSettings(handle, prefix.string(), section, wanted, record);
     }
 }
 
@@ -88,8 +115,8 @@ int storeDefaults(PropertiesHandle handle, const Section& section, int number) {
 ChassisName loadChassisName(PropertiesHandle handle) {
     std::array<char, propertyBufferSize> lastKey{};
     for (PropertyPass pass(handle); pass.next();) {
-        if (std::strncmp(pass.key(), chassisPrefix, std::strlen(chassisPrefix)) == 0) {
-            std::snprintf(lastKey.data(), lastKey.size(), "%s", pass.key());
+        if (pass.key().starts_with(chassisPrefix)) {
+            lastKey[pass.key().copy(lastKey.data(), lastKey.size() - 1)] = '\0';
         }
     }
     ChassisName name{};

@@ -2,6 +2,7 @@
 
 #include "common/files.h"
 #include "common/shell.h"
+#include "props/property_index.h"
 #include "settings/saved_files.h"
 #include "store/mirror_refresh.h"
 #include "upgrade/journal.h"
@@ -255,6 +256,8 @@ int compareDefaultConfiguration() {
         keepReference();
         return copyingFrom(files.newVersion, 1);
     }
+    indexProperties(files.oldFile);
+    indexProperties(files.newFile);
     if (!mergeSections(files, phase)) {
         keepReference();
     } else if (refresh) {
