@@ -3,11 +3,12 @@
 #include "common/files.h"
 #include "store/psst_table.h"
 
-#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 BridgeConfigEntry bridge_configuration;
@@ -70,17 +71,20 @@ const Table tables[] = {
     {&migration_param, sizeof migration_param},
 };
 
-// Zeroes memory piece by piece, leaving alone what is zero already: reading an untouched page of
-// a table costs nothing, writing it takes a page of memory for good.
-void zeroChanged(void* memory, std::size_t size) {
-    static constexpr unsigned char zeros[4096] = {};
-    auto* bytes = static_cast<unsigned char*>(memory);
-    while (size > 0) {
-        std::size_t const piece = std::min(size, sizeof zeros);
-        copyChanged(bytes, zeros, piece);
-        bytes += piece;
-        size -= piece;
+// Zeroes a table. Its whole pages are given back to the kernel, which makes them zeros again when
+// they are next used: neither read nor written now, they cost no page fault and no memory.
+void clear(const Table& table) {
+    auto const page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    auto const start = reinterpret_cast<std::uintptr_t>(table.memory);
+    std::uintptr_t const first = (start + page - 1) / page * page;
+    std::uintptr_t const end = (start + table.size) / page * page;
+    if (first >= end ||
+        ::madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED) != 0) {
+        std::memset(table.memory, 0, table.size);
+        return;
     }
+    std::memset(table.memory, 0, first - start);
+    std::memset(reinterpret_cast<void*>(end), 0, start + table.size - end);
 }
 
 bool hasSlot(int fileIndex) {
@@ -144,7 +148,7 @@ void InitDatabaseLite(void) {
     pmgr_cb = &pmgr_control_block;
     pmgr_control_block = {};
     for (const vx::Table& table : vx::tables) {
-        vx::zeroChanged(table.memory, table.size);
+        vx::clear(table);
     }
     for (auto& list : pmgr_cb->lists) {
         VXLIST_init_listhead(&list.inUse.list);
