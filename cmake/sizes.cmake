@@ -1,6 +1,6 @@
 # cmake -P sizes.cmake -- FILE...: prints the sizes of files without their symbols, and fails where
 # the tool, which holds all that it needs of the layer, is larger than the blade has room for.
-set(TOOL_LIMIT 131072)
+set(TOOL_LIMIT 50000)
 set(isFile OFF)
 math(EXPR last "${CMAKE_ARGC} - 1")
 foreach(i RANGE ${last})
