@@ -53,8 +53,9 @@ void Variables::set(std::string_view name, std::string_view value) {
         bytes_.replace(begin, endOf(bytes_, at) - begin, value);
         return;
     }
+    static constexpr char nul = '\0';
     for (std::string_view const part :
-         {name, std::string_view("="), value, std::string_view("", 1)}) {
+         {name, std::string_view("="), value, std::string_view(&nul, 1)}) {
         bytes_.replace(bytes_.size(), 0, part);
     }
 }

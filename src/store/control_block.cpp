@@ -75,16 +75,15 @@ const Table tables[] = {
 // they are next used: neither read nor written now, they cost no page fault and no memory.
 void clear(const Table& table) {
     auto const page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    auto const start = reinterpret_cast<std::uintptr_t>(table.memory);
-    std::uintptr_t const first = (start + page - 1) / page * page;
-    std::uintptr_t const end = (start + table.size) / page * page;
-    if (first >= end ||
-        ::madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED) != 0) {
-        std::memset(table.memory, 0, table.size);
+    auto* const bytes = static_cast<unsigned char*>(table.memory);
+    std::size_t const before = (page - reinterpret_cast<std::uintptr_t>(bytes) % page) % page;
+    std::size_t const whole = table.size < before ? 0 : (table.size - before) / page * page;
+    if (whole == 0 || ::madvise(bytes + before, whole, MADV_DONTNEED) != 0) {
+        std::memset(bytes, 0, table.size);
         return;
     }
-    std::memset(table.memory, 0, first - start);
-    std::memset(reinterpret_cast<void*>(end), 0, start + table.size - end);
+    std::memset(bytes, 0, before);
+    std::memset(bytes + before + whole, 0, table.size - before - whole);
 }
 
 bool hasSlot(int fileIndex) {
