@@ -33,12 +33,12 @@ void Buffer::replace(std::size_t position, std::size_t count, std::string_view w
     if (with.size() > count) {
         resize(size_ + with.size() - count);
     }
-    if (isBad_) {
+    if (isBad_ || bytes_ == nullptr) { // or nothing in the place of nothing
         return;
     }
     uint8_t* const at = data() + position;
     std::memmove(at + with.size(), at + count, rest);
-    std::memcpy(at, with.data(), with.size());
+    std::copy_n(with.data(), with.size(), at);
     size_ = position + with.size() + rest;
 }
 
