@@ -12,7 +12,8 @@
 namespace vx {
 
 // Holds for each key where its first property begins, as far as a PropertyPass reads. The handle
-// must stay open. Takes two words a property; where there is no memory it is not there.
+// must stay open. Takes two to four words for each equals sign of the text; where there is no
+// memory it is not there.
 class PropertyIndex : public OnHeap {
   public:
     explicit PropertyIndex(PropertiesHandle handle);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace vx {
@@ -17,14 +18,12 @@ const unsigned char* memberOf(const Setting& setting, const void* record) {
     return static_cast<const unsigned char*>(record) + setting.offset;
 }
 
-// sscanf is the definition of these conversions: wrap-around and leading characters included.
+// As sscanf converts: wrap-around and leading characters included.
 template <class Number>
-void convertNumber(const char* value, const char* format, unsigned char* member) {
-    Number number = 0;
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    if (std::sscanf(value, format, &number) == 1) {
-#pragma GCC diagnostic pop
+void convertNumber(const char* value, unsigned char* member) {
+    char* end = nullptr;
+    auto const number = static_cast<Number>(std::strtoul(value, &end, 10));
+    if (end != value) {
         std::memcpy(member, &number, sizeof number);
     }
 }
@@ -54,13 +53,13 @@ void convertValue(const Setting& setting, const char* value, void* record) {
     unsigned char* const bytes = memberOf(setting, record);
     switch (setting.type) {
     case Type::number8:
-        convertNumber<uint8_t>(value, "%hhu", bytes);
+        convertNumber<uint8_t>(value, bytes);
         break;
     case Type::number16:
-        convertNumber<uint16_t>(value, "%hu", bytes);
+        convertNumber<uint16_t>(value, bytes);
         break;
     case Type::number32:
-        convertNumber<uint32_t>(value, "%u", bytes);
+        convertNumber<uint32_t>(value, bytes);
         break;
     case Type::string:
         std::memset(bytes, 0, setting.size);

@@ -91,8 +91,8 @@ constexpr bool isMerged(const Setting& setting) {
 }
 
 // Converts `value`, a string in a buffer of propertyBufferSize bytes that holds zeros after it,
-// into the setting's member of `record`. Conversions are sscanf's: "12abc" is 12, 300 in eight bits
-// is 44; a number that does not convert leaves the member as it is.
+// into the setting's member of `record`. Conversions are as sscanf's: "12abc" is 12, 300 in eight
+// bits is 44; a number that does not convert leaves the member as it is.
 void convertValue(const Setting& setting, const char* value, void* record);
 
 // True when the setting is the same in both records. A string ends at its NUL or with its member.

@@ -4,6 +4,7 @@
 //                       work takes in instructions, without the start of the process
 //   vxwork ns WORK...   prints the time that each takes, in nanoseconds
 // What cannot be had here or does not return what it should is named on standard error.
+#include "props/property_index.h"
 #include "props/property_pass.h"
 #include "settings/loading.h"
 #include "upgrade/merge.h"
@@ -149,13 +150,17 @@ Work merge(std::size_t /*once*/) {
     vx::forEachSection(vx::mergeOrder, [&](const vx::Section& section, uint32_t number) {
         (void)vx::storeDefaults(live.get(), section, static_cast<int>(number));
     });
-    return [oldFile = openFile("old.cfg"), newFile = openFile("new.cfg"),
-            bridge = bridge_configuration, mgmt = mgmt_port,
+    return [bridge = bridge_configuration, mgmt = mgmt_port,
             ports = std::to_array(port_configuration), groups = std::to_array(HostGroups)] {
         bridge_configuration = bridge;
         mgmt_port = mgmt;
         std::ranges::copy(ports, port_configuration);
         std::ranges::copy(groups, HostGroups);
+        // As the upgrade does, an index of each file comes first.
+        Properties const oldFile = openFile("old.cfg");
+        Properties const newFile = openFile("new.cfg");
+        vx::indexProperties(oldFile.get());
+        vx::indexProperties(newFile.get());
         for (const vx::Section* const section : vx::mergeOrder) {
             for (uint32_t number = 0; number < section->merge.count; ++number) {
                 (void)vx::mergeSection(*section, oldFile.get(), newFile.get(), number);

@@ -1,5 +1,6 @@
-// The grammar of personality files: one pass over any text and the access by key, which looks for
-// its key from the start each time, agree.
+// The grammar of personality files: one pass over any text, the index, and the access by key, which
+// looks for its key from the start each time, agree.
+#include "props/property_index.h"
 #include "props/property_pass.h"
 #include "tests/fuzz/fuzz.h"
 
@@ -17,6 +18,7 @@ void fuzz::run(std::string_view text) {
     std::vector<char> room(std::max(fuzz::takeNumber(text, 1), 1U)); // watched at its end
     PropertiesHandle const file =
         propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
+    vx::PropertyIndex const index(file);
     std::set<std::string> keys;
     std::array<char, most + 1> key{};
     bool isFirst = true; // of its name: only after the first place are others found by key
@@ -24,19 +26,26 @@ void fuzz::run(std::string_view text) {
         char* const previous = keys.empty() ? nullptr : key.data();
         if (isFirst) {
             require(propGetNext(file, previous, key.data(), most + 1) ==
-                            static_cast<int>(std::strlen(pass.key())) + 1 &&
-                        std::strcmp(key.data(), pass.key()) == 0,
+                            std::ssize(pass.key()) + 1 &&
+                        key.data() == pass.key(),
                     "the next key");
         }
-        std::strcpy(key.data(), pass.key());
+        key[pass.key().copy(key.data(), most)] = '\0';
         isFirst = keys.insert(key.data()).second;
-        std::string const value = pass.value();
+        std::string_view const value = pass.value();
+        std::string_view const end = pass.key().substr(pass.key().size() / 2);
+        std::string_view found;
+        require(index.find(pass.key().substr(0, pass.key().size() / 2), end, found) &&
+                    (!isFirst || found.data() == value.data()) && found.size() <= most,
+                "the index has each key's first value");
         int const length =
             propGetValue(file, key.data(), room.data(), static_cast<int>(room.size())) - 1;
         require(!isFirst || (std::min<int>(length, most) == std::ssize(value) &&
                              room.data() == value.substr(0, room.size() - 1)),
                 "a key's first value, cut to its buffer");
     }
+    std::string_view found;
+    require(keys.contains("k") || !index.find("k", "", found), "and no other key");
     (void)propGetCrc(file, nullptr, nullptr);
     propClosePropertiesFile(file);
 }

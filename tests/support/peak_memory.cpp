@@ -1,5 +1,6 @@
 // peak_memory COMMAND [ARG...]: runs a command and prints the peak of its own resident memory, in
-// KiB, on standard error. wait4's figure would include the commands that it starts.
+// KiB, and its page faults, on standard error. wait4's figures would include the commands that it
+// starts.
 #include <csignal>
 #include <cstdio>
 #include <fstream>
@@ -12,12 +13,19 @@
 namespace {
 
 void printPeak(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/status");
-    for (std::string line; std::getline(file, line);) {
+    std::string const folder = "/proc/" + std::to_string(process);
+    std::ifstream status(folder + "/status");
+    for (std::string line; std::getline(status, line);) {
         if (line.starts_with("VmHWM:")) {
             std::fprintf(stderr, "peak_memory: %ld\n", std::stol(line.substr(6)));
         }
     }
+    std::ifstream stat(folder + "/stat");
+    std::string faults;
+    for (int field = 1; field <= 10; ++field) {
+        stat >> faults;
+    }
+    std::fprintf(stderr, "page_faults: %s\n", faults.c_str());
 }
 
 } // namespace
