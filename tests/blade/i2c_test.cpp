@@ -1,4 +1,5 @@
 // Transfers on the I2C buses, and the lock that they share with the flash.
+#include "common/files.h"
 #include "tests/support/devices.h"
 #include "tests/support/system_calls.h"
 
@@ -114,6 +115,21 @@ TEST_F(I2c, OneProcessHasTheLock) {
     VX_ReleaseI2CLock();
     int status = -1;
     ::waitpid(waiter, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+// Whatever is closed of the standard streams: what a program prints must not land in a device.
+TEST_F(I2c, NodesAreAboveTheStandardStreams) {
+    if (pid_t const child = ::fork(); child == 0) {
+        ::close(STDIN_FILENO);
+        ::close(STDERR_FILENO);
+        long const written = writeI2cDev(0, 0x50, 0, "x", 1, 16);
+        bool const above = i2cLockFd > 2 && vx::openFile("/dev/null", O_RDONLY) > 2;
+        ::_exit(written == 1 && ::fcntl(0, F_GETFD) < 0 && ::fcntl(2, F_GETFD) < 0 && above ? 0
+                                                                                            : 1);
+    }
+    int status = -1;
+    ::wait(&status);
     EXPECT_EQ(status, 0);
 }
 
