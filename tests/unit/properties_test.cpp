@@ -101,7 +101,8 @@ TEST(PropertyParser, Crc) {
 TEST(PropertyPass, VisitsEveryOccurrenceAndSaysWhereItStopped) {
     File const file("a=\"1234\"\nb=\"2\"\na=\"" + std::string(300, 'v') + "\"\nbad\nd=\"5\"");
     vx::PropertyPass pass(file.handle);
-    for (std::string const& value : {std::string("1234"), std::string("2"), std::string(255, 'v')}) {
+    for (std::string const& value :
+         {std::string("1234"), std::string("2"), std::string(255, 'v')}) {
         ASSERT_TRUE(pass.next());
         EXPECT_EQ(pass.key(), value == "2" ? "b" : "a");
         EXPECT_EQ(pass.value(), value);
