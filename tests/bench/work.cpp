@@ -74,6 +74,22 @@ Work pass(std::size_t size) {
     };
 }
 
+// A text that comes anew is indexed, and the section's keys are looked up.
+Work index(std::size_t size) {
+    return [text = propertiesText(size)] {
+        Properties const file = {
+            propReadPropertiesBuffer(text.data(), static_cast<int>(text.size())),
+            propClosePropertiesFile};
+        vx::PropertyIndex const index(file.get());
+        uint32_t found = 0;
+        for (vx::PropertyPass pass(file.get()); pass.next();) {
+            std::string_view value;
+            found += isOfSection(pass.key()) && index.find(pass.key(), {}, value) ? 1 : 0;
+        }
+        return found;
+    };
+}
+
 // As the public interface enumerates: every step looks for its key from the start of the text.
 Work enumeration(std::size_t size) {
     return [file = properties(size)] {
@@ -174,7 +190,7 @@ Work merge(std::size_t /*once*/) {
 constexpr std::pair<std::string_view, Work (*)(std::size_t size)> kinds[] = {
     {"pass", pass},   {"pass-inih", inih},   {"pass-enumeration", enumeration},
     {"crc", crc},     {"crc-zlib", crcZlib}, {"crc-bytewise", crcBytewise},
-    {"merge", merge},
+    {"merge", merge}, {"pass-index", index},
 };
 
 // The piece of work, if it returns what each way of doing it must. After the merge: the user's size
