@@ -210,7 +210,7 @@ typedef struct PortSlot {
 #define PORT_SLOT_MARKER 195
 /* A block of slots for each of the types 0, 1, 2 and 4. */
 #define PORT_SLOTS_PER_TYPE 8
-#define PORT_SLOTS (4 * PORT_SLOTS_PER_TYPE)
+#define PORT_SLOTS 32
 static_assert(sizeof(PortSlot) == 1296, "port slot");
 static_assert(offsetof(PortSlot, params) == 8, "port slot parameters");
 static_assert(offsetof(PortSlot, params) + offsetof(PortParams, boardWords) == 600, "board words");

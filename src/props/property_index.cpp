@@ -72,13 +72,13 @@ bool PropertyIndex::find(std::string_view prefix, std::string_view suffix,
 }
 
 void indexProperties(PropertiesHandle handle) {
-    if (handle != nullptr && handle->index == nullptr) {
-        auto* const index = new PropertyIndex(handle);
-        if (index != nullptr && index->ok()) {
-            handle->index = index;
-        } else {
-            delete index;
-        }
+    if (handle == nullptr || handle->index != nullptr) {
+        return;
+    }
+    handle->index = new PropertyIndex(handle);
+    if (handle->index != nullptr && !handle->index->ok()) {
+        delete handle->index;
+        handle->index = nullptr;
     }
 }
 
