@@ -17,7 +17,7 @@ uint32_t hash(std::string_view piece, uint32_t start = 2166136261U) {
 }
 
 bool beginsWith(const char* text, std::string_view piece) {
-    return std::strncmp(text, piece.data(), piece.size()) == 0;
+    return piece.empty() || std::strncmp(text, piece.data(), piece.size()) == 0;
 }
 
 } // namespace
