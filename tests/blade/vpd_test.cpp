@@ -67,13 +67,14 @@ TEST_F(Vpd, TheFirstGoodFileWinsForGood) {
 // Data before header, the first file before the second: whatever fails leaves one good file.
 TEST_F(Vpd, UpdateLeavesOneGoodFileAtEveryFault) {
     auto const next = filled<VpdRecord>(0x77);
-    systemCalls.operations = INT32_MAX;
-    for (int at = 1; systemCalls.operations >= at; ++at) {
+    int operations = 1;
+    for (int at = 1; operations >= at; ++at) {
         put(good);
         ASSERT_EQ(vxpmgr_readVpdFile(), 0);
         systemCalls.operations = 0;
         systemCalls.fault = {Fault::Kind::shortTransfer, at, 0, at % 2 == 0 ? 512U : 0U};
         (void)vxpmgr_UpdateVpdInfo(&next);
+        operations = systemCalls.operations;
         systemCalls.fault = {};
         InitDatabaseLite();
         VpdRecord record;
