@@ -1,6 +1,8 @@
 // The records that settings fill, with one interface to all.
 #pragma once
 
+#include "store/psst_table.h"
+
 #include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
@@ -82,7 +84,6 @@ inline constexpr RecordAccess hostGroupRecord = {
 };
 
 // A port's record carries its type and number.
-inline constexpr uint32_t portsOfAType = 8;
 template <PortType type, uint16_t flags = 0>
 inline constexpr RecordAccess portRecord = {
     .size = sizeof(PortParams),
@@ -99,7 +100,7 @@ inline constexpr RecordAccess portRecord = {
         },
     .put = putThrough<PortParams, vxpmgr_UpdatePortParams>,
     .type = PSST_PORT_CONFIG,
-    .firstSlot = type* portsOfAType,
+    .firstSlot = firstPortSlotOf(type),
     .slotSize = sizeof(PortSlot),
     .offset = offsetof(PortSlot, params),
 };

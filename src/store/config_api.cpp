@@ -1,6 +1,7 @@
 // Configuration records: between the files, the tables in memory and callers.
 #include <vxblade/config_api.h>
 
+#include "store/psst_table.h"
 #include "store/record_io.h"
 
 #include <cstring>
@@ -19,23 +20,9 @@ bool writesThrough(uint32_t flags) {
     return (flags & 0xFF) != 0;
 }
 
-// The table entry of a port: unknown types share the first block.
+// The table entry of a port.
 std::optional<std::size_t> portEntryOf(uint32_t type, uint32_t number) {
-    std::size_t block = 0;
-    switch (type) {
-    case PORT_TYPE_ISCSI:
-        block = 1;
-        break;
-    case PORT_TYPE_GIGE:
-        block = 2;
-        break;
-    case PORT_TYPE_PCIE:
-        block = 3;
-        break;
-    default:
-        break;
-    }
-    std::size_t const entry = block * PORT_SLOTS_PER_TYPE + number;
+    std::size_t const entry = std::size_t{firstPortSlotOf(type)} + number;
     if (number >= std::size(port_configuration) || entry >= std::size(port_configuration)) {
         return std::nullopt;
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <vxblade/psst_table.h>
+#include <vxblade/records.h>
 
 #include <cstdint>
 #include <optional>
@@ -34,6 +35,15 @@ struct PsstFile {
 [[nodiscard]] constexpr uint32_t fileTypeOf(int fileIndex) {
     return fileIndex == PSST_CONFIG_INDEX ? uint32_t{PSST_BRIDGE_CONFIG}
                                           : static_cast<uint32_t>(fileIndex + PSST_TYPE_LESS_INDEX);
+}
+
+// The first slot of a port's type; unknown types share the first block.
+[[nodiscard]] constexpr uint32_t firstPortSlotOf(uint32_t type) {
+    uint32_t const block = type == PORT_TYPE_ISCSI  ? 1
+                           : type == PORT_TYPE_GIGE ? 2
+                           : type == PORT_TYPE_PCIE ? 3
+                                                    : 0;
+    return block * PORT_SLOTS_PER_TYPE;
 }
 
 // Where the records of a type lie.
