@@ -13,29 +13,6 @@ namespace vx {
 
 namespace {
 
-// Room for the record of any section.
-union alignas(std::max_align_t) AnyRecord {
-    BridgeConfig bridge;
-    CliConfig cli;
-    MgmtPortConfig mgmt;
-    PortParams port;
-    HostGroupConfig hostGroup;
-    CacheParams cache;
-    StoragePoolConfig storagePool;
-    DmGlobals dmGlobals;
-    PasswordString password;
-};
-
-constexpr bool fitsAnyRecord() {
-    for (const Section* const section : loadOrder) {
-        if (section->record->size > sizeof(AnyRecord)) {
-            return false;
-        }
-    }
-    return true;
-}
-static_assert(fitsAnyRecord());
-
 void announce(const Section& section, int number) {
     if (section.announcement != nullptr) {
 #pragma GCC diagnostic push
@@ -110,6 +87,10 @@ int storeDefaults(PropertiesHandle handle, const Section& section, int number) {
     }
     loadSettings(handle, section, number, isLoaded, &record);
     return section.record->put(&record, slot);
+}
+
+bool sameVersion(const VersionBlock& a, const VersionBlock& b) {
+    return std::memcmp(&a, &b, sizeof(VersionBlock)) == 0;
 }
 
 ChassisName loadChassisName(PropertiesHandle handle) {

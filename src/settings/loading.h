@@ -31,6 +31,9 @@ void loadSettings(PropertiesHandle handle, const Section& section, int number, W
 // Loads the defaults of a section into a fresh record and stores that. The result is the store's.
 int storeDefaults(PropertiesHandle handle, const Section& section, int number);
 
+// Files of the same version have nothing to merge.
+[[nodiscard]] bool sameVersion(const VersionBlock& a, const VersionBlock& b);
+
 inline constexpr const char* chassisVariable = "ChassisName";
 using ChassisName = std::array<char, 64>; // NUL-terminated, zeros after the string
 

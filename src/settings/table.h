@@ -9,7 +9,7 @@
 
 #include <vxblade/settings.h>
 
-#include <array>
+#include <cstddef>
 
 namespace vx {
 
@@ -320,6 +320,19 @@ inline constexpr const Section* sections[] = {
     &capabilitiesSection, &snmpSection,        &snmpTrapSection,  &versionSection,
 };
 
+// Room for any section's record.
+union alignas(std::max_align_t) AnyRecord {
+    BridgeConfig bridge;
+    CliConfig cli;
+    MgmtPortConfig mgmt;
+    PortParams port;
+    HostGroupConfig hostGroup;
+    CacheParams cache;
+    StoragePoolConfig storagePool;
+    DmGlobals dmGlobals;
+    PasswordString password;
+};
+
 // What a blade that is made gets, in this order.
 inline constexpr const Section* loadOrder[] = {
     &bridgeSection, &cacheSection, &storagePoolSection, &mgmtSection,
@@ -371,5 +384,14 @@ static_assert(keepsClear(fcSection, offsetof(PortParams, boardWords),
 // The IP settings, which ports of other types do not carry.
 static_assert(keepsClear(fcSection, offsetof(PortParams, MacAddr),
                          offsetof(PortParams, PortName) - offsetof(PortParams, MacAddr)));
+
+constexpr bool recordsFit() {
+    bool fit = true;
+    for (const Section* const section : sections) {
+        fit = fit && (section->record == nullptr || section->record->size <= sizeof(AnyRecord));
+    }
+    return fit;
+}
+static_assert(recordsFit());
 
 } // namespace vx

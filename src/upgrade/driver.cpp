@@ -3,6 +3,7 @@
 #include "common/files.h"
 #include "common/shell.h"
 #include "props/property_index.h"
+#include "settings/loading.h"
 #include "settings/saved_files.h"
 #include "store/mirror_refresh.h"
 #include "upgrade/journal.h"
@@ -17,7 +18,6 @@
 #include <vxblade/props.h>
 
 #include <cstdio>
-#include <cstring>
 
 #include <fcntl.h>
 
@@ -41,10 +41,6 @@ struct PersonalityFiles {
     VersionBlock oldVersion;
     VersionBlock newVersion;
 };
-
-bool isEqual(const VersionBlock& a, const VersionBlock& b) {
-    return std::memcmp(&a, &b, sizeof(VersionBlock)) == 0;
-}
 
 PersonalityFiles openPersonalityFiles() {
     PersonalityFiles files{};
@@ -147,7 +143,7 @@ void refreshMirrors() {
 
 // The phase at which this upgrade goes on, of the journal that an earlier run left.
 Phase phaseOf(const JournalRecord& journal, const PersonalityFiles& files) {
-    return isEqual(journal.version, files.newVersion) ? journal.phase : Phase::none;
+    return sameVersion(journal.version, files.newVersion) ? journal.phase : Phase::none;
 }
 
 // An earlier run may have written records that it could not mirror. Without such a run, or where
@@ -237,7 +233,7 @@ int compareDefaultConfiguration() {
         closePersonalityFiles(files);
         return 1;
     }
-    if (isEqual(files.oldVersion, files.newVersion)) {
+    if (sameVersion(files.oldVersion, files.newVersion)) {
         if (mounted) {
             vxpmgr_create_files_on_upgrade();
         }

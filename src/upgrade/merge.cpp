@@ -3,27 +3,17 @@
 #include "settings/loading.h"
 #include "upgrade/report.h"
 
-#include <cstddef>
 #include <cstdio>
 
 namespace vx {
 
 namespace {
 
-// Room for the record of any section that is merged.
-union alignas(std::max_align_t) MergeRecord {
-    BridgeConfig bridge;
-    CliConfig cli;
-    MgmtPortConfig mgmt;
-    PortParams port;
-    HostGroupConfig hostGroup;
-};
-
 constexpr bool everyMergeFits() {
     for (const Section* const section : mergeOrder) {
         std::size_t settings = 0;
         forEachSetting(*section, [&](const Setting&) { ++settings; });
-        if (settings > Decisions::most || section->merge.into->size > sizeof(MergeRecord)) {
+        if (settings > Decisions::most) {
             return false;
         }
     }
@@ -41,6 +31,14 @@ bool doGuardsHold(const Section& section, const void* oldDefaults, const void* l
         hold = hold && ((setting.roles & guard) == 0 || valuesEqual(setting, live, oldDefaults));
     });
     return hold;
+}
+
+void printChanges(const Decisions& decisions) {
+    for (const Decision& decision : decisions.list()) {
+        if (changes(decision)) {
+            std::printf("Compare Diff: field=%s, update=%d\n", decision.setting->key, 1);
+        }
+    }
 }
 
 } // namespace
@@ -70,14 +68,6 @@ Decisions decide(const Section& section, const void* oldDefaults, const void* ne
     return decisions;
 }
 
-void printChanges(const Decisions& decisions) {
-    for (const Decision& decision : decisions.list()) {
-        if (changes(decision)) {
-            std::printf("Compare Diff: field=%s, update=%d\n", decision.setting->key, 1);
-        }
-    }
-}
-
 bool apply(const Decisions& decisions, const void* newDefaults, void* live) {
     bool changed = false;
     for (const Decision& decision : decisions.list()) {
@@ -89,23 +79,29 @@ bool apply(const Decisions& decisions, const void* newDefaults, void* live) {
     return changed;
 }
 
+bool mergeRecord(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
+                 uint32_t number, const MergeRoom& room) {
+    auto const slot = static_cast<int>(number);
+    loadSettings(newFile, section, slot, isMerged, room.newDefaults);
+    loadSettings(oldFile, section, slot, isMerged, room.oldDefaults);
+    Decisions const decisions = decide(section, room.oldDefaults, room.newDefaults, room.live);
+    if (decisions.guardsHold) {
+        report(section.merge.function, section.merge.guardLine, "%s", section.merge.guardsHold);
+    }
+    printChanges(decisions);
+    return apply(decisions, room.newDefaults, room.live);
+}
+
 int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
                  uint32_t number) {
     const Merge& how = section.merge;
-    MergeRecord oldDefaults{};
-    MergeRecord newDefaults{};
-    MergeRecord live{};
-    loadSettings(newFile, section, static_cast<int>(number), isMerged, &newDefaults);
-    loadSettings(oldFile, section, static_cast<int>(number), isMerged, &oldDefaults);
+    AnyRecord oldDefaults{};
+    AnyRecord newDefaults{};
+    AnyRecord live{};
     if (int const result = how.into->get(&live, number); result != 0) {
         return result;
     }
-    Decisions const decisions = decide(section, &oldDefaults, &newDefaults, &live);
-    if (decisions.guardsHold) {
-        report(how.function, how.guardLine, "%s", how.guardsHold);
-    }
-    printChanges(decisions);
-    if (!apply(decisions, &newDefaults, &live)) {
+    if (!mergeRecord(section, oldFile, newFile, number, {&oldDefaults, &newDefaults, &live})) {
         return 0;
     }
 #pragma GCC diagnostic push

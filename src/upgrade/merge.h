@@ -45,15 +45,23 @@ struct Decisions {
 [[nodiscard]] Decisions decide(const Section& section, const void* oldDefaults,
                                const void* newDefaults, const void* live);
 
-// Prints a "Compare Diff" line for each setting that changes.
-void printChanges(const Decisions& decisions);
-
 // Gives `live` the new default of each setting that changes. True when there is one.
 bool apply(const Decisions& decisions, const void* newDefaults, void* live);
 
-// Loads both defaults and the live record, decides, prints, reports, and stores the record once if
-// anything changed. Returns the Get's failure, with nothing compared, else the result
-// of the write, or 0 without one.
+// Records of a section's kind: zeros that both defaults are loaded into, and the live one.
+struct MergeRoom {
+    void* oldDefaults;
+    void* newDefaults;
+    void* live;
+};
+
+// Loads both defaults, decides, prints a "Compare Diff" line for each setting that changes, and
+// changes the live record. True when anything changed.
+bool mergeRecord(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
+                 uint32_t number, const MergeRoom& room);
+
+// Merges the live record of a section, and reports and stores it once if anything changed. Returns
+// the Get's failure, with nothing compared, else the result of the write, or 0 without one.
 int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
                  uint32_t number = 0);
 

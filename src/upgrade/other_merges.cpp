@@ -16,17 +16,13 @@ namespace {
 constexpr uint32_t trapCount = std::size(SnmpConfig{}.traps);
 constexpr const char* snmpOperation = "compareDefaultSnmpConfigInfo";
 
-// Decides about a section of the live record, prints what changes and makes it so.
-template <class Record>
+// Merges a part of the live record.
+template <class Part>
 bool mergePart(const Section& section, uint32_t number, PropertiesHandle oldFile,
-               PropertiesHandle newFile, Record& live) {
-    Record oldDefaults{};
-    Record newDefaults{};
-    loadSettings(newFile, section, static_cast<int>(number), isMerged, &newDefaults);
-    loadSettings(oldFile, section, static_cast<int>(number), isMerged, &oldDefaults);
-    Decisions const decisions = decide(section, &oldDefaults, &newDefaults, &live);
-    printChanges(decisions);
-    return apply(decisions, &newDefaults, &live);
+               PropertiesHandle newFile, Part& live) {
+    Part oldDefaults{};
+    Part newDefaults{};
+    return mergeRecord(section, oldFile, newFile, number, {&oldDefaults, &newDefaults, &live});
 }
 
 bool mergeTrap(uint32_t number, PropertiesHandle oldFile, PropertiesHandle newFile,
