@@ -21,15 +21,6 @@ namespace {
 
 constexpr const char* crcKey = "properties.file.crc32";
 
-struct CloseHandle {
-    void operator()(PropertiesHandle handle) const { propClosePropertiesFile(handle); }
-};
-using Handle = std::unique_ptr<PropertiesHandleRecord, CloseHandle>;
-
-Handle open(const std::string& text) {
-    return Handle(propReadPropertiesBuffer(text.data(), static_cast<int>(text.size())));
-}
-
 std::size_t lineNumber(const std::string& text, std::size_t position) {
     auto const end = text.begin() + static_cast<std::ptrdiff_t>(position);
     return static_cast<std::size_t>(std::count(text.begin(), end, '\n')) + 1;
@@ -43,6 +34,10 @@ bool isCrcLine(const std::string& text, std::size_t begin) {
 
 } // namespace
 
+Defaults openDefaults(const std::string& text) {
+    return Defaults(propReadPropertiesBuffer(text.data(), static_cast<int>(text.size())));
+}
+
 std::string readText(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
@@ -54,7 +49,7 @@ std::string readText(const std::filesystem::path& path) {
 
 PersonalityReport examinePersonality(const std::string& text) {
     PersonalityReport report;
-    Handle const handle = open(text);
+    Defaults const handle = openDefaults(text);
     std::set<std::string> keys;
     vx::PropertyPass pass(handle.get());
     while (pass.next()) {

@@ -1,8 +1,13 @@
 // Checks on a personality file before it is released or used.
 #pragma once
 
+#include "props/property_parser.h"
+
+#include <vxblade/properties.h>
+
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,6 +22,14 @@ struct PersonalityReport {
     bool sealed = false;               // carries a CRC line
     std::vector<std::string> problems; // each a sentence that names the line or the key
 };
+
+struct CloseDefaults {
+    void operator()(PropertiesHandle handle) const { propClosePropertiesFile(handle); }
+};
+using Defaults = std::unique_ptr<PropertiesHandleRecord, CloseDefaults>;
+
+// A defaults file's text, open.
+Defaults openDefaults(const std::string& text);
 
 // Reads the whole file; throws std::runtime_error where it cannot be read.
 std::string readText(const std::filesystem::path& path);

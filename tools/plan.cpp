@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <stdexcept>
 #include <string_view>
 
@@ -71,15 +70,6 @@ class LiveRecords {
     std::map<std::pair<int, std::size_t>, Record> records_;
 };
 
-struct CloseHandle {
-    void operator()(PropertiesHandle handle) const { propClosePropertiesFile(handle); }
-};
-using Defaults = std::unique_ptr<PropertiesHandleRecord, CloseHandle>;
-
-Defaults open(const std::string& text) {
-    return Defaults(propReadPropertiesBuffer(text.data(), static_cast<int>(text.size())));
-}
-
 Record load(const Defaults& defaults, const Section& section, uint32_t number) {
     Record record(section.record->size);
     auto const all = [](const Setting&) { return true; };
@@ -111,7 +101,8 @@ const char* actionOf(const vx::Decision& decision, bool isUsersOwn) {
 class Planner {
   public:
     Planner(LiveRecords live, const std::string& oldText, const std::string& newText, Plan& plan)
-        : live_(std::move(live)), old_(open(oldText)), new_(open(newText)), plan_(plan) {}
+        : live_(std::move(live)), old_(openDefaults(oldText)), new_(openDefaults(newText)),
+          plan_(plan) {}
 
     void plan(const Section& section, uint32_t number) {
         Record const oldDefaults = load(old_, section, number);
@@ -155,7 +146,7 @@ class Planner {
 
 VersionBlock versionOf(const std::string& text) {
     VersionBlock version{};
-    (void)readDefaultConfigurationVersion(open(text).get(), &version);
+    (void)readDefaultConfigurationVersion(openDefaults(text).get(), &version);
     return version;
 }
 
@@ -188,7 +179,7 @@ Plan planUpgrade(const fs::path& volumes, const fs::path& oldFile, const fs::pat
     VersionBlock const oldVersion = versionOf(oldText);
     VersionBlock const newVersion = versionOf(newText);
     Plan plan{oldVersion.version, newVersion.version, false, {}};
-    plan.merges = std::memcmp(&oldVersion, &newVersion, sizeof newVersion) != 0;
+    plan.merges = !vx::sameVersion(oldVersion, newVersion);
     if (plan.merges) {
         Planner planner(LiveRecords(volumes / "nand1"), oldText, newText, plan);
         vx::forEachSection(vx::mergeOrder, [&](const Section& section, uint32_t number) {
