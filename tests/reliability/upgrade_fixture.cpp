@@ -48,7 +48,7 @@ struct Report {
     ::dup2(out, STDERR_FILENO);
     systemCalls.fault = fault;
     systemCalls.operations = 0;
-    systemCalls.operationLog = &report->log;
+    report->log.count = 0;
     int const status = vx::runUpgrade();
     systemCalls.operationLog = nullptr;
     systemCalls.fault = {};
@@ -171,7 +171,9 @@ void UpgradeTest::SetUp() {
     arrange();
     systemCalls.shell = runInProcess;
     start = volumesNow();
+    systemCalls.operationLog = &report->log;
     Run const run = upgrade();
+    systemCalls.operationLog = nullptr;
     ASSERT_TRUE(run.reachedEnd());
     operations = run.operations;
     descriptors = run.descriptors;
@@ -197,7 +199,6 @@ Trace UpgradeTest::traceOfUpgrade() {
 }
 
 pid_t UpgradeTest::begin(const Fault& fault) {
-    report->log.count = 0;
     report->descriptors = 0;
     std::fflush(stdout);
     pid_t const child = ::fork();

@@ -11,21 +11,26 @@ namespace fs = std::filesystem;
 
 constexpr const char* volumes[] = {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"};
 
-std::string readText(const std::string& path) {
+template <class Content>
+static Content readWhole(const std::string& path) {
     std::error_code missing;
     auto const size = fs::file_size(path, missing);
-    std::string text(missing ? 0 : size, '\0');
-    std::ifstream(path, std::ios::binary).read(text.data(), std::ssize(text));
-    return text;
+    Content content(missing ? 0 : size, '\0');
+    std::ifstream(path, std::ios::binary)
+        .read(reinterpret_cast<char*>(content.data()), std::ssize(content));
+    return content;
+}
+
+std::string readText(const std::string& path) {
+    return readWhole<std::string>(path);
+}
+
+Bytes readBytes(const std::string& path) {
+    return readWhole<Bytes>(path);
 }
 
 void writeText(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
-}
-
-Bytes readBytes(const std::string& path) {
-    std::string const text = readText(path);
-    return {text.begin(), text.end()};
 }
 
 void writeBytes(const std::string& path, const Bytes& bytes) {
