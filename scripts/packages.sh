@@ -20,10 +20,10 @@ need_packages() {
   fi
 }
 package_log=$(mktemp)
-build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest-dev)
+build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest-dev nlohmann-json3-dev)
 test_packages=(libubootenv-tool iproute2 python3)
 fuzz_packages=(cmake ninja-build clang libclang-rt-14-dev pkgconf libfuse3-dev)
-board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev g++-arm-linux-gnueabihf qemu-system-arm
+board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev nlohmann-json3-dev g++-arm-linux-gnueabihf qemu-system-arm
   device-tree-compiler cpio xz-utils libubootenv-tool mtd-utils)
 figures_packages=(zlib1g libinih1 git diffutils hyperfine valgrind strace qemu-user g++-arm-linux-gnueabihf)
 

@@ -1,10 +1,14 @@
-// Files that companion programs put in place.
+// Files that companion programs read and put in place.
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace tools {
+
+// Reads a whole regular file. Throws std::runtime_error where there is none or it cannot be read.
+std::string readText(const std::filesystem::path& path);
 
 // Replaces the file at `to` by `text`, as vx::replaceFile does. Throws std::system_error.
 void installText(std::string_view text, const std::filesystem::path& to);

@@ -2,21 +2,16 @@
 
 #include "props/property_pass.h"
 #include "settings/table.h"
-#include "store/control_block.h"
-#include "store/psst_table.h"
+#include "tools/live_records.h"
 #include "tools/values.h"
 
 #include <vxblade/pmgr.h>
 
 #include <array>
-#include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <vector>
-
-#include <fcntl.h>
 
 namespace tools {
 
@@ -34,19 +29,6 @@ void forEachLiveSetting(Visit visit) {
                                [&](const Setting& setting) { visit(section, number, setting); });
         }
     });
-}
-
-void openForReading(uint32_t type, int (*read)()) {
-    int const index = vx::fileIndexOf(type);
-    int const fd = vx::openPsstFile(index, O_RDONLY);
-    if (fd < 0) {
-        throw std::runtime_error(std::string("cannot open ") + psstFilePrimaryPaths[index] + ": " +
-                                 std::strerror(errno));
-    }
-    vx::keepDescriptor(index, fd);
-    if (read() != 0) {
-        throw std::runtime_error(std::string(psstFilePrimaryPaths[index]) + " is not valid");
-    }
 }
 
 void setSetting(const Section& section, uint32_t number, const Setting& setting,
@@ -71,18 +53,21 @@ void setSetting(const Section& section, uint32_t number, const Setting& setting,
 
 } // namespace
 
-void showConfiguration(const std::string& prefix) {
-    InitDatabaseLite();
-    openForReading(PSST_BRIDGE_CONFIG, ReadBridgeConfigFile);
-    openForReading(PSST_HOST_GROUP, ReadHostGroupFile);
+std::vector<LiveSetting> liveSettings(const std::filesystem::path& volumes,
+                                      const std::string& prefix) {
+    LiveRecords records(volumes);
+    std::vector<LiveSetting> settings;
     forEachLiveSetting([&](const Section& section, uint32_t number, const Setting& setting) {
         std::string const key = keyOf(section, number, setting);
         if (key.starts_with(prefix)) {
-            std::vector<std::byte> record(section.record->size);
-            (void)section.record->get(record.data(), number);
-            std::printf("%s = \"%s\"\n", key.c_str(), valueOf(setting, record.data()).c_str());
+            const Record& record = records.of(*section.record, number);
+            settings.push_back({key, valueOf(setting, record.data())});
         }
     });
+    if (settings.empty()) {
+        throw std::runtime_error("no setting's key begins with " + prefix);
+    }
+    return settings;
 }
 
 void setConfiguration(const std::string& key, const std::string& value) {

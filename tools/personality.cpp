@@ -9,8 +9,6 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -36,15 +34,6 @@ bool isCrcLine(const std::string& text, std::size_t begin) {
 
 Defaults openDefaults(const std::string& text) {
     return Defaults(propReadPropertiesBuffer(text.data(), static_cast<int>(text.size())));
-}
-
-std::string readText(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (!file.is_open() || file.bad() || std::filesystem::is_directory(path)) {
-        throw std::runtime_error("cannot read " + path.string());
-    }
-    return text;
 }
 
 PersonalityReport examinePersonality(const std::string& text) {

@@ -31,9 +31,6 @@ using Defaults = std::unique_ptr<PropertiesHandleRecord, CloseDefaults>;
 // A defaults file's text, open.
 Defaults openDefaults(const std::string& text);
 
-// Reads the whole file; throws std::runtime_error where it cannot be read.
-std::string readText(const std::filesystem::path& path);
-
 // Examines a personality file's text.
 PersonalityReport examinePersonality(const std::string& text);
 

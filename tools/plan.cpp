@@ -1,18 +1,14 @@
 #include "tools/plan.h"
 
 #include "settings/loading.h"
-#include "store/psst_table.h"
-#include "store/record_io.h"
+#include "tools/files.h"
+#include "tools/live_records.h"
 #include "tools/personality.h"
 #include "tools/values.h"
 #include "upgrade/merge.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdio>
-#include <cstring>
-#include <map>
-#include <stdexcept>
 #include <string_view>
 
 namespace tools {
@@ -22,53 +18,6 @@ namespace {
 namespace fs = std::filesystem;
 using vx::Section;
 using vx::Setting;
-using Record = std::vector<std::byte>;
-
-// The live records, as the files hold them and as the upgrade would leave them.
-class LiveRecords {
-  public:
-    explicit LiveRecords(fs::path folder) : folder_(std::move(folder)) {}
-
-    Record& of(const vx::RecordAccess& access, uint32_t number) {
-        auto const place = vx::placeOf(access.type);
-        std::size_t const begin = place->first +
-                                  std::size_t{place->slotSize} * (access.firstSlot + number) +
-                                  access.offset;
-        auto const [found, isNew] = records_.try_emplace({place->fileIndex, begin});
-        if (isNew) {
-            const std::string& bytes = fileOf(place->fileIndex, access.type);
-            if (bytes.size() < begin + access.size) {
-                throw std::runtime_error(pathOf(place->fileIndex).string() + " is too short");
-            }
-            found->second.resize(access.size);
-            std::memcpy(found->second.data(), bytes.data() + begin, access.size);
-        }
-        return found->second;
-    }
-
-  private:
-    [[nodiscard]] fs::path pathOf(int fileIndex) const {
-        return folder_ / fs::path(psstFilePrimaryPaths[fileIndex]).filename();
-    }
-
-    const std::string& fileOf(int fileIndex, uint32_t type) {
-        auto const [found, isNew] = files_.try_emplace(fileIndex);
-        if (isNew) {
-            found->second = readText(pathOf(fileIndex));
-            PsstHeader header{};
-            std::memcpy(&header, found->second.data(),
-                        std::min(sizeof header, found->second.size()));
-            if (!vx::isValidHeader(header, vx::fileTypeOf(vx::fileIndexOf(type)))) {
-                throw std::runtime_error(pathOf(fileIndex).string() + " is not valid");
-            }
-        }
-        return found->second;
-    }
-
-    fs::path folder_;
-    std::map<int, std::string> files_;
-    std::map<std::pair<int, std::size_t>, Record> records_;
-};
 
 Record load(const Defaults& defaults, const Section& section, uint32_t number) {
     Record record(section.record->size);
@@ -181,7 +130,7 @@ Plan planUpgrade(const fs::path& volumes, const fs::path& oldFile, const fs::pat
     Plan plan{oldVersion.version, newVersion.version, false, {}};
     plan.merges = !vx::sameVersion(oldVersion, newVersion);
     if (plan.merges) {
-        Planner planner(LiveRecords(volumes / "nand1"), oldText, newText, plan);
+        Planner planner(LiveRecords(volumes), oldText, newText, plan);
         vx::forEachSection(vx::mergeOrder, [&](const Section& section, uint32_t number) {
             planner.plan(section, number);
         });

@@ -8,6 +8,7 @@
 #include "store/record_io.h"
 #include "tools/files.h"
 #include "tools/personality.h"
+#include "tools/silence.h"
 
 #include <vxblade/nor.h>
 #include <vxblade/platform.h>
@@ -16,7 +17,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
@@ -153,6 +153,10 @@ void makeFiles(const Plan& plan) {
     }
 }
 
+// What writeInitialRecords has to tell, which can neither return nor throw it.
+bool isNamed;
+std::string trouble;
+
 // Loads the saved personality file's defaults into the store. What the full load leaves out has
 // readers of its own.
 int loadDefaults() {
@@ -163,10 +167,8 @@ int loadDefaults() {
     (void)readDefaultBridgeDataMigrationInfo(handle, &bridge);
     (void)readDefaultSnmpConfigInfo(handle);
     (void)vornhal_init_env(vhnor_init());
-    if (readDefaultChassisName(handle) != 0) { // no setting of the store: it is made all the same
-        std::fprintf(stderr,
-                     "vxcfg: the chassis name could not be saved in the boot environment\n");
-    }
+    isNamed =
+        readDefaultChassisName(handle) == 0; // no setting of the store: it is made all the same
     propClosePropertiesFile(handle);
     // The full load ignores its readers' results; a write that failed marks its file.
     for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
@@ -201,21 +203,23 @@ int writeInitialRecords(uint32_t /*type*/) {
         mirrorConfiguration();
         mirrorFile(PSST_SEQUENCE_INDEX);
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "vxcfg: %s\n", failure.what());
+        trouble = failure.what();
         return -1;
     }
     return 0;
 }
 
 void makeConfiguration() {
+    trouble.clear();
     if (vx::makePsstFile(PSST_CONFIG_INDEX, writeInitialRecords) != 0) {
-        failOn(psstFilePrimaryPaths[PSST_CONFIG_INDEX]);
+        trouble.empty() ? failOn(psstFilePrimaryPaths[PSST_CONFIG_INDEX])
+                        : throw std::runtime_error(trouble);
     }
 }
 
 } // namespace
 
-void createStore(const CreateOptions& options) {
+CreateReport createStore(const CreateOptions& options) {
     for (const char* const volume : {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"}) {
         requireMounted(volume);
     }
@@ -224,6 +228,7 @@ void createStore(const CreateOptions& options) {
         throw std::runtime_error("/mnt/nand1 holds a store with a valid configuration; "
                                  "--force replaces it, settings included");
     }
+    Silence const silence(options.isVerbose);
     InitDatabaseLite();
     vxpmgr_create_mirror_paths(0, 0, 0, 0);
     Plan const plan = planOf(options.full);
@@ -242,8 +247,7 @@ void createStore(const CreateOptions& options) {
     }
     makeConfiguration();
     close_all_files();
-    std::printf("Store of %zu files made with the defaults of version %s (%zu properties).\n",
-                indices.size(), personality.version.c_str(), personality.properties);
+    return {indices.size(), personality.version, personality.properties, isNamed};
 }
 
 } // namespace tools

@@ -1,8 +1,12 @@
-// vxcfg: what firmware and field engineers do with personality files and stores.
+// vxcfg: what firmware and field engineers do with defaults files and stores.
+#include "common/streams.h"
 #include "settings/saved_files.h"
+#include "tools/files.h"
 #include "tools/live_config.h"
+#include "tools/output.h"
 #include "tools/personality.h"
 #include "tools/plan.h"
+#include "tools/silence.h"
 #include "tools/store_create.h"
 #include "tools/values.h"
 
@@ -11,22 +15,16 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 namespace {
 
-int checkPersonality(const std::string& file) {
-    tools::PersonalityReport const report = tools::examinePersonality(tools::readText(file));
-    std::printf("%s: version %s, %zu properties, CRC %08x (%s)\n", file.c_str(),
-                report.version.c_str(), report.properties, report.computedCrc,
-                report.sealed ? "sealed" : "not sealed");
-    for (const std::string& problem : report.problems) {
-        std::printf("  %s\n", problem.c_str());
-    }
-    return report.problems.empty() ? 0 : 1;
-}
+namespace fs = std::filesystem;
 
-// Each command runs while the command line is parsed; options live as long as the parser.
+enum Status { good = 0, found = 1, failed = 2 };
+
+// What command lines fill, and what is done with it: the action of the command that was given.
 struct Arguments {
     tools::CreateOptions create;
     std::string prefix = "config.";
@@ -35,84 +33,177 @@ struct Arguments {
     std::string file;
     std::string old;
     std::string volumes = "/mnt";
-    int status = 0;
+    std::string format = "text";
+    bool isVerbose = false;
+    std::function<int()> action;
+
+    [[nodiscard]] bool wantsJson() const { return format == "json"; }
 };
 
-void addStoreCommands(CLI::App& app, Arguments& arguments) {
-    CLI::App* const store = app.add_subcommand("store", "Stores on the mounted volumes");
-    store->require_subcommand(1);
-    CLI::App* const create = store->add_subcommand("create", "Make a factory store");
-    create
-        ->add_option("--defaults", arguments.create.defaults, "Personality file with the defaults")
-        ->required();
-    create->add_flag("--full", arguments.create.full,
-                     "Every file of the store, not only what start-up needs");
-    create->add_flag("--force", arguments.create.force,
-                     "Make these files anew in a store that is valid");
-    create->callback([&arguments] { tools::createStore(arguments.create); });
+// --- Options that several commands have.
+
+void addFormat(CLI::App& command, Arguments& arguments) {
+    command.add_option("--format", arguments.format, "How to print: text or json")
+        ->check(CLI::IsMember({"text", "json"}))
+        ->type_name("FORMAT");
 }
 
-void addSettingCommands(CLI::App& app, Arguments& arguments) {
-    CLI::App* const show = app.add_subcommand("show", "Print live settings");
-    show->add_option("PREFIX", arguments.prefix, "Only keys that begin so");
-    show->callback([&arguments] { tools::showConfiguration(arguments.prefix); });
-    CLI::App* const set = app.add_subcommand("set", "Change one live setting");
-    set->add_option("KEY", arguments.key)->required();
-    set->add_option("VALUE", arguments.value)->required();
-    set->callback([&arguments] { tools::setConfiguration(arguments.key, arguments.value); });
-    app.add_subcommand("settings", "Describe every setting of defaults files")->callback([] {
-        std::fputs(tools::describeSettings().c_str(), stdout);
+void addVolumes(CLI::App& command, Arguments& arguments) {
+    command
+        .add_option("--volumes", arguments.volumes,
+                    "Folder of nand0, nand1 and nand2, by default /mnt")
+        ->type_name("DIR");
+}
+
+void addVerbose(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--verbose", arguments.isVerbose, "Print what the layer below says too");
+}
+
+CLI::App& addCommand(CLI::App& app, Arguments& arguments, const char* name, const char* what,
+                     int (*action)(const Arguments&)) {
+    CLI::App* const command = app.add_subcommand(name, what);
+    command->callback([&arguments, action] {
+        arguments.action = [&arguments, action] { return action(arguments); };
     });
+    return *command;
 }
 
-void addPersonalityCommands(CLI::App& app, Arguments& arguments) {
-    CLI::App* const check = app.add_subcommand("check", "Examine a personality file");
-    check->add_option("FILE", arguments.file)->required();
-    check->callback([&arguments] { arguments.status = checkPersonality(arguments.file); });
-    CLI::App* const seal = app.add_subcommand("seal", "Write a personality file's CRC line");
-    seal->add_option("FILE", arguments.file)->required();
-    seal->callback([&arguments] { tools::sealPersonality(arguments.file); });
+// --- Defaults files.
+
+int check(const Arguments& arguments) {
+    const std::string& file = arguments.file;
+    tools::PersonalityReport const report = tools::examinePersonality(tools::readText(file));
+    std::printf("%s: version %s, %zu properties, CRC %08x (%s)\n", file.c_str(),
+                report.version.c_str(), report.properties, report.computedCrc,
+                report.sealed ? "sealed" : "not sealed");
+    for (const std::string& problem : report.problems) {
+        std::printf("  %s\n", problem.c_str());
+    }
+    return report.problems.empty() ? good : found;
+}
+
+int seal(const Arguments& arguments) {
+    tools::sealPersonality(arguments.file);
+    return good;
+}
+
+int settings(const Arguments& /*none*/) {
+    std::fputs(tools::describeSettings().c_str(), stdout);
+    return good;
+}
+
+void addDefaultsCommands(CLI::App& app, Arguments& arguments) {
+    addCommand(app, arguments, "check", "Examine a defaults file", check)
+        .add_option("FILE", arguments.file)
+        ->required();
+    addCommand(app, arguments, "seal", "Write a defaults file's CRC line", seal)
+        .add_option("FILE", arguments.file)
+        ->required();
+    addCommand(app, arguments, "settings", "Describe every setting of defaults files", settings);
+}
+
+// --- Upgrades.
+
+int plan(const Arguments& arguments) {
+    fs::path const volumes = arguments.volumes;
+    fs::path const saved = volumes / "nand0" / fs::path(vx::savedPersonalityFiles[0]).filename();
+    tools::printPlan(tools::planUpgrade(
+        volumes, arguments.old.empty() ? saved : fs::path(arguments.old), arguments.file));
+    return good;
 }
 
 void addUpgradeCommands(CLI::App& app, Arguments& arguments) {
-    CLI::App* const plan = app.add_subcommand("plan", "Say what an upgrade would do");
-    plan->add_option("NEW", arguments.file, "The new defaults file")->required();
-    plan->add_option("--old", arguments.old, "The old one, where it is not the saved reference");
-    plan->add_option("--volumes", arguments.volumes, "Folder of nand0, nand1 and nand2 (/mnt)");
-    plan->callback([&arguments] {
-        std::filesystem::path const volumes = arguments.volumes;
-        std::filesystem::path const saved =
-            volumes / "nand0" / std::filesystem::path(vx::savedPersonalityFiles[0]).filename();
-        tools::printPlan(tools::planUpgrade(
-            volumes, arguments.old.empty() ? saved : std::filesystem::path(arguments.old),
-            arguments.file));
-    });
+    CLI::App& command = addCommand(app, arguments, "plan", "Say what an upgrade would do", plan);
+    command.add_option("NEW", arguments.file, "The new defaults file")->required();
+    command.add_option("--old", arguments.old, "The old one, where it is not the saved reference")
+        ->type_name("FILE");
+    addVolumes(command, arguments);
+}
+
+// --- The live configuration.
+
+int show(const Arguments& arguments) {
+    auto const settings = tools::liveSettings(arguments.volumes, arguments.prefix);
+    tools::Json document = {{"settings", tools::Json::array()}};
+    for (auto const& [key, value] : settings) {
+        document["settings"].push_back({{"key", key}, {"value", value}});
+        if (!arguments.wantsJson()) {
+            std::printf("%s = \"%s\"\n", key.c_str(), value.c_str());
+        }
+    }
+    if (arguments.wantsJson()) {
+        tools::print(document);
+    }
+    return good;
+}
+
+int set(const Arguments& arguments) {
+    tools::Silence const silence(arguments.isVerbose);
+    tools::setConfiguration(arguments.key, arguments.value);
+    return good;
+}
+
+int create(const Arguments& arguments) {
+    auto const report = tools::createStore(arguments.create);
+    std::printf("Store of %zu files made with the defaults of version %s (%zu properties).\n",
+                report.files, report.version.c_str(), report.properties);
+    if (!report.isNamed) {
+        std::fprintf(stderr,
+                     "vxcfg: the chassis name could not be saved in the boot environment\n");
+    }
+    return good;
+}
+
+void addStoreCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App& shown = addCommand(app, arguments, "show", "Print live settings", show);
+    shown.add_option("PREFIX", arguments.prefix, "Only keys that begin so");
+    addVolumes(shown, arguments);
+    addFormat(shown, arguments);
+    CLI::App& setting = addCommand(app, arguments, "set", "Change one live setting", set);
+    setting.add_option("KEY", arguments.key)->required();
+    setting.add_option("VALUE", arguments.value)->required();
+    addVerbose(setting, arguments);
+    CLI::App* const store = app.add_subcommand("store", "Stores on the mounted volumes");
+    store->require_subcommand(1);
+    CLI::App& made = addCommand(*store, arguments, "create", "Make a factory store", create);
+    made.add_option("--defaults", arguments.create.defaults, "Defaults file")
+        ->required()
+        ->type_name("FILE");
+    made.add_flag("--full", arguments.create.full,
+                  "Every file of the store, not only what start-up needs");
+    made.add_flag("--force", arguments.create.force,
+                  "Make these files anew in a store that is valid");
+    made.add_flag("--verbose", arguments.create.isVerbose, "Print what the layer below says too");
 }
 
 int run(int argc, char** argv) {
     Arguments arguments;
-    CLI::App app{"Personality files and stores of a storage bridge blade.", "vxcfg"};
+    CLI::App app{"Defaults files and stores of a storage bridge blade.", "vxcfg"};
+    app.set_version_flag("--version", "vxcfg " VXBLADE_VERSION);
+    app.footer(
+        "Status: 0 good, 1 something was found, 2 bad usage or what cannot be read or done.");
     app.require_subcommand(1);
-    addStoreCommands(app, arguments);
-    addSettingCommands(app, arguments);
-    addPersonalityCommands(app, arguments);
+    addDefaultsCommands(app, arguments);
     addUpgradeCommands(app, arguments);
+    addStoreCommands(app, arguments);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error);
+        return app.exit(error) == 0 ? good : failed;
     }
-    return arguments.status;
+    return arguments.action();
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    vx::openStandardStreams();
     try {
-        return run(argc, argv);
+        int const status = run(argc, argv);
+        return std::fflush(stdout) == 0 ? status : failed;
     } catch (const std::exception& error) {
         std::fflush(stdout);
         std::fprintf(stderr, "vxcfg: %s\n", error.what());
-        return 1;
+        return failed;
     }
 }

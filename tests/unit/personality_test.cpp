@@ -1,3 +1,4 @@
+#include "tools/files.h"
 #include "tools/personality.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,12 @@
+#include "tools/output.h"
+
+#include <cstdio>
+
+namespace tools {
+
+void print(const Json& document) {
+    std::string const text = document.dump(2, ' ', false, Json::error_handler_t::replace);
+    std::puts(text.c_str());
+}
+
+} // namespace tools

@@ -1,0 +1,13 @@
+// What programs print of results: text for people, or one JSON document.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+namespace tools {
+
+using Json = nlohmann::ordered_json;
+
+// Prints a document and a line break on standard output. Bytes that are no UTF-8 become U+FFFD.
+void print(const Json& document);
+
+} // namespace tools
