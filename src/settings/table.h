@@ -387,8 +387,8 @@ static_assert(keepsClear(fcSection, offsetof(PortParams, MacAddr),
 
 constexpr bool recordsFit() {
     bool fit = true;
-    for (const Section* const section : sections) {
-        fit = fit && (section->record == nullptr || section->record->size <= sizeof(AnyRecord));
+    for (const Section* const section : loadOrder) {
+        fit = fit && section->record->size <= sizeof(AnyRecord);
     }
     return fit;
 }
