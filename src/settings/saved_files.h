@@ -16,4 +16,7 @@ inline constexpr const char* unmergedPersonalityFile =
 // How far an unfinished upgrade came (upgrade/journal.h).
 inline constexpr const char* upgradeJournal = "/mnt/nand0/vxpvh.journal";
 
+// What the last upgrade that merged decided (upgrade/change_report.h).
+inline constexpr const char* upgradeReport = "/mnt/nand0/upgrade.report";
+
 } // namespace vx

@@ -74,6 +74,32 @@ void convertValue(const Setting& setting, const char* value, void* record) {
     }
 }
 
+void formatValue(const Setting& setting, const void* record, std::span<char> out) {
+    const unsigned char* const bytes = memberOf(setting, record);
+    uint32_t number = 0;
+    switch (setting.type) {
+    case Type::number8:
+    case Type::number16:
+    case Type::number32:
+        std::memcpy(&number, bytes, setting.size); // the target is little-endian
+        std::snprintf(out.data(), out.size(), "%u", number);
+        break;
+    case Type::string:
+        std::snprintf(out.data(), out.size(), "%.*s", static_cast<int>(setting.size),
+                      reinterpret_cast<const char*>(bytes));
+        break;
+    case Type::ipv4:
+        std::snprintf(out.data(), out.size(), "%u.%u.%u.%u", bytes[0], bytes[1], bytes[2],
+                      bytes[3]);
+        break;
+    case Type::hex:
+        for (std::size_t i = 0; i < setting.size && 2 * i + 2 < out.size(); ++i) {
+            std::snprintf(out.data() + 2 * i, 3, "%02X", bytes[i]);
+        }
+        break;
+    }
+}
+
 bool valuesEqual(const Setting& setting, const void* a, const void* b) {
     if (setting.type == Type::string) {
         return std::strncmp(reinterpret_cast<const char*>(memberOf(setting, a)),

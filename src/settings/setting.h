@@ -95,6 +95,15 @@ constexpr bool isMerged(const Setting& setting) {
 // bits is 44; a number that does not convert leaves the member as it is.
 void convertValue(const Setting& setting, const char* value, void* record);
 
+// Writes the setting's value in `record` as a defaults file has it, NUL-terminated and cut to the
+// size of `out`; formattedSize holds any.
+void formatValue(const Setting& setting, const void* record, std::span<char> out);
+constexpr std::size_t formattedSize(const Setting& setting) {
+    return setting.type == Type::string ? setting.size + 1U
+           : setting.type == Type::hex  ? 2U * setting.size + 1
+                                        : sizeof "255.255.255.255";
+}
+
 // True when the setting is the same in both records. A string ends at its NUL or with its member.
 [[nodiscard]] bool valuesEqual(const Setting& setting, const void* a, const void* b);
 

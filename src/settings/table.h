@@ -9,6 +9,7 @@
 
 #include <vxblade/settings.h>
 
+#include <array>
 #include <cstddef>
 
 namespace vx {
@@ -320,6 +321,38 @@ inline constexpr const Section* sections[] = {
     &capabilitiesSection, &snmpSection,        &snmpTrapSection,  &versionSection,
 };
 
+// Calls `visit(section, number)` for every section of a whole file that an order names.
+template <class Visit>
+constexpr void forEachSection(std::span<const Section* const> order, Visit visit) {
+    for (const Section* const section : order) {
+        for (uint32_t number = 0; number == 0 || number < section->count; ++number) {
+            visit(*section, number);
+        }
+    }
+}
+
+// Calls `visit(setting)` for every setting of a section.
+template <class Visit>
+constexpr void forEachSetting(const Section& section, Visit visit) {
+    for (SettingGroup const group : section.groups) {
+        for (const Setting& setting : group) {
+            visit(setting);
+        }
+    }
+}
+
+// Room for the value of any setting, as a string.
+inline constexpr std::size_t anyValueSize = [] {
+    std::size_t most = 0;
+    for (const Section* const section : sections) {
+        forEachSetting(*section, [&](const Setting& setting) {
+            most = formattedSize(setting) > most ? formattedSize(setting) : most;
+        });
+    }
+    return most;
+}();
+using ValueString = std::array<char, anyValueSize>;
+
 // Room for any section's record.
 union alignas(std::max_align_t) AnyRecord {
     BridgeConfig bridge;
@@ -347,24 +380,13 @@ inline constexpr const Section* mergeOrder[] = {
     &gigeSection,   &hostGroupSection, &mgmtSection,
 };
 
-// Calls `visit(section, number)` for every section of a whole file that an order names.
-template <class Visit>
-constexpr void forEachSection(std::span<const Section* const> order, Visit visit) {
-    for (const Section* const section : order) {
-        for (uint32_t number = 0; number == 0 || number < section->count; ++number) {
-            visit(*section, number);
-        }
+// The section among those that are merged whose settings a record holds.
+[[nodiscard]] constexpr const Section& sectionOf(const RecordAccess& record) {
+    const Section* found = mergeOrder[0];
+    for (const Section* const section : mergeOrder) {
+        found = section->record == &record ? section : found;
     }
-}
-
-// Calls `visit(setting)` for every setting of a section.
-template <class Visit>
-constexpr void forEachSetting(const Section& section, Visit visit) {
-    for (SettingGroup const group : section.groups) {
-        for (const Setting& setting : group) {
-            visit(setting);
-        }
-    }
+    return *found;
 }
 
 // No setting lies where the store clears: it would be lost between update and read.

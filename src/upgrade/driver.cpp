@@ -6,6 +6,7 @@
 #include "settings/loading.h"
 #include "settings/saved_files.h"
 #include "store/mirror_refresh.h"
+#include "upgrade/change_report.h"
 #include "upgrade/journal.h"
 #include "upgrade/merge.h"
 #include "upgrade/remote_access.h"
@@ -42,10 +43,10 @@ struct PersonalityFiles {
     VersionBlock newVersion;
 };
 
-PersonalityFiles openPersonalityFiles() {
+PersonalityFiles openPersonalityFiles(const char* oldFile, const char* newFile) {
     PersonalityFiles files{};
-    files.newFile = propOpenPropertiesFile(newPersonalityFile);
-    files.oldFile = propOpenPropertiesFile(reference);
+    files.newFile = propOpenPropertiesFile(newFile);
+    files.oldFile = propOpenPropertiesFile(oldFile);
     (void)readDefaultConfigurationVersion(files.oldFile, &files.oldVersion);
     (void)readDefaultConfigurationVersion(files.newFile, &files.newVersion);
     return files;
@@ -92,17 +93,22 @@ void refreshRecord(const RecordAccess& record, uint32_t number) {
 
 // Merges the sections of a kind; a failure is reported, because the line that announced the update
 // would else tell of one that was not made, and does not stop the others. True when none failed.
-bool mergeKind(const Section& section, const PersonalityFiles& files) {
+bool mergeKind(const Section& section, const PersonalityFiles& files, ChangeReport& changes) {
     bool good = true;
     for (uint32_t number = 0; number < section.merge.count; ++number) {
         uint64_t const sequence = pmgr_cb->sequenceNumber;
-        if (int const result = mergeSection(section, files.oldFile, files.newFile, number);
+        if (int const result =
+                mergeSection(section, files.oldFile, files.newFile, number, &changes);
             result != 0) {
+            changes.addFailure(section, number, result);
             report(comparison, 1540, "The update could not be stored: %d\n", result);
             good = false;
         } else if (sequence != pmgr_cb->sequenceNumber) {
             refreshRecord(*section.merge.into, number); // a mirror that failed fails no write
         }
+    }
+    for (uint32_t number = section.merge.count; number < section.count; ++number) {
+        tellOfUnmerged(section, files.oldFile, files.newFile, number, changes);
     }
     return good;
 }
@@ -112,6 +118,7 @@ bool mergeKind(const Section& section, const PersonalityFiles& files) {
 // run again when a cut makes the upgrade start over.
 bool mergeSections(const PersonalityFiles& files, Phase phase) {
     bool good = true;
+    ChangeReport changes(files.oldVersion, files.newVersion, phase != Phase::none);
     uint64_t const sequence = pmgr_cb->sequenceNumber;
     for (const Section* const section : mergeOrder) {
         bool const isIscsi = section == &iscsiSection;
@@ -121,7 +128,7 @@ bool mergeSections(const PersonalityFiles& files, Phase phase) {
         if (section == &mgmtSection) {
             (void)VerifyTelnetandSshConfigFiles();
         }
-        bool const kindIsGood = mergeKind(*section, files);
+        bool const kindIsGood = mergeKind(*section, files, changes);
         if (isIscsi && kindIsGood) {
             (void)noteProgress(files.newVersion, Phase::portsDone);
         }
@@ -130,6 +137,7 @@ bool mergeSections(const PersonalityFiles& files, Phase phase) {
     if (sequence != pmgr_cb->sequenceNumber) {
         refreshSequenceMirror();
     }
+    changes.install();
     return good;
 }
 
@@ -151,6 +159,18 @@ Phase phaseOf(const JournalRecord& journal, const PersonalityFiles& files) {
 bool mayRefreshMirrors(const JournalRecord& journal) {
     return (journal.phase == Phase::merging || journal.phase == Phase::portsDone) &&
            !mirrorIsAhead();
+}
+
+// Merges and leaves a report. True when no section failed.
+bool mergeFiles(const PersonalityFiles& files, Phase phase, bool refresh) {
+    indexProperties(files.oldFile);
+    indexProperties(files.newFile);
+    bool const good = mergeSections(files, phase);
+    if (good && refresh) {
+        refreshMirrors();
+        refreshSequenceMirror();
+    }
+    return good;
 }
 
 // Keeps the old defaults of changes that could not be merged, so that an engineer can merge them.
@@ -221,12 +241,45 @@ int copyingFrom(const VersionBlock& version, int result) {
     return result;
 }
 
+HandMerge mergeOpenedByHand(const PersonalityFiles& files) {
+    JournalRecord const journal = readJournal();
+    Phase const phase = phaseOf(journal, files);
+    if (journal.phase != Phase::none && (phase == Phase::none || phase == Phase::copying)) {
+        return HandMerge::unfinished;
+    }
+    if (sameVersion(files.oldVersion, files.newVersion)) {
+        return HandMerge::sameVersion;
+    }
+    if (!openStore()) {
+        return HandMerge::unusable;
+    }
+    if (phase == Phase::none) {
+        (void)noteProgress(files.newVersion, Phase::merging);
+    }
+    if (!mergeFiles(files, phase, mayRefreshMirrors(journal))) {
+        return HandMerge::notStored;
+    }
+    removeJournal();
+    return HandMerge::done;
+}
+
 } // namespace
+
+HandMerge mergeByHand(const char* oldFile, const char* newFile) {
+    Descriptor const turn = waitForTurn();
+    if (!isMounted(checkMount())) {
+        return HandMerge::notMounted;
+    }
+    PersonalityFiles const files = openPersonalityFiles(oldFile, newFile);
+    HandMerge const result = mergeOpenedByHand(files);
+    closePersonalityFiles(files);
+    return result;
+}
 
 int compareDefaultConfiguration() {
     int const mountStatus = checkMount();
     bool const mounted = isMounted(mountStatus);
-    PersonalityFiles const files = openPersonalityFiles();
+    PersonalityFiles const files = openPersonalityFiles(reference, newPersonalityFile);
     JournalRecord const journal = readJournal();
     Phase const phase = phaseOf(journal, files);
     if (phase == Phase::copying) {
@@ -252,13 +305,8 @@ int compareDefaultConfiguration() {
         keepReference();
         return copyingFrom(files.newVersion, 1);
     }
-    indexProperties(files.oldFile);
-    indexProperties(files.newFile);
-    if (!mergeSections(files, phase)) {
+    if (!mergeFiles(files, phase, refresh)) {
         keepReference();
-    } else if (refresh) {
-        refreshMirrors();
-        refreshSequenceMirror();
     }
     closePersonalityFiles(files);
     return copyingFrom(files.newVersion, 1);

@@ -1,6 +1,8 @@
 // The upgrade, end to end.
 #pragma once
 
+#include <cstdint>
+
 namespace vx {
 
 // Compares the personality file in the working directory with the saved one and, where their
@@ -10,5 +12,19 @@ int compareDefaultConfiguration();
 
 // The whole run: the comparison and, where it says so, the two saved copies. Always 0.
 int runUpgrade();
+
+// What becomes of a merge by hand.
+enum class HandMerge : uint8_t {
+    done,        // all that changed is merged
+    sameVersion, // there is nothing to merge
+    unfinished,  // an interrupted upgrade comes first
+    notMounted,  // the store's volume
+    unusable,    // the store
+    notStored,   // in part, which is reported: once more goes on
+};
+
+// Merges the changes from one defaults file to another, as an upgrade that could not do so would
+// have: with its lock, its journal and its report. The saved copies stay as they are.
+[[nodiscard]] HandMerge mergeByHand(const char* oldFile, const char* newFile);
 
 } // namespace vx

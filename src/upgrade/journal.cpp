@@ -1,7 +1,6 @@
 #include "upgrade/journal.h"
 
 #include "common/files.h"
-#include "settings/saved_files.h"
 #include "upgrade/report.h"
 
 #include <vxblade/common.h>
@@ -24,9 +23,9 @@ bool isWhole(const JournalRecord& record) {
 
 } // namespace
 
-JournalRecord readJournal() {
+JournalRecord readJournal(const char* path) {
     JournalRecord record{};
-    bool const isRead = readFile(upgradeJournal, &record, sizeof record) == sizeof record;
+    bool const isRead = readFile(path, &record, sizeof record) == sizeof record;
     return isRead && isWhole(record) ? record : JournalRecord{};
 }
 

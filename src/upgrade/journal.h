@@ -2,6 +2,8 @@
 // from there. Written before what it announces, removed once nothing is left to do.
 #pragma once
 
+#include "settings/saved_files.h"
+
 #include <vxblade/settings.h>
 
 #include <cstddef>
@@ -27,7 +29,7 @@ static_assert(sizeof(JournalRecord) == 280 && offsetof(JournalRecord, phase) == 
               offsetof(JournalRecord, crc) == 276);
 
 // The journal of any upgrade; one that is missing, torn or from nobody gives phase none.
-[[nodiscard]] JournalRecord readJournal();
+[[nodiscard]] JournalRecord readJournal(const char* path = upgradeJournal);
 
 // Notes that the upgrade to `version` has reached a phase. Durable when it returns 0; -1, which it
 // reports, leaves the journal as it was.

@@ -1,6 +1,7 @@
 #include "upgrade/merge.h"
 
 #include "settings/loading.h"
+#include "upgrade/change_report.h"
 #include "upgrade/report.h"
 
 #include <cstdio>
@@ -39,6 +40,36 @@ void printChanges(const Decisions& decisions) {
             std::printf("Compare Diff: field=%s, update=%d\n", decision.setting->key, 1);
         }
     }
+}
+
+void tell(ChangeReport& changes, const Section& section, uint32_t number,
+          const Decisions& decisions, const MergeRoom& room) {
+    AnyRecord own{};
+    bool isRead = false;
+    auto const ownLive = [&] {
+        if (!isRead) {
+            (void)section.record->get(&own, number);
+            isRead = true;
+        }
+        return static_cast<const void*>(&own);
+    };
+    forEachChange(section, number, decisions, room, ownLive,
+                  [&](const Change& change) { changes.add(change); });
+}
+
+// What is never merged is loaded for a report alone.
+Decisions loadAndDecide(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
+                        uint32_t number, const MergeRoom& room, ChangeReport* changes) {
+    auto const slot = static_cast<int>(number);
+    Wanted const wanted =
+        changes != nullptr ? [](const Setting&) { return true; } : Wanted{isMerged};
+    loadSettings(newFile, section, slot, wanted, room.newDefaults);
+    loadSettings(oldFile, section, slot, wanted, room.oldDefaults);
+    Decisions const decisions = decide(section, room.oldDefaults, room.newDefaults, room.live);
+    if (changes != nullptr) {
+        tell(*changes, section, number, decisions, room);
+    }
+    return decisions;
 }
 
 } // namespace
@@ -80,11 +111,8 @@ bool apply(const Decisions& decisions, const void* newDefaults, void* live) {
 }
 
 bool mergeRecord(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
-                 uint32_t number, const MergeRoom& room) {
-    auto const slot = static_cast<int>(number);
-    loadSettings(newFile, section, slot, isMerged, room.newDefaults);
-    loadSettings(oldFile, section, slot, isMerged, room.oldDefaults);
-    Decisions const decisions = decide(section, room.oldDefaults, room.newDefaults, room.live);
+                 uint32_t number, const MergeRoom& room, ChangeReport* changes) {
+    Decisions const decisions = loadAndDecide(section, oldFile, newFile, number, room, changes);
     if (decisions.guardsHold) {
         report(section.merge.function, section.merge.guardLine, "%s", section.merge.guardsHold);
     }
@@ -93,7 +121,7 @@ bool mergeRecord(const Section& section, PropertiesHandle oldFile, PropertiesHan
 }
 
 int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
-                 uint32_t number) {
+                 uint32_t number, ChangeReport* changes) {
     const Merge& how = section.merge;
     AnyRecord oldDefaults{};
     AnyRecord newDefaults{};
@@ -101,7 +129,8 @@ int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHan
     if (int const result = how.into->get(&live, number); result != 0) {
         return result;
     }
-    if (!mergeRecord(section, oldFile, newFile, number, {&oldDefaults, &newDefaults, &live})) {
+    if (!mergeRecord(section, oldFile, newFile, number, {&oldDefaults, &newDefaults, &live},
+                     changes)) {
         return 0;
     }
 #pragma GCC diagnostic push
@@ -109,6 +138,15 @@ int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHan
     report(how.function, how.line, how.update, number);
 #pragma GCC diagnostic pop
     return how.into->put(&live, number);
+}
+
+void tellOfUnmerged(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
+                    uint32_t number, ChangeReport& changes) {
+    AnyRecord oldDefaults{};
+    AnyRecord newDefaults{};
+    AnyRecord live{};
+    (void)loadAndDecide(section, oldFile, newFile, number, {&oldDefaults, &newDefaults, &live},
+                        &changes);
 }
 
 int compareDefaultBridgeConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile) {

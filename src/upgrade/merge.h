@@ -12,6 +12,8 @@
 
 namespace vx {
 
+class ChangeReport;
+
 enum class Verdict : uint8_t {
     same,   // both files have the same default
     moved,  // the live value was the old default: it becomes the new one
@@ -56,14 +58,19 @@ struct MergeRoom {
 };
 
 // Loads both defaults, decides, prints a "Compare Diff" line for each setting that changes, and
-// changes the live record. True when anything changed.
+// changes the live record. True when anything changed. What was decided is told to a report, if
+// there is one.
 bool mergeRecord(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
-                 uint32_t number, const MergeRoom& room);
+                 uint32_t number, const MergeRoom& room, ChangeReport* changes = nullptr);
 
 // Merges the live record of a section, and reports and stores it once if anything changed. Returns
 // the Get's failure, with nothing compared, else the result of the write, or 0 without one.
 int mergeSection(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
-                 uint32_t number = 0);
+                 uint32_t number = 0, ChangeReport* changes = nullptr);
+
+// Tells a report of a section of a higher number than are merged.
+void tellOfUnmerged(const Section& section, PropertiesHandle oldFile, PropertiesHandle newFile,
+                    uint32_t number, ChangeReport& changes);
 
 // The merge of each section by name; results as of mergeSection. Numbers are a port's or a group's.
 int compareDefaultBridgeConfigInfo(PropertiesHandle oldFile, PropertiesHandle newFile);

@@ -1,5 +1,6 @@
 #include "tests/reliability/upgrade_fixture.h"
 
+#include "settings/saved_files.h"
 #include "store/creators.h"
 #include "upgrade/driver.h"
 
@@ -60,9 +61,10 @@ struct Report {
 }
 
 // Files that a whole run and one that was interrupted and repeated may leave different: the
-// counter, and the marks for the next backup.
+// counter, the marks for the next backup, and what the run itself did.
 bool isLoose(const std::string& path) {
-    return path.ends_with("brapp_seqno.cfg") || path.starts_with("/mnt/nand0/backup_bitmap.bin");
+    return path.ends_with("brapp_seqno.cfg") || path.starts_with("/mnt/nand0/backup_bitmap.bin") ||
+           path.starts_with(vx::upgradeReport);
 }
 
 // Migration parameters that cannot be read are moved aside, and made anew; the old defaults of what
