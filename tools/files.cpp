@@ -9,13 +9,31 @@
 
 namespace tools {
 
+bool isVolume(const std::filesystem::path& path) {
+    if (path.parent_path() != "/mnt") {
+        return std::filesystem::is_directory(path);
+    }
+    std::ifstream mounts("/proc/self/mounts");
+    for (std::string line; std::getline(mounts, line);) {
+        auto const begin = line.find(' ') + 1;
+        if (line.substr(begin, line.find(' ', begin) - begin) == path) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::filesystem::path onVolumes(const std::filesystem::path& volumes, const char* path) {
+    return volumes / std::filesystem::path(path).lexically_relative("/mnt");
+}
+
 std::string readText(const std::filesystem::path& path) {
     std::error_code error;
     auto const size = std::filesystem::file_size(path, error); // fails for what is no regular file
     if (error) {
         throw std::runtime_error("cannot read " + path.string() + ": " + error.message());
     }
-    std::string text(size, '\0');
+    std::string text(static_cast<std::size_t>(size), '\0');
     if (!std::ifstream(path, std::ios::binary).read(text.data(), std::ssize(text))) {
         throw std::runtime_error("cannot read " + path.string());
     }

@@ -1,5 +1,7 @@
 #include "tools/live_records.h"
 
+#include "common/files.h"
+#include "store/creators.h"
 #include "store/psst_table.h"
 #include "store/record_io.h"
 #include "tools/files.h"
@@ -12,6 +14,56 @@ namespace tools {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+fs::path pathOf(const fs::path& volumes, int fileIndex) {
+    return onVolumes(volumes, psstFilePrimaryPaths[fileIndex]);
+}
+
+// The files that the store needs. Those that may be made are, where they are missing or were never
+// finished.
+struct NeededFile {
+    uint32_t type;
+    bool mayBeMade;
+};
+constexpr NeededFile neededFiles[] = {
+    {PSST_BRIDGE_CONFIG, false},  {PSST_PASSWD, false}, {PSST_HOST_GROUP, false},
+    {PSST_FCIP, false},           {PSST_DEVICE, false}, {PSST_EVENT_NOTIFY, true},
+    {PSST_MIGRATION_PARAM, true},
+};
+
+// What is wrong with a needed file's header; empty where nothing is.
+std::string problemOf(const fs::path& path, const NeededFile& file) {
+    if (vx::isUnfinished(path.c_str())) {
+        return file.mayBeMade ? "" : "is missing, or was never finished";
+    }
+    PsstHeader header{};
+    (void)vx::readFile(path.c_str(), &header, sizeof header);
+    if (!vx::isValidHeader(header, vx::fileTypeOf(vx::fileIndexOf(file.type)))) {
+        return "is not valid";
+    }
+    if (file.type != PSST_BRIDGE_CONFIG) {
+        return "";
+    }
+    if (header.version != PSST_HEADER_VERSION) {
+        return "is of another version";
+    }
+    std::size_t const whole = sizeof header + vx::dataLengthOf(PSST_CONFIG_INDEX);
+    return fs::file_size(path) < whole ? "is too short" : "";
+}
+
+} // namespace
+
+std::string whyUnusable(const fs::path& volumes) {
+    for (const NeededFile& file : neededFiles) {
+        fs::path const path = pathOf(volumes, vx::fileIndexOf(file.type));
+        if (std::string const problem = problemOf(path, file); !problem.empty()) {
+            return path.string() + " " + problem;
+        }
+    }
+    return "";
+}
+
 Record& LiveRecords::of(const vx::RecordAccess& access, uint32_t number) {
     auto const place = vx::placeOf(access.type);
     std::size_t const begin =
@@ -22,15 +74,11 @@ Record& LiveRecords::of(const vx::RecordAccess& access, uint32_t number) {
     }
     const std::string& bytes = fileOf(place->fileIndex, access.type);
     if (bytes.size() < begin + access.size) {
-        throw std::runtime_error(pathOf(place->fileIndex).string() + " is too short");
+        throw std::runtime_error(pathOf(volumes_, place->fileIndex).string() + " is too short");
     }
     Record record(access.size);
     std::memcpy(record.data(), bytes.data() + begin, access.size);
     return records_[{place->fileIndex, begin}] = record;
-}
-
-fs::path LiveRecords::pathOf(int fileIndex) const {
-    return folder_ / fs::path(psstFilePrimaryPaths[fileIndex]).filename();
 }
 
 const std::string& LiveRecords::fileOf(int fileIndex, uint32_t type) {
@@ -38,11 +86,11 @@ const std::string& LiveRecords::fileOf(int fileIndex, uint32_t type) {
     if (known != files_.end()) {
         return known->second;
     }
-    std::string bytes = readText(pathOf(fileIndex));
+    std::string bytes = readText(pathOf(volumes_, fileIndex));
     PsstHeader header{};
     std::memcpy(&header, bytes.data(), std::min(sizeof header, bytes.size()));
     if (!vx::isValidHeader(header, vx::fileTypeOf(vx::fileIndexOf(type)))) {
-        throw std::runtime_error(pathOf(fileIndex).string() + " is not valid");
+        throw std::runtime_error(pathOf(volumes_, fileIndex).string() + " is not valid");
     }
     return files_[fileIndex] = std::move(bytes);
 }

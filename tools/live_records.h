@@ -14,20 +14,22 @@ namespace tools {
 
 using Record = std::vector<std::byte>;
 
+// Why an upgrade could not use the store below `volumes`; empty where it could.
+[[nodiscard]] std::string whyUnusable(const std::filesystem::path& volumes);
+
 class LiveRecords {
   public:
     // `volumes` is the folder of nand0, nand1 and nand2. Reads nothing yet.
-    explicit LiveRecords(const std::filesystem::path& volumes) : folder_(volumes / "nand1") {}
+    explicit LiveRecords(std::filesystem::path volumes) : volumes_(std::move(volumes)) {}
 
     // A record, which the caller may change for later calls to see. Throws std::runtime_error where
     // its file cannot be read, is not valid or is too short.
     Record& of(const vx::RecordAccess& access, uint32_t number);
 
   private:
-    [[nodiscard]] std::filesystem::path pathOf(int fileIndex) const;
     const std::string& fileOf(int fileIndex, uint32_t type);
 
-    std::filesystem::path folder_;
+    std::filesystem::path volumes_;
     std::map<int, std::string> files_;                      // by index
     std::map<std::pair<int, std::size_t>, Record> records_; // by file and place
 };

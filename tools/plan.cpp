@@ -1,21 +1,22 @@
 #include "tools/plan.h"
 
 #include "settings/loading.h"
+#include "settings/saved_files.h"
 #include "tools/files.h"
 #include "tools/live_records.h"
 #include "tools/personality.h"
 #include "tools/values.h"
-#include "upgrade/merge.h"
+#include "upgrade/change.h"
+#include "upgrade/journal.h"
 
-#include <algorithm>
-#include <cstdio>
-#include <string_view>
+#include <stdexcept>
 
 namespace tools {
 
 namespace {
 
 namespace fs = std::filesystem;
+using vx::Phase;
 using vx::Section;
 using vx::Setting;
 
@@ -26,130 +27,113 @@ Record load(const Defaults& defaults, const Section& section, uint32_t number) {
     return record;
 }
 
-// The section whose settings a record holds.
-const Section& sectionOf(const vx::RecordAccess& access) {
-    return **std::ranges::find_if(
-        vx::sections, [&](const Section* section) { return section->record == &access; });
-}
-
-const char* actionOf(const vx::Decision& decision, bool isUsersOwn) {
-    switch (decision.verdict) {
-    case vx::Verdict::moved:
-        return "CHANGE";
-    case vx::Verdict::forced:
-        return isUsersOwn ? "FORCE" : "CHANGE";
-    case vx::Verdict::kept:
-        return "KEEP";
-    case vx::Verdict::never:
-    case vx::Verdict::same:
-        break;
-    }
-    return "NEVER";
-}
-
 class Planner {
   public:
-    Planner(LiveRecords live, const std::string& oldText, const std::string& newText, Plan& plan)
-        : live_(std::move(live)), old_(openDefaults(oldText)), new_(openDefaults(newText)),
-          plan_(plan) {}
+    Planner(LiveRecords live, const Defaults& oldFile, const Defaults& newFile)
+        : live_(std::move(live)), old_(oldFile), new_(newFile) {}
 
     void plan(const Section& section, uint32_t number) {
-        Record const oldDefaults = load(old_, section, number);
-        Record const newDefaults = load(new_, section, number);
-        bool const isMerged = number < section.merge.count || section.count == 0;
-        const vx::RecordAccess& into = isMerged ? *section.merge.into : *section.record;
-        Record& live = live_.of(into, number);
+        Record oldDefaults = load(old_, section, number);
+        Record newDefaults = load(new_, section, number);
+        Record& live = live_.of(*section.merge.into, number);
+        vx::MergeRoom const room = {oldDefaults.data(), newDefaults.data(), live.data()};
         vx::Decisions const decisions =
-            vx::decide(section, oldDefaults.data(), newDefaults.data(), live.data());
-        for (const vx::Decision& decision : decisions.list()) {
-            if (decision.verdict != vx::Verdict::same) {
-                vx::Decision const made{decision.setting,
-                                        isMerged ? decision.verdict : vx::Verdict::never};
-                add(section, number, made, oldDefaults, newDefaults);
-            }
-        }
-        if (isMerged) {
-            (void)vx::apply(decisions, newDefaults.data(), live.data());
+            vx::decide(section, room.oldDefaults, room.newDefaults, room.live);
+        vx::forEachChange(
+            section, number, decisions, room,
+            [&] { return live_.of(*section.record, number).data(); },
+            [&](const vx::Change& change) { add(change); });
+        if (number < section.merge.count) {
+            (void)vx::apply(decisions, room.newDefaults, room.live);
         }
     }
 
+    [[nodiscard]] const std::vector<AccountedSetting>& settings() const { return settings_; }
+
   private:
-    void add(const Section& section, uint32_t number, const vx::Decision& decision,
-             const Record& oldDefaults, const Record& newDefaults) {
-        const Setting& setting = *decision.setting;
-        bool const isNever = decision.verdict == vx::Verdict::never;
-        const vx::RecordAccess& into = isNever ? *section.record : *section.merge.into;
-        const Record& live = live_.of(into, number);
-        bool const isUsersOwn = !vx::valuesEqual(setting, live.data(), oldDefaults.data());
-        plan_.settings.push_back(
-            {keyOf(section, number, setting), keyOf(sectionOf(into), number, setting),
-             actionOf(decision, isUsersOwn), valueOf(setting, live.data()),
-             valueOf(setting, oldDefaults.data()), valueOf(setting, newDefaults.data())});
+    void add(const vx::Change& change) {
+        const Setting& setting = change.setting;
+        settings_.push_back({.key = keyOf(change.section, change.number, setting),
+                             .record = keyOf(vx::sectionOf(change.record), change.number, setting),
+                             .action = change.action,
+                             .live = valueOf(setting, change.live),
+                             .oldDefault = valueOf(setting, change.oldDefaults),
+                             .newDefault = valueOf(setting, change.newDefaults)});
     }
 
     LiveRecords live_;
-    Defaults old_;
-    Defaults new_;
-    Plan& plan_;
+    const Defaults& old_;
+    const Defaults& new_;
+    std::vector<AccountedSetting> settings_;
 };
 
-VersionBlock versionOf(const std::string& text) {
+VersionBlock versionOf(const Defaults& defaults) {
     VersionBlock version{};
-    (void)readDefaultConfigurationVersion(openDefaults(text).get(), &version);
+    (void)readDefaultConfigurationVersion(defaults.get(), &version);
     return version;
 }
 
-std::size_t countOf(const Plan& plan, std::string_view action) {
-    auto const isIt = [&](const PlannedSetting& setting) { return setting.action == action; };
-    return static_cast<std::size_t>(std::ranges::count_if(plan.settings, isIt));
+Release releaseOf(const VersionBlock& block) {
+    return {std::string(block.version, ::strnlen(block.version, sizeof block.version)),
+            std::string(block.product, ::strnlen(block.product, sizeof block.product))};
 }
 
-std::string describe(const PlannedSetting& setting) {
-    std::string const defaults = setting.oldDefault + " -> " + setting.newDefault;
-    std::string const elsewhere = setting.record != setting.key ? " in " + setting.record : "";
-    std::string_view const action = setting.action;
-    if (action == "KEEP") {
-        bool const isThere = setting.live == setting.newDefault;
-        return setting.live + " (default " + defaults +
-               (isThere ? "; is there already" : "; the user's own value") + elsewhere + ")";
+// What an upgrade takes a reference for that is not there or cannot be read.
+std::string savedReference(const fs::path& volumes) {
+    try {
+        return readText(onVolumes(volumes, vx::savedPersonalityFiles[0]));
+    } catch (const std::exception&) {
+        return "";
     }
-    if (action == "NEVER") {
-        return setting.live + " (the blade's own; default " + defaults + ")";
+}
+
+// Why the next start merges nothing; empty where it merges.
+std::string whyNot(const fs::path& volumes, Phase phase, bool isSame) {
+    if (phase == Phase::copying) {
+        return "the upgrade to this version is done but for its saved copies, which the next start "
+               "makes";
     }
-    return setting.live + " -> " + setting.newDefault + elsewhere +
-           (action == "FORCE" ? " (the user's value is lost)" : "");
+    if (isSame) {
+        return "the versions are the same";
+    }
+    return isVolume(volumes / "nand1") ? whyUnusable(volumes)
+                                       : (volumes / "nand1").string() + " is not mounted";
+}
+
+const char* remarkOn(Phase phase, bool hasReference) {
+    return phase == Phase::portsDone
+               ? "An interrupted upgrade goes on; it has merged the iSCSI ports."
+           : phase == Phase::merging ? "An interrupted upgrade goes on."
+           : hasReference            ? ""
+                                     : "There are no saved defaults: all count as 0 and empty.";
 }
 
 } // namespace
 
-Plan planUpgrade(const fs::path& volumes, const fs::path& oldFile, const fs::path& newFile) {
-    std::string const oldText = readText(oldFile);
-    std::string const newText = readText(newFile);
-    VersionBlock const oldVersion = versionOf(oldText);
-    VersionBlock const newVersion = versionOf(newText);
-    Plan plan{oldVersion.version, newVersion.version, false, {}};
-    plan.merges = !vx::sameVersion(oldVersion, newVersion);
-    if (plan.merges) {
-        Planner planner(LiveRecords(volumes), oldText, newText, plan);
+Account planUpgrade(const fs::path& volumes, const fs::path& oldFile, const fs::path& newFile) {
+    std::string const oldText = oldFile.empty() ? savedReference(volumes) : readText(oldFile);
+    Defaults const oldDefaults = openDefaults(oldText);
+    Defaults const newDefaults = openDefaults(readText(newFile));
+    VersionBlock const oldVersion = versionOf(oldDefaults);
+    VersionBlock const newVersion = versionOf(newDefaults);
+    auto const journal = vx::readJournal(onVolumes(volumes, vx::upgradeJournal).c_str());
+    Phase const phase = vx::sameVersion(journal.version, newVersion) ? journal.phase : Phase::none;
+    Account plan{.oldRelease = releaseOf(oldVersion),
+                 .newRelease = releaseOf(newVersion),
+                 .reason = whyNot(volumes, phase, vx::sameVersion(oldVersion, newVersion)),
+                 .remark = remarkOn(phase, !oldText.empty()),
+                 .settings = {},
+                 .outcome = {}};
+    if (plan.reason.empty()) {
+        Planner planner(LiveRecords(volumes), oldDefaults, newDefaults);
         vx::forEachSection(vx::mergeOrder, [&](const Section& section, uint32_t number) {
-            planner.plan(section, number);
+            if (&section != &vx::iscsiSection || phase != Phase::portsDone) {
+                planner.plan(section, number);
+            }
         });
+        plan.settings = planner.settings();
     }
     return plan;
-}
-
-void printPlan(const Plan& plan) {
-    if (!plan.merges) {
-        std::printf("%s: nothing to merge, the versions are the same\n", plan.newVersion.c_str());
-        return;
-    }
-    std::printf("%s -> %s: %zu change, %zu kept, %zu forced over a user's value\n",
-                plan.oldVersion.c_str(), plan.newVersion.c_str(), countOf(plan, "CHANGE"),
-                countOf(plan, "KEEP"), countOf(plan, "FORCE"));
-    for (const PlannedSetting& setting : plan.settings) {
-        std::printf("%-6s %-40s %s\n", setting.action, setting.key.c_str(),
-                    describe(setting).c_str());
-    }
 }
 
 } // namespace tools

@@ -44,15 +44,10 @@ constexpr uint32_t initialisedTypes[] = {
 }
 
 void requireMounted(const char* volume) {
-    std::ifstream mounts("/proc/self/mounts");
-    for (std::string line; std::getline(mounts, line);) {
-        auto const begin = line.find(' ') + 1;
-        if (line.substr(begin, line.find(' ', begin) - begin) == volume) {
-            return;
-        }
+    if (!isVolume(volume)) {
+        throw std::runtime_error(std::string(volume) +
+                                 " is not mounted (run this on a blade, or under bladesim)");
     }
-    throw std::runtime_error(std::string(volume) +
-                             " is not mounted (run this on a blade, or under bladesim)");
 }
 
 PersonalityReport requireGood(const fs::path& defaults) {

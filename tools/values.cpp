@@ -2,10 +2,6 @@
 
 #include "settings/loading.h"
 
-#include <array>
-#include <cstdio>
-#include <cstring>
-
 namespace tools {
 
 namespace {
@@ -15,13 +11,6 @@ using vx::Rule;
 using vx::Section;
 using vx::Setting;
 using vx::Type;
-
-template <class Number>
-std::string numberText(const unsigned char* bytes) {
-    Number number = 0;
-    std::memcpy(&number, bytes, sizeof number);
-    return std::to_string(number);
-}
 
 std::string typeOf(const Setting& setting) {
     switch (setting.type) {
@@ -105,31 +94,9 @@ std::string keyOf(const Section& section, uint32_t number, const Setting& settin
 }
 
 std::string valueOf(const Setting& setting, const void* record) {
-    const auto* const bytes = static_cast<const unsigned char*>(record) + setting.offset;
-    switch (setting.type) {
-    case Type::number8:
-        return numberText<uint8_t>(bytes);
-    case Type::number16:
-        return numberText<uint16_t>(bytes);
-    case Type::number32:
-        return numberText<uint32_t>(bytes);
-    case Type::string: {
-        const char* const text = reinterpret_cast<const char*>(bytes);
-        return {text, ::strnlen(text, setting.size)};
-    }
-    case Type::ipv4:
-        return std::to_string(bytes[0]) + '.' + std::to_string(bytes[1]) + '.' +
-               std::to_string(bytes[2]) + '.' + std::to_string(bytes[3]);
-    case Type::hex:
-        break;
-    }
-    std::string text;
-    for (std::size_t i = 0; i < setting.size; ++i) {
-        std::array<char, 3> pair{};
-        std::snprintf(pair.data(), pair.size(), "%02X", bytes[i]);
-        text += pair.data();
-    }
-    return text;
+    vx::ValueString string{};
+    vx::formatValue(setting, record, string);
+    return string.data();
 }
 
 bool isLive(const Section& section) {

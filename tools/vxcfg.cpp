@@ -1,8 +1,9 @@
 // vxcfg: what firmware and field engineers do with defaults files and stores.
 #include "common/streams.h"
-#include "settings/saved_files.h"
 #include "tools/files.h"
+#include "tools/last.h"
 #include "tools/live_config.h"
+#include "tools/merge.h"
 #include "tools/output.h"
 #include "tools/personality.h"
 #include "tools/plan.h"
@@ -20,8 +21,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 enum Status { good = 0, found = 1, failed = 2 };
 
 // What command lines fill, and what is done with it: the action of the command that was given.
@@ -35,6 +34,7 @@ struct Arguments {
     std::string volumes = "/mnt";
     std::string format = "text";
     bool isVerbose = false;
+    bool isDry = false;
     std::function<int()> action;
 
     [[nodiscard]] bool wantsJson() const { return format == "json"; }
@@ -104,12 +104,27 @@ void addDefaultsCommands(CLI::App& app, Arguments& arguments) {
 
 // --- Upgrades.
 
-int plan(const Arguments& arguments) {
-    fs::path const volumes = arguments.volumes;
-    fs::path const saved = volumes / "nand0" / fs::path(vx::savedPersonalityFiles[0]).filename();
-    tools::printPlan(tools::planUpgrade(
-        volumes, arguments.old.empty() ? saved : fs::path(arguments.old), arguments.file));
+int printed(const tools::Account& account, const Arguments& arguments) {
+    arguments.wantsJson() ? tools::print(toJson(account)) : tools::printText(account);
     return good;
+}
+
+int plan(const Arguments& arguments) {
+    return printed(tools::planUpgrade(arguments.volumes, arguments.old, arguments.file), arguments);
+}
+
+int last(const Arguments& arguments) {
+    tools::Account const account = tools::lastUpgrade(arguments.volumes);
+    (void)printed(account, arguments);
+    return account.outcome->failed.empty() ? good : found;
+}
+
+int merge(const Arguments& arguments) {
+    if (arguments.isDry) {
+        return plan(arguments);
+    }
+    tools::mergeByHand(arguments.old, arguments.file, arguments.isVerbose);
+    return last(arguments);
 }
 
 void addUpgradeCommands(CLI::App& app, Arguments& arguments) {
@@ -118,6 +133,20 @@ void addUpgradeCommands(CLI::App& app, Arguments& arguments) {
     command.add_option("--old", arguments.old, "The old one, where it is not the saved reference")
         ->type_name("FILE");
     addVolumes(command, arguments);
+    addFormat(command, arguments);
+    CLI::App& after = addCommand(app, arguments, "last", "Say what the last upgrade did", last);
+    addVolumes(after, arguments);
+    addFormat(after, arguments);
+    CLI::App& byHand =
+        addCommand(app, arguments, "merge",
+                   "Merge what an upgrade could not, into the store of this blade", merge);
+    byHand.add_option("NEW", arguments.file, "The new defaults file")->required();
+    byHand.add_option("--old", arguments.old, "The old one, which the live settings come from")
+        ->required()
+        ->type_name("FILE");
+    byHand.add_flag("--dry-run", arguments.isDry, "Only say what it would do");
+    addFormat(byHand, arguments);
+    addVerbose(byHand, arguments);
 }
 
 // --- The live configuration.
