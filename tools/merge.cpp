@@ -1,10 +1,9 @@
 #include "tools/merge.h"
 
-#include "common/files.h"
-#include "settings/saved_files.h"
 #include "tools/files.h"
 #include "tools/silence.h"
 #include "upgrade/driver.h"
+#include "upgrade/journal.h"
 
 #include <iterator>
 #include <stdexcept>
@@ -25,19 +24,18 @@ constexpr const char* complaints[] = {
     "not all could be stored: \"vxcfg last\" says what; once the cause is mended, merge again",
 };
 
-bool isKeptReference(const fs::path& path) {
-    std::error_code none;
-    return fs::equivalent(path, vx::unmergedPersonalityFile, none) ||
-           (fs::exists(vx::unmergedPersonalityFile) &&
-            readText(path) == readText(vx::unmergedPersonalityFile));
+// After a cut the old defaults may be gone with nothing left to do but to say so.
+bool wasMergedByHand() {
+    return vx::readJournal().phase == vx::Phase::byHand;
 }
 
 } // namespace
 
 void mergeByHand(const fs::path& oldFile, const fs::path& newFile, bool isVerbose) {
-    bool const isKept = isKeptReference(oldFile);
-    (void)readText(oldFile); // one that cannot be read would count as all zeros
     (void)readText(newFile);
+    if (fs::exists(oldFile) || !wasMergedByHand()) {
+        (void)readText(oldFile);
+    }
     auto const result = [&] {
         Silence const silence(isVerbose);
         return vx::mergeByHand(oldFile.c_str(), newFile.c_str());
@@ -45,10 +43,6 @@ void mergeByHand(const fs::path& oldFile, const fs::path& newFile, bool isVerbos
     static_assert(std::size(complaints) == static_cast<std::size_t>(vx::HandMerge::notStored) + 1);
     if (const char* const complaint = complaints[static_cast<std::size_t>(result)]) {
         throw std::runtime_error(complaint);
-    }
-    if (isKept && vx::removeFile(vx::unmergedPersonalityFile) != 0) {
-        throw std::runtime_error(std::string(vx::unmergedPersonalityFile) +
-                                 " is merged, but could not be removed");
     }
 }
 

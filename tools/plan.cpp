@@ -89,7 +89,7 @@ std::string savedReference(const fs::path& volumes) {
 
 // Why the next start merges nothing; empty where it merges.
 std::string whyNot(const fs::path& volumes, Phase phase, bool isSame) {
-    if (phase == Phase::copying) {
+    if (phase == Phase::copying || phase == Phase::byHand) {
         return "the upgrade to this version is done but for its saved copies, which the next start "
                "makes";
     }

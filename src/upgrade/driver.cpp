@@ -241,9 +241,25 @@ int copyingFrom(const VersionBlock& version, int result) {
     return result;
 }
 
+// All is merged: the old defaults that were kept for it are of no more use.
+HandMerge endMergeByHand(const PersonalityFiles& files) {
+    PropertiesHandle const kept = propOpenPropertiesFile(unmergedPersonalityFile);
+    VersionBlock keptVersion{};
+    (void)readDefaultConfigurationVersion(kept, &keptVersion);
+    propClosePropertiesFile(kept);
+    if (sameVersion(keptVersion, files.oldVersion)) {
+        (void)removeFile(unmergedPersonalityFile);
+    }
+    removeJournal();
+    return HandMerge::done;
+}
+
 HandMerge mergeOpenedByHand(const PersonalityFiles& files) {
     JournalRecord const journal = readJournal();
     Phase const phase = phaseOf(journal, files);
+    if (phase == Phase::byHand) {
+        return endMergeByHand(files);
+    }
     if (journal.phase != Phase::none && (phase == Phase::none || phase == Phase::copying)) {
         return HandMerge::unfinished;
     }
@@ -259,8 +275,8 @@ HandMerge mergeOpenedByHand(const PersonalityFiles& files) {
     if (!mergeFiles(files, phase, mayRefreshMirrors(journal))) {
         return HandMerge::notStored;
     }
-    removeJournal();
-    return HandMerge::done;
+    (void)noteProgress(files.newVersion, Phase::byHand);
+    return endMergeByHand(files);
 }
 
 } // namespace
@@ -282,7 +298,7 @@ int compareDefaultConfiguration() {
     PersonalityFiles const files = openPersonalityFiles(reference, newPersonalityFile);
     JournalRecord const journal = readJournal();
     Phase const phase = phaseOf(journal, files);
-    if (phase == Phase::copying) {
+    if (phase == Phase::copying || phase == Phase::byHand) {
         closePersonalityFiles(files);
         return 1;
     }

@@ -24,7 +24,9 @@ enum class HandMerge : uint8_t {
 };
 
 // Merges the changes from one defaults file to another, as an upgrade that could not do so would
-// have: with its lock, its journal and its report. The saved copies stay as they are.
+// have: with its lock, its journal and its report. Both must be there: one that cannot be read
+// counts as all zeros. The old defaults that an upgrade kept, if they are these, are removed at the
+// end; the saved copies stay as they are.
 [[nodiscard]] HandMerge mergeByHand(const char* oldFile, const char* newFile);
 
 } // namespace vx

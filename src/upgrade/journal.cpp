@@ -18,7 +18,7 @@ uint32_t crcOf(const JournalRecord& record) {
 
 bool isWhole(const JournalRecord& record) {
     return crcOf(record) == record.crc && record.phase >= Phase::merging &&
-           record.phase <= Phase::copying;
+           record.phase <= Phase::byHand;
 }
 
 } // namespace

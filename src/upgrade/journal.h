@@ -17,6 +17,7 @@ enum class Phase : uint32_t {
     merging = 1,   // sections may be stored, in part
     portsDone = 2, // all iSCSI sections are stored; GigE, which goes into the same records, may be
     copying = 3,   // nothing is left to merge; the saved copies may be torn
+    byHand = 4,    // nothing is left to merge by hand; the old defaults kept for it may be there
 };
 
 // The file, whole.

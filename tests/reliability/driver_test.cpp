@@ -75,7 +75,7 @@ TEST_F(Driver, JournalOfAnEarlierRun) {
         {"another version", journalOf("5.3.0.11", copying), true},
         {"torn", torn, true},
         {"short", {copied.begin(), copied.end() - 1}, true},
-        {"an unknown phase", journalOf("5.3.0.12", vx::Phase{4}), true},
+        {"an unknown phase", journalOf("5.3.0.12", vx::Phase{5}), true},
     };
     for (auto const& c : cases) {
         restore(start);

@@ -3,10 +3,13 @@
 #include "tests/reliability/medium.h"
 #include "tests/reliability/upgrade_fixture.h"
 
+#include "tools/merge.h"
+
 #include <vxblade/pmgr.h>
 
 #include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 
 namespace fs = std::filesystem;
 
@@ -31,6 +34,16 @@ void arrangeGige() {
     setByte(primary(1), timeToLive, 30); // the user's, and the old GigE default
 }
 
+// What is done already is refused.
+int mergeByHand() {
+    try {
+        tools::mergeByHand(UpgradeTest::unmerged, UpgradeTest::newFile, true);
+        return 0;
+    } catch (const std::runtime_error&) {
+        return fs::exists(UpgradeTest::unmerged) ? 1 : 0;
+    }
+}
+
 const Arrangement arrangements[] = {
     {"Plain", [] {}},
     {"FilesToBeMade",
@@ -51,6 +64,12 @@ const Arrangement arrangements[] = {
          writeBytes(mirror(PSST_SEQUENCE_INDEX), Bytes(64));
      }},
     {"GigeBecomesOldIscsi", arrangeGige},
+    {"MergeByHand",
+     [] {
+         arrangeGige();
+         fs::rename(UpgradeTest::savedCopy, UpgradeTest::unmerged);
+         UpgradeTest::work = mergeByHand;
+     }},
 };
 
 struct PowerCut : UpgradeTest, testing::WithParamInterface<Arrangement> {

@@ -42,7 +42,7 @@ struct Report {
 }* const report = static_cast<Report*>(
     ::mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 
-[[noreturn]] void runChild(const Fault& fault) {
+[[noreturn]] void runChild(const Fault& fault, int (*work)()) {
     ::alarm(120); // a hang ends by a signal
     int const out = ::open(UpgradeTest::printed, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     ::dup2(out, STDOUT_FILENO);
@@ -50,7 +50,7 @@ struct Report {
     systemCalls.fault = fault;
     systemCalls.operations = 0;
     report->log.count = 0;
-    int const status = vx::runUpgrade();
+    int const status = work();
     systemCalls.operationLog = nullptr;
     systemCalls.fault = {};
     close_all_files();
@@ -141,6 +141,8 @@ bool longRun() {
     return mode != nullptr && std::string_view(mode) == "long";
 }
 
+int (*UpgradeTest::work)();
+
 void UpgradeTest::SetUp() {
     BladeTest::SetUp();
     makeStore();
@@ -170,6 +172,7 @@ void UpgradeTest::SetUp() {
     fs::create_directory(workFolder);
     makeNewFile();
     fs::current_path(workFolder);
+    work = vx::runUpgrade;
     arrange();
     systemCalls.shell = runInProcess;
     start = volumesNow();
@@ -193,7 +196,7 @@ void UpgradeTest::arrange() {
 Trace UpgradeTest::traceOfUpgrade() {
     Trace trace;
     systemCalls.trace = &trace;
-    (void)printedBy([] { EXPECT_EQ(vx::runUpgrade(), 0); });
+    (void)printedBy([] { EXPECT_EQ(work(), 0); });
     systemCalls.trace = nullptr;
     close_all_files();
     InitDatabaseLite(); // what it read is not for the next upgrade to find
@@ -205,7 +208,7 @@ pid_t UpgradeTest::begin(const Fault& fault) {
     std::fflush(stdout);
     pid_t const child = ::fork();
     if (child == 0) {
-        runChild(fault);
+        runChild(fault, work);
     }
     return child;
 }

@@ -45,6 +45,7 @@ class UpgradeTest : public BladeTest {
     static constexpr const char* unmerged = "/mnt/nand0/default_bridge_config.cfg.unmerged";
     static constexpr const char* journal = "/mnt/nand0/vxpvh.journal";
     static constexpr const char* secondSavedCopy = "/mnt/nand0/default_bridge_config.cfg.1";
+    static int (*work)(); // what is run: an upgrade, unless a test wants another
 
   protected:
     void SetUp() override;

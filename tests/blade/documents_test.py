@@ -1,0 +1,68 @@
+#!/usr/bin/env python3
+"""The commands in the documents print what is below them, and JSON is as its schema says.
+
+usage: documents_test.py BIN ROOT
+"""
+import json
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+
+BIN, ROOT = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
+PAGES = ["docs/defaults-files.md"]
+# On the blade S, after all pages: each result by its name in the schema.
+DOCUMENTS = {
+    "plan": "vxcfg plan --volumes S --old samples/personality-5.2.1.cfg samples/personality-5.3.0.cfg",
+    "last": "vxcfg last --volumes S",
+    "show": "vxcfg show --volumes S",
+}
+
+
+def run(command, folder):
+    done = subprocess.run(["bash", "-c", command], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          env={**os.environ, "PATH": f"{BIN}:{os.environ['PATH']}"}, text=True, check=False)
+    return done.stdout
+
+
+def alike(text):
+    """The same on any day."""
+    return re.sub(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ", "TIME", text)
+
+
+def blocks(page):
+    """Each command of a page's fenced blocks and what the page says that it prints."""
+    for block in re.findall(r"^```\n(\$ .*?)^```$", page, re.MULTILINE | re.DOTALL):
+        for part in re.split(r"^\$ ", block, flags=re.MULTILINE)[1:]:
+            command, _, printed = part.partition("\n")
+            yield command, printed
+
+
+def main():
+    failures, checks = [], 0
+    schema = json.loads((ROOT / "docs/vxcfg.schema.json").read_text())
+    with tempfile.TemporaryDirectory() as folder:
+        shutil.copytree(ROOT / "samples", folder + "/samples")
+        why = run("bladesim --state S true", folder)
+        if why:
+            print("SKIPPED: documents_test:", why.strip())
+            return 77
+        for page in PAGES:
+            for command, expected in blocks((ROOT / page).read_text()):
+                actual, checks = run(command, folder), checks + 1
+                if alike(actual) != alike(expected):
+                    failures.append(f"{page}: $ {command}\n--- expected\n{expected}--- actual\n{actual}")
+        for name, command in DOCUMENTS.items():
+            validator = jsonschema.Draft202012Validator({**schema, "$ref": "#/$defs/" + name})
+            printed, checks = json.loads(run(command + " --format json", folder)), checks + 1
+            failures += [f"{command}: {error.message}" for error in validator.iter_errors(printed)]
+    print("\n".join(failures + [f"documents_test: {checks} checked, {len(failures)} failed"]))
+    return 1 if failures or checks == len(DOCUMENTS) else 0
+
+
+sys.exit(main())
