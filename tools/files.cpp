@@ -3,6 +3,7 @@
 #include "common/files.h"
 
 #include <cerrno>
+#include <climits>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -32,6 +33,9 @@ std::string readText(const std::filesystem::path& path) {
     auto const size = std::filesystem::file_size(path, error); // fails for what is no regular file
     if (error) {
         throw std::runtime_error("cannot read " + path.string() + ": " + error.message());
+    }
+    if (size >= INT_MAX) { // as in the blade's own interfaces
+        throw std::runtime_error("cannot read " + path.string() + ": it is too large");
     }
     std::string text(static_cast<std::size_t>(size), '\0');
     if (!std::ifstream(path, std::ios::binary).read(text.data(), std::ssize(text))) {

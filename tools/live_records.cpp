@@ -34,6 +34,9 @@ constexpr NeededFile neededFiles[] = {
 
 // What is wrong with a needed file's header; empty where nothing is.
 std::string problemOf(const fs::path& path, const NeededFile& file) {
+    if (fs::exists(path) && !fs::is_regular_file(path)) {
+        return "is no regular file";
+    }
     if (vx::isUnfinished(path.c_str())) {
         return file.mayBeMade ? "" : "is missing, or was never finished";
     }

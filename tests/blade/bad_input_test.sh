@@ -31,6 +31,11 @@ for place in "$firmware" "$state/nand0/default_bridge_config.cfg.0" "$state"/nan
     put "$kind" "$place"
     run_upgrade timeout 120 # a bound that no machine needs
     check "$kind $(basename "$place"): exit status, $(tail -5 "$work/err")" 0 "$status"
+    for command in show last "plan $firmware"; do
+      timeout 120 vxcfg $command --volumes "$state" >"$work/out" 2>&1
+      status=$?
+      [ $status -le 2 ] || check "$kind $(basename "$place"): vxcfg $command: $(tail -5 "$work/out")" 'at most 2' $status
+    done
   done
   rm -rf "$place"
   cp "$work/good/nand1/$(basename "$place")" "$place" 2>/dev/null

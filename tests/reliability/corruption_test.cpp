@@ -1,6 +1,7 @@
 // Damaged store files: what readers must refuse is refused, what has a twin is healed, and nothing
 // else changes.
 #include "tests/reliability/upgrade_fixture.h"
+#include "tools/live_records.h"
 
 #include <vxblade/pmgr.h>
 
@@ -100,7 +101,9 @@ struct Corruption : BladeTest {
         Outcome const outcome = outcomeOf(damage);
         bool const isAside = outcome == Outcome::movedAside;
         bool const stays = outcome == Outcome::refused || outcome == Outcome::ignored;
-        EXPECT_EQ(initialise(), outcome == Outcome::refused || isAside ? -1 : 0);
+        bool const isUsable = outcome != Outcome::refused && !isAside;
+        EXPECT_EQ(tools::whyUnusable("/mnt").empty(), isUsable);
+        EXPECT_EQ(initialise(), isUsable ? 0 : -1);
         EXPECT_EQ(readBytes(path), stays ? damaged : *good.at(path));
         for (auto const& [other, bytes] : volumesNow()) {
             if (other.starts_with(path + ".")) {
