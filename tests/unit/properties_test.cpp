@@ -1,52 +1,40 @@
-// Personality files: the parser, the pass over all properties, and the public access.
+// Personality files: the parser, the pass over all properties, the public access, the conversion of
+// values, and the checks before a release. Which texts are properties at all, the oracle decides.
 #include "props/property_parser.h"
 #include "props/property_pass.h"
+#include "settings/setting.h"
+#include "tools/files.h"
+#include "tools/personality.h"
 
 #include <vxblade/common.h>
 #include <vxblade/props.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
-#include <string>
+#include <fstream>
 #include <tuple>
 
 namespace {
 
+using namespace std::string_literals;
 using vx::PropertyParser;
+using vx::Type;
 
 PropertyParser parserOf(const std::string& text) {
     return {text.data(), static_cast<int>(text.size())};
 }
 
-struct File {
-    explicit File(const std::string& text)
-        : handle(propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()))) {}
-    ~File() { propClosePropertiesFile(handle); }
-    PropertiesHandle handle;
-};
-
 TEST(PropertyParser, FirstProperties) {
-    using namespace std::string_literals;
     std::tuple<std::string, int, std::string, std::string> const cases[] = {
-        // clang-format off
-        {"config.mgmt.IpAddr = \"10.0.0.1\"\n", 0, "config.mgmt.IpAddr", "10.0.0.1"},
-        {"x_y-z.1=\"a b # c\"   # trailing comment\n", 0, "x_y-z.1", "a b # c"},
-        {"key=\"\"", 0, "key", ""},                 {"\t key\t=\r\"v\" \t\r\n", 0, "key", "v"},
-        {"\r\n# note\r\n  # more = \"x\"\r\nk = \"v\"\r\n", 0, "k", "v"},
-        {"k = \"line1\nline2\"\n", 0, "k", "line1\nline2"},
-        {"k = \"a=b\\c\"#", 0, "k", "a=b\\c"},      {"k = \"v\"\n\"rest of the file\"", 0, "k", "v"},
+        {"\t x_y-z.1\t=\r\"a # b\" \t# comment\r\n", 0, "x_y-z.1", "a # b"},
+        {"\r\n# note\r\n  # more = \"x\"\r\nk = \"1\n2\"", 0, "k", "1\n2"},
         {"k = \"v\"\0x"s, 0, "k", "v"},
         // A malformed line leaves its key.
-        {"", -1, "", ""},                           {" \n# only comments", -1, "", ""},
-        {"key = value\n", -1, "key", ""},           {"key : \"v\"", -1, "key", ""},
-        {"key \"v\"", -1, "key", ""},               {"key = \"v\" extra", -1, "key", "v"},
-        {"\"key\" = \"v\"", -1, "", ""},            {"key = \"unterminated\n", -1, "key", ""},
-        {"key\n= \"v\"", -1, "key", ""},            {"key =\n\"v\"", -1, "key", ""},
-        {"k = \"a\\\"b\"", -1, "k", "a\\"},         {"k/l = \"v\"", -1, "k", ""},
-        {"k = \"v\";", -1, "k", "v"},               {"k = \"v\0\""s, -1, "k", ""},
-        // clang-format on
+        {" \n# only comments", -1, "", ""},
+        {"key : \"v\"", -1, "key", ""},
+        {"key = \"v\" extra", -1, "key", "v"},
+        {"k = \"v\0\""s, -1, "k", ""},
     };
     for (auto const& [text, result, wantedKey, wantedValue] : cases) {
         char key[64] = "?";
@@ -84,9 +72,7 @@ TEST(PropertyParser, Crc) {
     std::tuple<std::string, unsigned long, std::string> const cases[] = {
         // stored, covered
         {"a=\"b\"\nproperties.file.crc32 = \"0xBEEF\" # x\nc=\"d\"", 0xBEEF, "abcd"},
-        {"properties.file.crc32 = \"beef\"\na=\"b\"", 0xBEEF, "ab"},
-        {"properties.file.crc32 = \"zz\"\na=\"b\"", 0, "ab"},
-        {"a=\"b\"\nbad line\nc=\"d\"", 0, "ab"},
+        {"properties.file.crc32 = \"zz\"\na=\"b\"\nbad line\nc=\"d\"", 0, "ab"},
         {"a=\"b\"\nc=\"" + std::string(256, 'x') + "\"\ne=\"f\"", 0, "ab"},
     };
     for (auto const& [text, wanted, covered] : cases) {
@@ -98,55 +84,107 @@ TEST(PropertyParser, Crc) {
     EXPECT_EQ(parserOf("a=\"b\"").getCrc(nullptr, nullptr), -1);
 }
 
-TEST(PropertyPass, VisitsEveryOccurrenceAndSaysWhereItStopped) {
-    File const file("a=\"1234\"\nb=\"2\"\na=\"" + std::string(300, 'v') + "\"\nbad\nd=\"5\"");
-    vx::PropertyPass pass(file.handle);
-    for (std::string const& value :
-         {std::string("1234"), std::string("2"), std::string(255, 'v')}) {
-        ASSERT_TRUE(pass.next());
-        EXPECT_EQ(pass.key(), value == "2" ? "b" : "a");
-        EXPECT_EQ(pass.value(), value);
-    }
-    EXPECT_FALSE(pass.next());
-    EXPECT_STREQ(pass.rest(), "bad\nd=\"5\"");
-}
-
 TEST(PropertyApi, ValuesAndKeys) {
-    File const file("a.bc=\"long\"\na.b=\"\"\nx=\"" + std::string(300, 'v') +
-                    "\"\na.b=\"second\"\nlonger.key=\"2\"\nbad line\nlost=\"1\"");
-    std::tuple<const char*, int, std::size_t> const cases[] = {
+    auto const defaults =
+        tools::openDefaults("a.bc=\"long\"\na.b=\"\"\nx=\"" + std::string(300, 'v') +
+                            "\"\na.b=\"second\"\n" + "longer.key=\"2\"\nbad line\nlost=\"1\"");
+    PropertiesHandle const file = defaults.get();
+    std::tuple<const char*, int, std::size_t> const values[] = {
         {"a.b", 1, 0}, {"a.bc", 5, 4}, {"x", 301, 255}, {"a", 0, 0}, {"lost", 0, 0}};
-    for (auto const& [key, result, length] : cases) {
+    for (auto const& [key, result, length] : values) {
         char value[256] = {};
-        EXPECT_EQ(propGetValue(file.handle, key, value, sizeof value), result) << key;
+        EXPECT_EQ(propGetValue(file, key, value, sizeof value), result) << key;
         EXPECT_EQ(std::strlen(value), length) << key;
     }
+    std::tuple<std::string, int, std::string> const following[] = {
+        {"a.bc", 4, "a.b"},
+        {"a.b", 2, "x"},
+        {"second", 0, "second"},
+        {"longer.", 0, "longer."}, // a cut key is found nowhere
+        {"longer.key of all", 0, "longer.key of all"},
+    };
     char key[8] = "";
-    for (auto const& [size, wanted] : {std::pair{5, "a.bc"}, {4, "a.b"}, {2, "x"}}) {
-        EXPECT_EQ(propGetNext(file.handle, key[0] == '\0' ? nullptr : key, key, sizeof key), size);
-        EXPECT_STREQ(key, wanted);
+    EXPECT_EQ(propGetNext(file, nullptr, key, sizeof key), 5);
+    EXPECT_STREQ(key, "a.bc");
+    for (auto const& [previous, size, wanted] : following) {
+        char next[32] = "";
+        std::strcpy(next, previous.c_str());
+        EXPECT_EQ(propGetNext(file, next, key, sizeof key), size) << previous;
+        EXPECT_EQ(next, wanted);
     }
-    char last[] = "longer.key has more characters than the buffer";
-    EXPECT_EQ(propGetNext(file.handle, std::strcpy(key, "second"), key, sizeof key), 0);
-    EXPECT_EQ(propGetNext(file.handle, last, key, sizeof key), 0);
-    char cut[8] = "";
-    File const longer("longer.key=\"2\"\nb=\"1\"");
-    EXPECT_EQ(propGetNext(longer.handle, nullptr, cut, sizeof cut), 11) << "the size it needs";
-    EXPECT_STREQ(cut, "longer.");
-    EXPECT_EQ(propGetNext(longer.handle, cut, cut, sizeof cut), 0) << "a cut key is found nowhere";
-    EXPECT_EQ(propGetNext(nullptr, nullptr, cut, sizeof cut), 0);
-    EXPECT_EQ(propGetValue(nullptr, "k", cut, sizeof cut), 0);
-    EXPECT_EQ(propGetCrc(nullptr, nullptr, nullptr), 0);
+    auto const longer = tools::openDefaults("longer.key=\"2\"\nb=\"1\"");
+    EXPECT_EQ(propGetNext(longer.get(), nullptr, key, sizeof key), 11) << "the size it needs";
+    EXPECT_STREQ(key, "longer.");
+    EXPECT_EQ(propGetNext(nullptr, nullptr, key, sizeof key) +
+                  propGetValue(nullptr, "k", key, sizeof key) +
+                  propGetCrc(nullptr, nullptr, nullptr),
+              0);
 }
 
-TEST(PropertyApi, VersionBlock) {
-    File const file(
-        "properties.file.version=\"1234567890123456789\"\nproperties.file.versionX=\"no\"");
-    VersionBlock block{};
-    std::strcpy(block.product, "untouched");
-    EXPECT_EQ(readDefaultConfigurationVersion(file.handle, &block), -1);
-    EXPECT_STREQ(block.version, "123456789012345");
-    EXPECT_STREQ(block.product, "untouched");
+TEST(ConvertText, TableOfTexts) {
+    struct {
+        Type type;
+        const char* value;
+        std::vector<unsigned char> expected; // over a field of 0xEE bytes
+    } const cases[] = {
+        {Type::number8, "-1", {255}},
+        {Type::number8, "300 ", {44}},
+        {Type::number8, "abc", {0xEE}},
+        {Type::number16, " 70000", {0x70, 0x11}},
+        {Type::number32, "4294967295x", {255, 255, 255, 255}},
+        {Type::number32, "-2", {254, 255, 255, 255}},
+        {Type::ipv4, "192.168.1.255", {192, 168, 1, 255}},
+        {Type::ipv4, "10.0", {10, 0, 0, 0}},
+        {Type::hex, "001b21AABBcc", {0, 0x1B, 0x21, 0xAA, 0xBB, 0xCC}},
+        {Type::hex, "AB", {0xAB, 0xAB, 0xEE, 0xEE, 0xEE, 0xEE}},
+        {Type::hex, "zz12", {0, 0x12}},
+        {Type::string, "ab", {'a', 'b', 0, 0}},
+        {Type::string, "abcdef", {'a', 'b', 'c', 0}},
+    };
+    for (auto const& [type, value, expected] : cases) {
+        char text[vx::propertyBufferSize] = "";
+        std::strcpy(text, value);
+        auto const size = static_cast<uint16_t>(expected.size());
+        std::vector<unsigned char> record(size + 2U, 0xEE); // a guard byte on either side
+        vx::convertValue({"", type, vx::Rule::conditional, vx::Meaning::plain, vx::noRole, 1, size},
+                         text, record.data());
+        EXPECT_TRUE(record.front() == 0xEE && record.back() == 0xEE);
+        EXPECT_EQ(std::vector(record.begin() + 1, record.end() - 1), expected) << value;
+    }
+}
+
+TEST(Personality, ProblemsAreNamed) {
+    std::string const version = "properties.file.version = \"1\"\n";
+    std::pair<std::string, std::vector<std::string>> const cases[] = {
+        // clang-format off
+        {version + "a = \"1\"\n# end\n", {}},
+        {version + "a = \"1\"\n\n# x\nb = 2\nc = \"3\"\n", {"line 5: not a property; nothing from here on is read"}},
+        {version + "a = \"1\"\na = \"2\"\n", {"repeated key a: only its first value counts"}},
+        {version + "a = \"" + std::string(255, 'x') + "\"\n", {"value of a has 255 characters or more and is cut"}},
+        {"# c\nbad\n" + version, {"line 2: not a property; nothing from here on is read", "no properties.file.version"}},
+        {version + "a = \"1\"\n\0b = \"2\""s, {"line 3: a NUL byte; nothing from here on is read"}},
+        {version + "properties.file.crc32 = \"1\"\n", {"the file's CRC does not match its content"}},
+        // clang-format on
+    };
+    for (auto const& [text, problems] : cases) {
+        EXPECT_EQ(tools::examinePersonality(text).problems, problems) << text;
+    }
+}
+
+TEST(Personality, SealingReplacesTheLine) {
+    std::string const path = testing::TempDir() + "seal" + std::to_string(::getpid());
+    std::ofstream(path) << "properties.file.crc32 = \"bad\"\nproperties.file.version = \"1\"\n"
+                           "properties.file.crc32_tool=\"b\"";
+    tools::sealPersonality(path);
+    std::string const once = tools::readText(path);
+    tools::sealPersonality(path);
+    EXPECT_EQ(tools::readText(path), once);
+    auto const report = tools::examinePersonality(once);
+    EXPECT_TRUE(report.sealed && report.properties == 3 && report.problems.empty());
+    std::ofstream(path) << "no property";
+    EXPECT_THROW(tools::sealPersonality(path), std::runtime_error);
+    EXPECT_EQ(tools::readText(path), "no property");
+    std::filesystem::remove(path);
 }
 
 } // namespace
