@@ -1,12 +1,18 @@
 /* A program of the blade's, as its author would write it. */
+#include <errno.h>
 #include <stdio.h>
 
 #include <vxblade/brapp.h>
 #include <vxblade/net.h>
+#include <vxblade/pmgr.h>
 
 int main(void) {
     static BridgeConfig bridge;
-    if (XBMGT_OpenBridgeApp("vxbrapp") <= 0) {
+    uint8_t initiators[XBMGT_GetInitiators_SIZE];
+    if (XBMGT_GetInitiators(initiators) != -1 || errno != EBADF) {
+        return 1; /* nothing is open yet */
+    }
+    if (pmgr_cb != &pmgr_control_block || XBMGT_OpenBridgeApp("vxbrapp") <= 0) {
         return 1;
     }
     printf("bridge %d, gateway %x\n", XBMGT_GetBridgeBasicInfo(&bridge), VXNetGetGateway("eth0"));
