@@ -1,26 +1,14 @@
 #include "tests/support/blade_files.h"
-#include "tests/support/system_calls.h"
-
-#include <vxblade/platform.h>
-
-#include <filesystem>
 
 #include <unistd.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 
 using Calls = std::vector<std::string>;
 
 struct MirrorSync : BladeTest {
-    void SetUp() override {
-        BladeTest::SetUp();
-        makeFiles({1, 8, 20, 42});
-    }
     void TearDown() override {
-        systemCalls.runner = nullptr;
-        systemCalls.slept = 0;
+        systemCalls = {};
         BladeTest::TearDown();
     }
 };
@@ -41,18 +29,17 @@ TEST_F(MirrorSync, Crc) {
 
 // A runner that does nothing, then copies: order, repetition, the pause between attempts.
 TEST_F(MirrorSync, OrderAndRepetition) {
+    makeFiles({1, 8, 20, 42});
     fs::resize_file(mirror(42), 5000);
     fs::remove(mirror(1));
     fs::remove(primary(8)); // its mirror stays as it is
     setByte(mirror(21), 20, 0xEE);
     writeBytes(primary(22), Bytes(10, 1)); // no record file, synchronised all the same
     Calls commands;
-    int refusals = 3;
     systemCalls.runner = [&](const std::string& command) {
         commands.push_back(command);
-        return refusals-- > 0 ? 0 : ::system(command.c_str());
+        return commands.size() <= 3 ? 0 : ::system(command.c_str());
     };
-    systemCalls.sleeps = 0;
     EXPECT_EQ(vxpmgr_Sync(1, 2, 3, 4) + vxpmgr_Sync(0, 0, 0, 0), 0) << "nothing differs any more";
     EXPECT_EQ(commands, (Calls{ddOf(1), ddOf(1), ddOf(1), ddOf(1), ddOf(22), ddOf(42), ddOf(21)}));
     EXPECT_EQ(systemCalls.sleeps, 6) << "two seconds before every attempt but the first";
@@ -60,24 +47,31 @@ TEST_F(MirrorSync, OrderAndRepetition) {
 
 // A pair that never becomes equal is copied until a copy fails or a signal interrupts the pause.
 TEST_F(MirrorSync, WhatEndsTheRepetition) {
-    int runs = 0;
-    int failing = 1;
-    systemCalls.runner = [&](const std::string&) {
-        systemCalls.slept = ++runs == 50 ? 1 : 0;
-        return runs == failing || runs > 50 ? 1 : 0;
+    const struct {
+        std::vector<int> differing;
+        int failing, interrupted; // copies, counted from 1
+        int result, copies;
+    } cases[] = {
+        {{21}, 1, 50, 0, 1}, // the sequence number's own result is ignored
+        {{8, 42}, 2, 50, -1, 2},
+        {{8, 42}, 51, 50, -1, 50},
     };
-    setByte(mirror(21), 20, 0xEE);
-    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), 0) << "of the sequence number's own the result is ignored";
-    EXPECT_EQ(runs, 1);
-    setByte(mirror(8), 70, 0xEE);
-    setByte(mirror(42), 70, 0xEE);
-    failing = 2;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), ddOf(8) + " failed\n");
-    EXPECT_EQ(runs, 2);
-    EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), -1);
-    EXPECT_EQ(runs, 50);
+    makeFiles({8, 42});
+    for (auto const& c : cases) {
+        for (int const index : c.differing) {
+            setByte(mirror(index), 50, 0xEE);
+        }
+        int copies = 0;
+        systemCalls.runner = [&](const std::string&) {
+            systemCalls.slept = ++copies == c.interrupted ? 1 : 0;
+            return copies < c.failing ? 0 : 1;
+        };
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(vxpmgr_Sync(0, 0, 0, 0), c.result);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  c.failing == 2 ? ddOf(8) + " failed\n" : "");
+        EXPECT_EQ(copies, c.copies);
+    }
 }
 
 // Arguments go on, every file but the reserved ones is copied in its place, without comparing.
@@ -93,29 +87,25 @@ TEST_F(MirrorSync, ArgumentsAndCommands) {
     EXPECT_EQ(in.front() + in[20], "paths 1000run " + copyOf(mirror(20), primary(20)));
 }
 
-TEST_F(MirrorSync, SequenceNumbersOfBothSides) {
+TEST_F(MirrorSync, PeerFiles) {
+    makeFiles({20});
+    EXPECT_EQ(CreatePeerPsstFile(20) + CreatePeerPsstFile(25), -2) << "it exists; no file";
+    fs::remove(mirror(20));
+    EXPECT_EQ(::close(CreatePeerPsstFile(20)), 0);
+    EXPECT_TRUE(fs::exists(mirror(20)));
     Bytes bytes(64, 0); // neither magic nor type
     bytes[20] = 5;
     bytes[25] = 1;
     writeBytes(mirror(21), bytes);
     uint64_t number = 0;
-    EXPECT_EQ(vxpmgr_GetSequenceNumber(7, &number), 0);
-    EXPECT_EQ(number, 0x10000000005ULL);
+    EXPECT_TRUE(vxpmgr_GetSequenceNumber(7, &number) == 0 && number == 0x10000000005ULL);
     fs::resize_file(mirror(21), 63);
     EXPECT_EQ(vxpmgr_GetSequenceNumber(7, &number), -1);
     EXPECT_EQ(vxpmgr_GetSequenceNumber(0, &number), 0);
     EXPECT_EQ(number, pmgr_cb->sequenceNumber);
 }
 
-TEST_F(MirrorSync, PeerFiles) {
-    EXPECT_EQ(CreatePeerPsstFile(20) + CreatePeerPsstFile(25), -2) << "it exists; no file";
-    fs::remove(mirror(20));
-    EXPECT_EQ(::close(CreatePeerPsstFile(20)), 0);
-    EXPECT_TRUE(fs::exists(mirror(20)));
-}
-
 TEST_F(MirrorSync, HeadersAreRewritten) {
-    BladeTest::SetUp();
     makeFiles(
         {1, 2, 3, 4, 5, 8, 10, 11, 13, 16, 17, 18, 35, 19, 20, 23, 24, 27, 29, 31, 30, 32, 33, 42});
     setByte(primary(33), 5, 0);

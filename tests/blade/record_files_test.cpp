@@ -1,5 +1,4 @@
 #include "tests/support/blade_files.h"
-#include "tests/support/system_calls.h"
 
 #include <vxblade/brapp.h>
 
@@ -13,7 +12,7 @@ namespace {
 struct RecordFiles : BladeTest {
     void SetUp() override {
         BladeTest::SetUp();
-        makeFiles({32, 33, 36, 40, 41, 43});
+        makeFiles({32, 33, 35, 36, 40, 41, 43});
         testing::internal::CaptureStdout();
     }
     void TearDown() override {
@@ -137,7 +136,7 @@ TEST_F(RecordFiles, StripesAndCachedLuns) {
     EXPECT_EQ(WritePhysLunStripeTable(&PhysLunStripeTable[7]), 0) << "before the first read";
     EXPECT_EQ(readBytes(primary(41)).at(64 + 7 * 8200 + 5), 0x77);
     ASSERT_EQ(ReadPhysLunStripeTable(), 0);
-    EXPECT_EQ(std::memcmp(&PhysLunStripeTable[1535].record, stripes.data() + 8200, 8200), 0);
+    EXPECT_EQ(std::memcmp(&PhysLunStripeTable[1535].record, &stripes[8200], 8200), 0);
 
     auto lun = filled<ClusterCachedLun>(0x44);
     lun.valid = PSST_SLOT_VALID;
@@ -167,7 +166,10 @@ TEST_F(RecordFiles, EventNotification) {
     EXPECT_EQ(entry.eventMask, 27U);
 }
 
-TEST_F(RecordFiles, MigrationParameters) {
+TEST_F(RecordFiles, Migration) {
+    static ExtMigrationEntry const entry{{{}, 0, 2}, filled<ExtMigrationRecord>(0xAB)};
+    EXPECT_EQ(WriteExtMigrationFile(&entry), 0);
+    EXPECT_TRUE(equal(onFile<ExtMigrationRecord>(35, 64 + 2 * 1088), entry.record));
     MigrationParam param{0x1267, {}};
     EXPECT_EQ(WriteMigrationParamFile(&param, PSST_PASSWD), -1);
     setByte(primary(36), 64 + 515, 0x5A); // of the migration's own

@@ -1,47 +1,20 @@
 #include "tests/support/blade_files.h"
-#include "tests/support/system_calls.h"
 
 #include "store/control_block.h"
 #include "store/psst_table.h"
 #include "tools/store_create.h"
 
 #include <vxblade/nor.h>
-#include <vxblade/platform.h>
 
-#include <filesystem>
 #include <set>
 #include <span>
-#include <stdexcept>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
-
 namespace {
 
 using StoreInit = BladeTest;
-
-void zeroWord(int index, std::size_t offset) {
-    Bytes bytes = readBytes(primary(index));
-    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(offset), 4, 0);
-    writeBytes(primary(index), bytes);
-}
-
-// What is done to one file of a good store. A file with half its marks is finished and wrong.
-const struct {
-    const char* what;
-    bool bad;
-    void (*damage)(int index);
-} damages[] = {
-    // clang-format off
-    {"remove",     false, [](int index) { fs::remove(primary(index)); }},
-    {"cut short",  false, [](int index) { fs::resize_file(primary(index), 63); }},
-    {"half made",  false, [](int index) { zeroWord(index, 4); zeroWord(index, 12); }},
-    {"zero magic", true,  [](int index) { zeroWord(index, 4); }},
-    {"zero size",  true,  [](int index) { zeroWord(index, 12); }},
-    // clang-format on
-};
 
 bool isGood(int index) {
     PsstHeader expected;
@@ -64,35 +37,38 @@ TEST_F(StoreInit, GoodFiles) {
     }
 }
 
+Bytes withoutWord(Bytes bytes, std::size_t offset) {
+    std::memset(&bytes.at(offset), 0, 4);
+    return bytes;
+}
+
+// One file of a good store is missing, half made (without both marks of its header), or finished
+// and wrong (without one of them).
 TEST_F(StoreInit, DamagedFiles) {
     const struct {
         std::vector<int> files;
-        int unfinished; // result where the file is absent or was never finished
-        int bad;        // result where it is finished and wrong
+        int unfinished, wrong; // results
     } cases[] = {{{1, 4, 8, 16, 20}, -1, -1},
                  {{32, 36}, 0, -1},
                  {{6, 7, 18, 27, 33, 35, 39, 40, 41, 42, 43}, 0, 0}};
     makeStore();
-    ASSERT_EQ(vxpmgr_init_lite(), 0);
-    auto const vpd = filled<VpdRecord>(0x5A);
-    ASSERT_EQ(vxpmgr_UpdateVpdInfo(&vpd), 0);
-    for (auto const& [files, unfinished, badResult] : cases) {
-        for (int const index : files) {
-            Bytes const keep = readBytes(primary(index));
-            for (auto const& [what, bad, damage] : damages) {
-                SCOPED_TRACE(std::to_string(index) + ", " + what);
-                damage(index);
-                EXPECT_EQ(vxpmgr_init_lite(), bad ? badResult : unfinished);
-                bool const exists = fs::exists(primary(index));
-                EXPECT_TRUE(bad || (exists && isGood(index)) == (unfinished == 0));
-                EXPECT_FALSE(exists && damage == damages[0].damage && unfinished != 0)
-                    << "left behind";
-                if (index == 6 || index == 7) { // each comes back from its twin, not from nothing
-                    EXPECT_EQ(readBytes(primary(index)), keep);
+    for (auto const& c : cases) {
+        for (int const index : c.files) {
+            std::string const path = primary(index);
+            Bytes const good = readBytes(path);
+            Bytes const wrong = withoutWord(good, 12);
+            for (Bytes const& damaged : {Bytes(), withoutWord(wrong, 4), wrong}) {
+                writeBytes(path, damaged);
+                if (damaged.empty()) {
+                    fs::remove(path);
                 }
+                SCOPED_TRACE(path + std::to_string(onFile<PsstHeader>(index, 0).magic));
+                EXPECT_EQ(vxpmgr_init_lite(), damaged == wrong ? c.wrong : c.unfinished);
+                EXPECT_EQ(fs::exists(path), !damaged.empty() || c.unfinished == 0);
+                EXPECT_TRUE(damaged == wrong || c.unfinished != 0 || isGood(index));
                 EXPECT_TRUE(index != 16 || vx::descriptorOf(1) == 0) << "all closed";
                 close_all_files();
-                writeBytes(primary(index), keep);
+                writeBytes(path, good);
             }
         }
     }
@@ -147,9 +123,9 @@ TEST_F(StoreInit, MigrationFileThatCannotBeMade) {
     EXPECT_GE(vx::descriptorOf(1), 3);
 }
 
-// Made over, the configuration goes for good before all else, and is valid again only after its
-// mirror: a try that a power cut ended is never refused, nor a store without its configuration
-// used.
+// Made over, the configuration goes for good before all else, and is valid again, by its header,
+// only after its records and both mirrors: a try that a power cut ended is never refused, nor a
+// store without its configuration used.
 TEST_F(StoreInit, StoreIsMadeOverInDurableOrder) {
     tools::CreateOptions options{SAMPLES "/personality-5.2.1.cfg", false, false};
     auto const create = [&] { printedBy([&] { tools::createStore(options); }); };
@@ -157,33 +133,25 @@ TEST_F(StoreInit, StoreIsMadeOverInDurableOrder) {
     char chassis[64];
     vornhal_getenv("ChassisName", chassis, sizeof chassis);
     EXPECT_STREQ(chassis, "vx2410-chassis");
-    EXPECT_THROW(tools::createStore(options), std::runtime_error) << "it is valid";
     options.force = true;
-    static OperationLog log;
-    systemCalls.operationLog = &log;
+    Trace trace;
+    systemCalls.trace = &trace;
     create();
-    systemCalls.operationLog = nullptr;
-    std::vector<std::string> changes; // the names, without what is opened, read or made
-    int valid = 0;                    // where the configuration is synced for the last time
-    for (int i = 0; i < log.count; ++i) {
-        auto const& entry = log.entries[i];
-        if (isDurable(entry.operation) && entry.operation != Operation::create) {
-            changes.emplace_back(entry.name);
-            valid = changes.back() == "nand1/brapp_config.bin" ? i : valid;
-        }
+    systemCalls.trace = nullptr;
+    EXPECT_EQ(trace[0].path + " " + trace[1].path, primary(1) + " /mnt/nand1");
+    EXPECT_EQ(trace.back().path, "/mnt/nand1") << "the name of what was made";
+    std::string order;
+    for (Change const& change : trace) {
+        bool const isWrite = change.kind == Operation::write;
+        bool const isHeader = isWrite && change.path == primary(1) && change.offset == 0;
+        order += isHeader && change.data[4] != 0                                 ? "valid, "
+                 : isWrite && change.path == primary(1)                          ? "r"
+                 : isWrite && change.path == mirror(1) + ".new"                  ? "mirror, "
+                 : change.kind == Operation::rename && change.path == mirror(21) ? "number, "
+                                                                                 : "";
     }
-    EXPECT_EQ(changes.at(0) + " " + changes.at(1), primary(1) + " nand1");
-    EXPECT_EQ(changes.back(), "nand1") << "the name of what was made";
-    if (::fork() == 0) { // once more, to the point where the configuration is valid
-        systemCalls.operations = 0;
-        systemCalls.fault = {Fault::Kind::powerCut, valid + 1, 0, 0};
-        create();
-    }
-    ::wait(nullptr);
-    EXPECT_TRUE(isGood(1));
-    for (int const index : {1, 21}) {
-        EXPECT_EQ(readBytes(mirror(index)), readBytes(primary(index)));
-    }
+    EXPECT_EQ(order.substr(order.rfind('r', order.rfind("mirror") - 1)),
+              "rmirror, number, valid, ");
 }
 
 TEST_F(StoreInit, EqualVersionsOnlyMakeMissingFiles) {

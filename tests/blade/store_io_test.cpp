@@ -1,12 +1,7 @@
 #include "tests/support/blade_files.h"
-#include "tests/support/system_calls.h"
 
 #include "common/files.h"
 #include "store/control_block.h"
-
-#include <vxblade/platform.h>
-
-#include <filesystem>
 
 #include <fcntl.h>
 
@@ -14,20 +9,10 @@ namespace {
 
 using StoreIo = BladeTest;
 
-constexpr const char* bitmapPath = "/mnt/nand0/backup_bitmap.bin";
-
-TEST_F(StoreIo, PlacesOfRecords) {
-    makeFiles({35});
-    static ExtMigrationEntry const entry{{{}, 0, 2}, filled<ExtMigrationRecord>(0xAB)};
-    Bytes records = readBytes(primary(35));
-    std::fill_n(records.begin() + 64 + 2 * 1088, 1088, 0xAB);
-    EXPECT_EQ(WriteExtMigrationFile(&entry), 0);
-    EXPECT_TRUE(readBytes(primary(35)) == records && readBytes(mirror(35)) == records);
-}
-
 TEST_F(StoreIo, OneWriteInDurableOrder) {
     makeFiles({20});
-    uint64_t const before = pmgr_cb->sequenceNumber;
+    uint64_t const before = sequenceNumberOnFile();
+    HostGroups[0].record.Flags = 7;
     EXPECT_EQ(
         callsOf([] { EXPECT_EQ(WriteHostGroupFile(&HostGroups[0]), 0); }),
         (std::vector<std::string>{
@@ -35,35 +20,31 @@ TEST_F(StoreIo, OneWriteInDurableOrder) {
             "write nand2/brapp_hostgroup.bin", "sync nand2/brapp_hostgroup.bin",
             "write nand1/brapp_seqno.cfg", "sync nand1/brapp_seqno.cfg",
             "write nand2/brapp_seqno.cfg", "sync nand2/brapp_seqno.cfg", "mark 21", "mark 20"}));
+    pmgr_cb->flags |= PMGR_FLAG_SEQUENCE_STOPPED;
+    HostGroups[0].record.Flags = 8;
+    EXPECT_EQ(callsOf([] { WriteHostGroupFile(&HostGroups[0]); }).size(), 5U);
     EXPECT_EQ(sequenceNumberOnFile(), before + 1);
-    EXPECT_EQ(readBytes(mirror(21)), readBytes(primary(21)));
+    for (int const index : {20, 21}) {
+        EXPECT_EQ(readBytes(mirror(index)), readBytes(primary(index)));
+    }
+    EXPECT_EQ(MirrorPsstFile("x", 1, 0, 0) + MirrorPsstFile("x", 1, 99, 0), -2);
 }
 
 TEST_F(StoreIo, BackupBitmap) {
+    std::string const bitmap = "/mnt/nand0/backup_bitmap.bin";
     for (uint32_t const index : {20U, 43U, 0U, 44U}) {
         EXPECT_EQ(vxbackup_SetBackupBitmap(index), index % 44 == 0 ? -1 : 0);
     }
-    EXPECT_EQ(readBytes(bitmapPath), (Bytes{0, 0, 0x10, 0, 0, 8, 0, 0}));
-    writeBytes(bitmapPath, {0}); // torn: which files it marked is not known
+    EXPECT_EQ(readBytes(bitmap), (Bytes{0, 0, 0x10, 0, 0, 8, 0, 0}));
+    writeBytes(bitmap, {0}); // torn: which files it marked is not known
     EXPECT_EQ(vxbackup_SetBackupBitmap(1), 0);
-    EXPECT_EQ(readBytes(bitmapPath), (Bytes{0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x0F, 0, 0}));
+    EXPECT_EQ(readBytes(bitmap), (Bytes{0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0x0F, 0, 0}));
 }
 
 TEST_F(StoreIo, ShortSequenceNumber) {
     writeBytes(primary(21), Bytes(63, 0xFF));
     EXPECT_EQ(ReadSequenceNumber() + UpdateSequenceNumber(1), -2);
     EXPECT_EQ(vx::descriptorOf(21), -1);
-}
-
-TEST_F(StoreIo, StoppedSequenceNumberStillMirrorsAndMarks) {
-    makeFiles({20});
-    uint64_t const before = sequenceNumberOnFile();
-    pmgr_cb->flags |= PMGR_FLAG_SEQUENCE_STOPPED;
-    HostGroups[0].record.Flags = 7;
-    EXPECT_EQ(callsOf([] { WriteHostGroupFile(&HostGroups[0]); }).size(), 5U);
-    EXPECT_EQ(sequenceNumberOnFile(), before);
-    EXPECT_EQ(readBytes(mirror(20)), readBytes(primary(20)));
-    EXPECT_EQ(MirrorPsstFile("x", 1, 0, 0) + MirrorPsstFile("x", 1, 99, 0), -2);
 }
 
 // A failed transfer closes the file for good: its number goes to another file, which later writes
@@ -110,10 +91,10 @@ TEST_F(StoreIo, TransfersEndWithTheirTable) {
     makeFiles({1, 8, 14, 20, 41});
     Bytes buffer(8200);
     for (auto const& c : cases) {
-        auto const size = std::filesystem::file_size(primary(c.index));
+        auto const size = fs::file_size(primary(c.index));
         EXPECT_EQ(WritePsstFile(buffer.data(), c.length, c.type, c.number, 0), c.result) << c.type;
         EXPECT_EQ(ReadPsstFile(buffer.data(), c.length, c.type, c.number, 0), c.result) << c.type;
-        EXPECT_TRUE(c.index == 14 || std::filesystem::file_size(primary(c.index)) == size);
+        EXPECT_TRUE(c.index == 14 || fs::file_size(primary(c.index)) == size);
         EXPECT_GT(vx::descriptorOf(c.index), 0) << c.type;
     }
     EXPECT_EQ(WritePsstFile(buffer.data(), 1, PSST_SNMP, 0, 0), -1) << "not open";
@@ -121,7 +102,8 @@ TEST_F(StoreIo, TransfersEndWithTheirTable) {
     EXPECT_EQ(WriteVpdFile(&vpd_info, PSST_PASSWD), -1);
 }
 
-TEST_F(StoreIo, ReadersKeepTheTableOnABadHeader) {
+// A whole file is read; one of another type, or whose last record is short, leaves the table.
+TEST_F(StoreIo, ReadersOfBadFiles) {
     const struct {
         int index;
         int (*read)();
@@ -131,20 +113,16 @@ TEST_F(StoreIo, ReadersKeepTheTableOnABadHeader) {
         {20, ReadHostGroupFile, &HostGroups[0].record},
         {41, ReadPhysLunStripeTable, &PhysLunStripeTable[0].record},
     };
+    makeFiles({9, 20, 41});
     for (auto const& c : cases) {
-        BladeTest::SetUp();
-        makeFiles({c.index});
         auto const* const bytes = static_cast<const char*>(c.table);
-        Bytes file = readBytes(primary(c.index));
-        file[64 + 10] = 0x5A;
-        ++file[16];
-        writeBytes(primary(c.index), file);
+        auto const type = static_cast<unsigned char>(readBytes(primary(c.index))[16]);
+        setByte(primary(c.index), 64 + 10, 0x5A);
+        setByte(primary(c.index), 16, 99);
         EXPECT_TRUE(c.read() == -1 && bytes[10] == 0) << c.index;
-        --file[16];
-        writeBytes(primary(c.index), file);
+        setByte(primary(c.index), 16, type);
         EXPECT_TRUE(c.read() == 0 && bytes[10] == 0x5A) << c.index;
-        file.pop_back(); // the last record is short
-        writeBytes(primary(c.index), file);
+        fs::resize_file(primary(c.index), fs::file_size(primary(c.index)) - 1);
         EXPECT_EQ(c.read(), -1) << c.index;
     }
 }

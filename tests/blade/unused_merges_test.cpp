@@ -1,34 +1,17 @@
+// The two merges that an upgrade does not make. They work on the table in memory; without an open
+// file their write fails, which changes nothing of what they decide.
 #include "tests/support/devices.h"
+#include "tools/personality.h"
 #include "upgrade/merge.h"
-
-#include <vxblade/platform.h>
-#include <vxblade/pmgr.h>
-
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
 
 namespace {
 
-// The two merges that an upgrade does not make. They work on the table in memory; without an open
-// file their write fails, which changes nothing of what they decide.
-constexpr int noFile = -1;
-
-// Runs a merge of two texts; a line of them is in a section.
+// Runs a merge of two texts.
 Seen merge(int (*operation)(PropertiesHandle, PropertiesHandle), const std::string& oldText,
            const std::string& newText) {
-    auto const read = [](const std::string& text) {
-        return propReadPropertiesBuffer(text.data(), static_cast<int>(text.size()));
-    };
-    PropertiesHandle const files[] = {read(oldText), read(newText)};
-    Seen const seen = see([&] { return operation(files[0], files[1]); });
-    propClosePropertiesFile(files[0]);
-    propClosePropertiesFile(files[1]);
-    return seen;
-}
-std::string snmp(const std::string& key, const std::string& value) {
-    return "config.snmp." + key + " = \"" + value + "\"\n";
+    auto const oldFile = tools::openDefaults(oldText);
+    auto const newFile = tools::openDefaults(newText);
+    return see([&] { return operation(oldFile.get(), newFile.get()); });
 }
 std::string chassis(const std::string& value, const std::string& key = "ChassisName") {
     return "config.chassis." + key + " = \"" + value + "\"\n";
@@ -41,21 +24,22 @@ TEST(UnusedMerges, SnmpTraps) {
     live.traps[3].enabled = 2;
     live.traps[3].TrapPort = 1620;
     std::strcpy(live.ReadCommunity, "mine");
-    std::string newFile = snmp("ReadCommunity", "private") + snmp("TrapCommunity", "traps") +
-                          snmp("Traps.8.TrapPort", "1");
-    for (const char* const trap : {"Traps.0.Trap", "Traps.3.Trap", "Traps.7.Trap"}) {
-        newFile +=
-            snmp(trap + std::string("Version"), "2") + snmp(trap + std::string("Port"), "162");
+    std::string newFile = "config.snmp.ReadCommunity = \"private\"\n"
+                          "config.snmp.TrapCommunity = \"traps\"\n";
+    for (const char* const number : {"0", "3", "7", "8"}) {
+        std::string const trap = std::string("config.snmp.Traps.") + number + ".Trap";
+        newFile += trap + "Version = \"2\"\n" + trap + "Port = \"162\"\n";
     }
     Seen const seen = merge(vx::compareDefaultSnmpConfigInfo,
-                            snmp("ReadCommunity", "public") + snmp("TrapCommunity", ""), newFile);
+                            "config.snmp.ReadCommunity = \"public\"\n", newFile);
     std::string const moved = "Compare Diff: field=TrapPort, update=1\n"
                               "Compare Diff: field=TrapVersion, update=1\n";
     EXPECT_EQ(seen.output, "Compare Diff: field=TrapCommunity, update=1\n" + moved + moved);
-    EXPECT_NE(seen.errors.find("!1190 3: Already configured. TrapPort 1620. Enabled: 2. Not"),
-              seen.errors.npos);
-    EXPECT_NE(seen.errors.find("!1200 Updating SNMP\n"), seen.errors.npos);
-    EXPECT_EQ(seen.result, noFile);
+    for (std::string const said :
+         {"!1190 3: Already configured. TrapPort 1620. Enabled: 2. Not", "!1200 Updating SNMP\n"}) {
+        EXPECT_NE(seen.errors.find(said), seen.errors.npos) << said;
+    }
+    EXPECT_EQ(seen.result, -1) << "no file is open";
     EXPECT_STREQ(live.ReadCommunity, "mine");
     EXPECT_EQ(live.traps[0].TrapPort, 162U);
     EXPECT_EQ(live.traps[3].TrapPort, 1620U);
@@ -84,10 +68,10 @@ TEST(UnusedMerges, ChassisName) {
             vornhal_setenv("ChassisName", live.c_str());
         }
         Seen const seen = merge(vx::compareDefaultChassisName, oldFile, newFile);
-        EXPECT_EQ(seen.output, "");
-        EXPECT_EQ(seen.result, -1);
-        EXPECT_EQ(seen.errors.find("CurrChassisName is " + live + " \n") == seen.errors.npos,
-                  live.empty());
+        EXPECT_EQ(seen.output + std::to_string(seen.result), "-1");
+        bool const isSaid =
+            seen.errors.find("CurrChassisName is " + live + " \n") != std::string::npos;
+        EXPECT_EQ(isSaid, !live.empty());
         EXPECT_EQ(seen.errors.find("update chassis name") != seen.errors.npos, isSaved);
         // Where the merge saved it, it is read from the flash.
         EXPECT_EQ(isSaved ? vornhal_init_env(0) : 0, 0);

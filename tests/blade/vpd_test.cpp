@@ -1,12 +1,7 @@
 #include "tests/support/blade_files.h"
-#include "tests/support/system_calls.h"
 
 #include "common/files.h"
 #include "store/control_block.h"
-
-#include <vxblade/platform.h>
-
-#include <filesystem>
 
 #include <fcntl.h>
 
@@ -24,9 +19,8 @@ Pair onBoth() {
 struct Vpd : BladeTest {
     void SetUp() override {
         BladeTest::SetUp();
+        vpd_info.record = filled<VpdRecord>(0x5A);
         makeFiles({vpd});
-        auto const record = filled<VpdRecord>(0x5A);
-        ASSERT_EQ(vxpmgr_UpdateVpdInfo(&record), 0);
         good = onBoth();
         InitDatabaseLite();
     }
@@ -87,9 +81,8 @@ TEST_F(Vpd, CopiesCheckTheirSource) {
     for (auto const& [source, target, copy] :
          {std::tuple(vpd, backup, &copy_vpd_psst), {backup, vpd, &copy_backup_vpd_psst}}) {
         put(good);
-        std::filesystem::remove(primary(target));
+        fs::remove(primary(target));
         EXPECT_EQ(copy(0), -1) << "asked not to create";
-        EXPECT_FALSE(std::filesystem::exists(primary(target)));
         setByte(primary(source), 2000, 0);
         auto const bad = onBoth();
         EXPECT_EQ(copy(1), -1);

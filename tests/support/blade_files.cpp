@@ -1,13 +1,6 @@
 #include "tests/support/blade_files.h"
 
-#include <vxblade/platform.h>
-#include <vxblade/pmgr.h>
-
-#include <filesystem>
 #include <fstream>
-#include <system_error>
-
-namespace fs = std::filesystem;
 
 constexpr const char* volumes[] = {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"};
 

@@ -1,16 +1,18 @@
 // The simulated blade's volumes, as tests see them.
 #pragma once
 
-#include <algorithm>
-#include <cstdint>
-#include <cstring>
-#include <string>
-#include <vector>
+#include "tests/support/system_calls.h"
 
+#include <vxblade/platform.h>
 #include <vxblade/pmgr.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+namespace fs = std::filesystem;
 using Bytes = std::vector<unsigned char>;
 
 // The content of a file, nothing where it is missing; and a file of such content.
