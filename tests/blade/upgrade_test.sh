@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
-# The unmodified programs on a simulated blade: a whole upgrade, and the five outcomes of a run.
+# The unmodified programs on a simulated blade: what they do besides the merge, which the oracle decides.
 # usage: upgrade_test.sh BIN SAMPLES
 . "$(dirname "$0")/../support/shell_support.sh"
 reference=$state/nand0/default_bridge_config.cfg
 create=(vxcfg store create --defaults "$old")
 size=(vxcfg set config.bridge.BridgeLogSize)
-copying="vxpvh:main!1634 Copying new personality file into /mnt/nand0"
 
 show() { blade vxcfg show "$@"; }
 same() { cmp "$1" "$2" 2>&1; }
@@ -22,22 +21,9 @@ blade "${size[@]}" 9999
 planned=$(vxcfg plan --volumes "$state" "$new" |
   sed -nE 's/^(CHANGE|FORCE ) [^ ]*\.([^ .]*) .*/Compare Diff: field=\2, update=1/p')
 run_upgrade
-check "exit status" 0 "$status"
-check "fields that move" 51 "$(wc -l <<<"$planned")"
+check "exit status, fields that move" "0 51" "$status $(wc -l <<<"$planned")"
 check "fields that move, as planned" "$planned" "$(grep '^Compare' "$work/out")"
-check "first lines of standard output, in order" \
-  "compareDefaultConfiguration: Verify that /mnt/nand1 is mounted
- on /mnt/nand1 
-cmdstr: mount | grep /mnt/nand1
-status 0x0
-PropertyParser: read $(stat -c %s "$new") bytes from default_bridge_config.cfg
-PropertyParser: read $(stat -c %s "$old") bytes from /mnt/nand0/default_bridge_config.cfg.0" \
-  "$(head -6 "$work/out" | sed 's,^.*\( on /mnt/nand1 \).*$,\1,')"
-check "remote-access files that were missing" 3 "$(said "SshConfigFiles: [a-zA-Z]*Config File doesn't exist $")"
-# Besides the flash's geometry; where device nodes have no number, that is reported.
-check "first and last lines of standard error" \
-  "vxpvh:compareDefaultConfiguration!1524 Personality File version difference detected old=5.2.1.40 new=5.3.0.12
-$copying" "$(grep -v '^vhnor_api: vhnor_init' "$work/err" | sed -n '1p;$p')"
+check "what the mount command prints is in its place" 1 "$(sed -n 2p "$work/out" | grep -c ' on /mnt/nand1 ')"
 if grep -q mtd "$state/proc-devices"; then
   check "no device error on a stream or in the system log" "" \
     "$(grep -hi -e fail -e mismatch -e error -e 'not available' "$work/out" "$work/err"; cat "$state/syslog")"
@@ -110,38 +96,20 @@ if [ "${SANITIZED:-OFF}" != ON ]; then
   new_store
   rm "$state"/nand1/brapp_{phys_lun_stripe_table,logical_lun,registered_clients}.bin
   peak=$(in_firmware peak_memory "$bin/vxpvh" 2>&1 >"$work/out" | sed -n 's/^peak_memory: //p')
-  check "the measured run merged" 52 "$(count "$work/out" '^Compare')"
-  check "peak of resident memory, $peak KiB" yes "$([ "${peak:-9999}" -lt 4096 ] && echo yes)"
+  check "the measured run merged; its peak of resident memory, $peak KiB" "52 0" \
+    "$(count "$work/out" '^Compare') $((${peak:-9999} / 4096))"
 fi
 
-# --- The rest of the five outcomes: versions, mounted, store usable -> copies made, record changed.
-# outcome WHAT NEWFILE COPIED CHANGED [BLADESIM OPTION]...
-outcome() {
-  cp "$2" "$firmware"
-  rm -f "$reference.1"
-  local before
-  before=$(stored nand1/brapp_config.bin)
-  run_upgrade "${@:5}"
-  check "$1: status, copied, record unchanged" "0 $3 $4" "$status $(exists "$reference.1") $(
-    [ "$before" = "$(stored nand1/brapp_config.bin)" ] && echo kept || echo changed)"
-}
+# --- A volume that is not mounted: nothing is made below it, and the old defaults stay for later.
 new_store
-outcome "differ, not mounted" "$new" yes kept --unmounted nand1
-check "the old defaults are kept" "" "$(same "$old" "$reference.unmerged")"
-check "both are said" "1 1" "$(said 'the old defaults are kept as /mnt/nand0/default_bridge_config.cfg.unmerged$') $(
-  count "$work/out" '^compareDefaultConfiguration: /mnt/nand1 not mounted$')"
-outcome "equal, mounted" "$new" no kept
-outcome "equal, not mounted" "$new" yes kept --unmounted nand1
-check "nothing but the copies is reported" "$copying" "$(cat "$work/err")"
+before=$(stored 'nand[12]/*')
 for file in "$new" "$new" "$old" "$old"; do # versions differ, and are equal thanks to the copies
   cp "$file" "$firmware"
   check "nothing is made below an unmounted volume" "" \
     "$(in_firmware --unmounted nand1 sh -c 'vxpvh >/dev/null 2>&1; ls -A /mnt/nand1')"
+  check "the copies are made, the store is kept" "$before" "$(same "$file" "$reference.1")$(stored 'nand[12]/*')"
 done
-spoil "$state/nand1/brapp_config.bin"
-outcome "differ, store unusable" "$new" yes kept
 check "the oldest defaults stay" "" "$(same "$old" "$reference.unmerged")"
-check "an unusable store is said" 1 "$(said '!1532 The store could not be opened: -1$')"
 
 # --- A section that cannot be written does not stop the next.
 new_store
