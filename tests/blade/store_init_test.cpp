@@ -75,15 +75,12 @@ TEST_F(StoreInit, DamagedFiles) {
 }
 
 TEST_F(StoreInit, ResetClearsEverything) {
-    auto const bytesOf = [](auto& table) { return std::as_writable_bytes(std::span(&table, 1)); };
-    std::span<std::byte> const tables[] = {
-        // clang-format off
-        bytesOf(bridge_configuration), bytesOf(dm_globals), bytesOf(mgmt_port), bytesOf(passwd_data),
-        bytesOf(snmp_info), bytesOf(vpd_info), bytesOf(Fcip), bytesOf(HostGroups), bytesOf(TargetDevices),
-        bytesOf(LogicalLuns), bytesOf(WriteCacheMarker), bytesOf(StoragePoolInfo), bytesOf(eventnotify_info),
-        bytesOf(ClusterMemberInfo), bytesOf(CacheStorePhysDrvInfo), bytesOf(port_configuration[31].record),
-        // clang-format on
-    };
+    std::vector<std::span<std::byte>> tables;
+    [&](auto&... table) {
+        (tables.push_back(std::as_writable_bytes(std::span(&table, 1))), ...);
+    }(bridge_configuration, dm_globals, mgmt_port, passwd_data, snmp_info, vpd_info, Fcip,
+      HostGroups, TargetDevices, LogicalLuns, WriteCacheMarker, StoragePoolInfo, eventnotify_info,
+      ClusterMemberInfo, CacheStorePhysDrvInfo, port_configuration[31].record);
     for (auto const& table : tables) {
         std::ranges::fill(table, std::byte{0xEE});
     }

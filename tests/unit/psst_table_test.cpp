@@ -4,15 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <fstream>
 #include <sstream>
-#include <string>
 
 namespace {
-
-constexpr uint32_t crcOfZeroVpd = 0x2FEFD946;
 
 std::string recordsOf(const vx::PsstFile& file) {
     std::string const size = std::to_string(file.recordSize);
@@ -40,17 +36,18 @@ TEST(PsstTable, FilesAreThoseOfTheDocument) {
     }
 }
 
-TEST(PsstTable, HeadersAndRecordsOfEveryType) {
-    for (uint32_t type = 0; type < 49; ++type) {
-        std::array<uint32_t, 16> words;
+// One type of each kind: of a file, of the VPD, of records within a file, of no file.
+TEST(PsstTable, Headers) {
+    constexpr uint32_t crcOfZeroVpd = 0x2FEFD946;
+    using Words = std::array<uint32_t, 16>;
+    for (Words const& expected : {Words{13, 0x1BADA555, 0, 7584, 23, 0, 0, 64},
+                                  {13, 0x1BADA555, crcOfZeroVpd, 2288, 10, 0, 0, 64},
+                                  {13, 0x1BADA555, 0, 64, 3, 0, 0, 64},
+                                  {13, 0x1BADA555, 0, 64, 47, 0, 0, 64}}) {
+        Words words;
         words.fill(0xEEEEEEEE);
-        CreateHeader(reinterpret_cast<PsstHeader*>(words.data()), type);
-        uint32_t const crc = type == 9 || type == 10 ? crcOfZeroVpd : 0;
-        bool const hasFile = type == 2 || (type > 3 && type < 47);
-        uint32_t const size = hasFile ? vx::psstFile(vx::fileIndexOf(type)).size : 64;
-        EXPECT_EQ(words, (std::array<uint32_t, 16>{13, 0x1BADA555, crc, size, type, 0, 0, 64}));
-        constexpr uint32_t without[] = {0, 1, 24, 25, 28, 29, 31, 37, 40, 41, 47, 48};
-        EXPECT_EQ(vx::placeOf(type).has_value(), std::ranges::count(without, type) == 0) << type;
+        CreateHeader(reinterpret_cast<PsstHeader*>(words.data()), expected[4]);
+        EXPECT_EQ(words, expected);
     }
 }
 
