@@ -21,15 +21,13 @@ PortParams filledPort(uint16_t type, uint16_t number) {
 }
 
 TEST_F(ConfigApi, FlagsOfUpdates) {
+    auto const mgmt = filled<MgmtPortConfig>(1);
     for (uint32_t const flags : {0U, 0x100U, 1U, 0x80U, 0x101U}) { // only the low byte counts
         uint64_t const before = pmgr_cb->sequenceNumber;
         auto const port = filledPort(PORT_TYPE_ISCSI, 0);
-        auto const bridge = filled<BridgeConfig>(1);
-        auto const mgmt = filled<MgmtPortConfig>(1);
-        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, flags) +
-                      vxpmgr_UpdateBridgeConfigInfo(&bridge, flags) +
-                      vxpmgr_UpdateMgmtPortInfo(&mgmt, flags),
-                  0);
+        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, flags), 0);
+        EXPECT_EQ(vxpmgr_UpdateBridgeConfigInfo(&bridge_configuration.record, flags), 0);
+        EXPECT_EQ(vxpmgr_UpdateMgmtPortInfo(&mgmt, flags), 0);
         EXPECT_EQ(pmgr_cb->sequenceNumber - before, (flags & 0xFF) == 0 ? 0U : 3U) << flags;
     }
 }
@@ -48,17 +46,19 @@ TEST_F(ConfigApi, PortsLandInTheirSlots) {
     for (auto const& c : cases) {
         HwVer = c.board;
         auto port = filledPort(c.type, c.number);
-        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, 1), c.slot < 0 ? -1 : 0);
-        EXPECT_EQ(vxpmgr_GetPortParams(&port, c.type, c.number), c.slot < 0 ? -1 : 0);
-        if (c.slot >= 0) {
-            auto const slot = static_cast<uint32_t>(c.slot);
-            PortSlot expected = {slot, 0, 0xC3, port, {}};
-            EXPECT_EQ(port.boardWords[0] & 0xFF, 0x42) << "memory keeps them";
-            std::memset(expected.params.boardWords, c.words, sizeof port.boardWords);
-            EXPECT_TRUE(equal(onFile<PortSlot>(1, portSlotAt(slot)), expected)) << c.slot;
-            bool const isIp = c.type == 1 || c.type == 2; // others carry none of its settings
-            EXPECT_EQ(port.PortNumber, isIp ? 0x4242 : 0) << c.slot;
+        int const result = c.slot < 0 ? -1 : 0;
+        EXPECT_EQ(vxpmgr_UpdatePortParams(&port, 1), result);
+        EXPECT_EQ(vxpmgr_GetPortParams(&port, c.type, c.number), result);
+        if (result != 0) {
+            continue;
         }
+        auto const slot = static_cast<uint32_t>(c.slot);
+        PortSlot expected = {slot, 0, 0xC3, port, {}};
+        EXPECT_EQ(port.boardWords[0] & 0xFF, 0x42) << "memory keeps them";
+        std::memset(expected.params.boardWords, c.words, sizeof port.boardWords);
+        EXPECT_TRUE(equal(onFile<PortSlot>(1, portSlotAt(slot)), expected)) << c.slot;
+        bool const isIp = c.type == 1 || c.type == 2; // others carry none of its settings
+        EXPECT_EQ(port.PortNumber, isIp ? 0x4242 : 0) << c.slot;
     }
     auto port = filledPort(PORT_TYPE_NONE, 99); // of no type: nothing is done
     EXPECT_EQ(vxpmgr_UpdatePortParams(&port, 1), 0);

@@ -104,26 +104,21 @@ TEST_F(StoreIo, TransfersEndWithTheirTable) {
 
 // A whole file is read; one of another type, or whose last record is short, leaves the table.
 TEST_F(StoreIo, ReadersOfBadFiles) {
-    const struct {
-        int index;
-        int (*read)();
-        const void* table;
-    } cases[] = {
-        {9, ReadSnmpFile, &snmp_info.record},
-        {20, ReadHostGroupFile, &HostGroups[0].record},
-        {41, ReadPhysLunStripeTable, &PhysLunStripeTable[0].record},
-    };
     makeFiles({9, 20, 41});
-    for (auto const& c : cases) {
-        auto const* const bytes = static_cast<const char*>(c.table);
-        auto const type = static_cast<unsigned char>(readBytes(primary(c.index))[16]);
-        setByte(primary(c.index), 64 + 10, 0x5A);
-        setByte(primary(c.index), 16, 99);
-        EXPECT_TRUE(c.read() == -1 && bytes[10] == 0) << c.index;
-        setByte(primary(c.index), 16, type);
-        EXPECT_TRUE(c.read() == 0 && bytes[10] == 0x5A) << c.index;
-        fs::resize_file(primary(c.index), fs::file_size(primary(c.index)) - 1);
-        EXPECT_EQ(c.read(), -1) << c.index;
+    for (auto const& [index, read, table] :
+         {std::tuple<int, int (*)(), void*>{9, ReadSnmpFile, &snmp_info.record},
+          {20, ReadHostGroupFile, &HostGroups[0].record},
+          {41, ReadPhysLunStripeTable, &PhysLunStripeTable[0].record}}) {
+        Bytes file = readBytes(primary(index));
+        file[64 + 10] = 0x5A;
+        ++file[16];
+        writeBytes(primary(index), file);
+        EXPECT_TRUE(read() == -1 && bytesOf(table, 11)[10] == 0) << index;
+        --file[16];
+        writeBytes(primary(index), file);
+        EXPECT_TRUE(read() == 0 && bytesOf(table, 11)[10] == 0x5A) << index;
+        fs::resize_file(primary(index), file.size() - 1);
+        EXPECT_EQ(read(), -1) << index;
     }
 }
 

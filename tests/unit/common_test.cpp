@@ -31,32 +31,24 @@ TEST(Crc32, EveryLengthAlignmentAndSplit) {
     EXPECT_EQ(crc32(0, data, 40), 0x3E55D6A2U);
 }
 
-TEST(List, InsertsAtBothEndsAndRemovesAnywhere) {
+TEST(List, InsertsAndRemovesAtBothEnds) {
     VXLIST head;
     VXLIST links[3];
-    // The list's order by link number, the same in both directions.
-    auto const expectOrder = [&](const std::string& order) {
-        std::string numbers;
-        for (VXLIST* at = head.next; at != &head; at = at->next) {
-            EXPECT_EQ(at->next->previous, at);
-            numbers += std::to_string(at - links);
-        }
-        EXPECT_EQ(numbers, order);
-        EXPECT_EQ(VXLIST_list_mt(&head), order.empty());
-    };
     VXLIST_init_listhead(&head);
     VXLIST_insert_on_list_tail(&head, &links[1]);
     VXLIST_insert_on_list_head(&head, &links[0]);
     VXLIST_insert_on_list_tail(&head, &links[2]);
-    expectOrder("012");
+    EXPECT_EQ(VXLIST_list_mt(&head), 0);
     for (bool const again : {false, true}) { // on no list: harmless
         EXPECT_EQ(VXLIST_remove_from_list(&links[1]), &links[1]) << again;
         EXPECT_EQ(VXLIST_list_mt(&links[1]), 1);
-        expectOrder("02");
     }
-    EXPECT_EQ(VXLIST_remove_from_list_tail(&head), &links[2]);
-    EXPECT_EQ(VXLIST_remove_from_list_head(&head), &links[0]);
-    expectOrder("");
+    VXLIST_insert_on_list_head(&head, &links[1]);
+    for (int const last : {2, 0}) { // of 1, 0, 2
+        EXPECT_EQ(VXLIST_remove_from_list_tail(&head), &links[last]);
+    }
+    EXPECT_EQ(VXLIST_remove_from_list_head(&head), &links[1]);
+    EXPECT_EQ(VXLIST_list_mt(&head), 1);
     EXPECT_EQ(VXLIST_remove_from_list_head(&head), nullptr);
     EXPECT_EQ(VXLIST_remove_from_list_tail(&head), nullptr);
 }
