@@ -2,11 +2,6 @@
 
 #include <vxblade/brapp.h>
 
-#include <deque>
-#include <map>
-#include <numeric>
-#include <random>
-
 namespace {
 
 struct RecordFiles : BladeTest {
@@ -28,61 +23,51 @@ RegisteredClient clientOf(uint32_t number) {
     return client;
 }
 
-// The table against a map of slots and a queue of free ones.
-TEST_F(RecordFiles, ClientTableFollowsAModel) {
-    std::mt19937 random(7);
-    std::map<uint32_t, uint32_t> slotOf; // by client
-    std::deque<uint32_t> freeSlots(256);
-    std::iota(freeSlots.begin(), freeSlots.end(), 0U);
-    RegisteredClient const first = clientOf(0);
-    EXPECT_EQ(vxpmgr_addRegisteredClient(&first), -2) << "no slot before the file is read";
-    ASSERT_EQ(ReadRegisteredClientInfo(), 0);
-    for (int step = 0; step < 6000; ++step) {
-        uint32_t const number = static_cast<uint32_t>(random() % 400);
-        RegisteredClient const client = clientOf(number);
-        bool const known = slotOf.contains(number);
-        if (random() % 3 != 0) {
-            int const expected = known ? -1 : freeSlots.empty() ? -2 : 0;
-            ASSERT_EQ(vxpmgr_addRegisteredClient(&client), expected);
-            if (expected == 0) {
-                slotOf[number] = freeSlots.front();
-                freeSlots.pop_front();
-            }
-        } else {
-            ASSERT_EQ(vxpmgr_delRegisteredClient(&client), known ? 0 : -1);
-            if (known) {
-                freeSlots.push_front(slotOf[number]);
-                slotOf.erase(number);
-            }
-        }
-        auto const& counts = pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS];
-        ASSERT_TRUE(counts.free == freeSlots.size() && counts.inUse == slotOf.size());
-    }
-    // In memory, and in the file when that is read again.
-    for (uint32_t number = 0; number < 800; ++number) {
-        EXPECT_TRUE(number != 400 || prints("data_cfg -> Valid: c3\n", ReadRegisteredClientInfo));
-        auto const known = slotOf.find(number % 400);
-        RegisteredClient const client = clientOf(number % 400);
-        EXPECT_EQ(findRegisteredClient(&client),
-                  known != slotOf.end() ? &RegisteredClients[known->second] : nullptr);
-    }
-    std::size_t enumerated = 0;
-    RegisteredClient out{};
-    for (int next = -5; (next = vxpmgr_getNextRegisteredClient(&out, next)) > 0; ++enumerated) {
-        EXPECT_EQ(out.block[127], RegisteredClients[next - 1].record.client.block[127]);
-    }
-    EXPECT_EQ(enumerated, slotOf.size());
+int add(uint32_t number) {
+    RegisteredClient const client = clientOf(number);
+    return vxpmgr_addRegisteredClient(&client);
+}
+int remove(uint32_t number) {
+    RegisteredClient const client = clientOf(number);
+    return vxpmgr_delRegisteredClient(&client);
+}
+// The slot of a client, -1 where it has none.
+std::ptrdiff_t slotOf(uint32_t number) {
+    RegisteredClient const client = clientOf(number);
+    auto const* const entry = findRegisteredClient(&client);
+    return entry == nullptr ? -1 : entry - RegisteredClients;
 }
 
-TEST_F(RecordFiles, ClientsOfOtherLengthsAndCopies) {
+TEST_F(RecordFiles, ClientsTakeTheSlotThatWasFreedLast) {
+    EXPECT_EQ(add(0), -2) << "no slot before the file is read";
     ASSERT_EQ(ReadRegisteredClientInfo(), 0);
-    RegisteredClient one = clientOf(1);
-    EXPECT_EQ(vxpmgr_addRegisteredClient(&one), 0);
-    for (uint32_t const length : {6U, 257U}) { // the same bytes, and one more; beyond the field
-        one.identityLength = length;
-        EXPECT_EQ(vxpmgr_delRegisteredClient(&one), -1);
+    for (uint32_t number = 0; number < 257; ++number) {
+        EXPECT_EQ(add(number), number < 256 ? 0 : -2);
     }
-    EXPECT_EQ(vxpmgr_addRegisteredClient(&one), -1);
+    EXPECT_EQ(add(7), -1) << "known";
+    EXPECT_EQ(remove(5) + remove(200) + remove(9), 0);
+    EXPECT_EQ(remove(9), -1);
+    EXPECT_EQ(add(300) + add(301), 0);
+    for (bool const again : {false, true}) { // in memory, and read from the file
+        EXPECT_TRUE(!again || prints("data_cfg -> Valid: c3\n", ReadRegisteredClientInfo));
+        std::pair<uint32_t, std::ptrdiff_t> const slots[] = {
+            {300, 9}, {301, 200}, {5, -1}, {9, -1}, {255, 255}};
+        for (auto const& [number, slot] : slots) {
+            EXPECT_EQ(slotOf(number), slot) << number;
+        }
+        auto const& counts = pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS];
+        EXPECT_TRUE(counts.free == 1 && counts.inUse == 255);
+    }
+    RegisteredClient out{};
+    EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, -5), 1);
+    EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, 5), 7) << "5 is free";
+    EXPECT_EQ(out.block[127], 6);
+    EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, 256), -1);
+    out.identityLength = 257; // beyond its field
+    EXPECT_EQ(vxpmgr_addRegisteredClient(&out) + vxpmgr_delRegisteredClient(&out), -2);
+    out = clientOf(6);
+    ++out.identityLength; // the same bytes, and one more
+    EXPECT_EQ(vxpmgr_delRegisteredClient(&out), -1);
     RegisteredClientEntry copy{{{}, 0, 200}, {}};
     copy.record.opaque389[0] = 9;
     EXPECT_EQ(WriteRegisteredClientInfo(&copy), 0);
@@ -124,6 +109,9 @@ TEST_F(RecordFiles, StripesAndCachedLuns) {
     EXPECT_EQ(readBytes(primary(41)).at(64 + 7 * 8200 + 5), 0x77);
     ASSERT_EQ(ReadPhysLunStripeTable(), 0);
     EXPECT_EQ(std::memcmp(&PhysLunStripeTable[1535].record, &stripes[8200], 8200), 0);
+    setByte(primary(41), 4, 0);
+    EXPECT_EQ(ReadPhysLunStripeTable(), -1) << "no header";
+    EXPECT_EQ(PhysLunStripeTable[1535].record.valid, PSST_SLOT_VALID) << "the table is kept";
 
     auto lun = filled<ClusterCachedLun>(0x44);
     lun.valid = PSST_SLOT_VALID;

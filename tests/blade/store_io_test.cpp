@@ -102,24 +102,4 @@ TEST_F(StoreIo, TransfersEndWithTheirTable) {
     EXPECT_EQ(WriteVpdFile(&vpd_info, PSST_PASSWD), -1);
 }
 
-// A whole file is read; one of another type, or whose last record is short, leaves the table.
-TEST_F(StoreIo, ReadersOfBadFiles) {
-    makeFiles({9, 20, 41});
-    for (auto const& [index, read, table] :
-         {std::tuple<int, int (*)(), void*>{9, ReadSnmpFile, &snmp_info.record},
-          {20, ReadHostGroupFile, &HostGroups[0].record},
-          {41, ReadPhysLunStripeTable, &PhysLunStripeTable[0].record}}) {
-        Bytes file = readBytes(primary(index));
-        file[64 + 10] = 0x5A;
-        ++file[16];
-        writeBytes(primary(index), file);
-        EXPECT_TRUE(read() == -1 && bytesOf(table, 11)[10] == 0) << index;
-        --file[16];
-        writeBytes(primary(index), file);
-        EXPECT_TRUE(read() == 0 && bytesOf(table, 11)[10] == 0x5A) << index;
-        fs::resize_file(primary(index), file.size() - 1);
-        EXPECT_EQ(read(), -1) << index;
-    }
-}
-
 } // namespace

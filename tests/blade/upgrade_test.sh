@@ -38,7 +38,7 @@ check "docs/settings.md is what vxcfg settings prints" "" "$(vxcfg settings | sa
 
 # --- A second run finds equal versions: nothing to merge, nothing to copy.
 before=$(stored 'nand?/*')
-rm "$state/nand1/brapp_cluster_metadata.bin"
+rm "$state"/nand1/brapp_{cache,cluster,event,ext,logical,migration_param,phys,registered}*
 run_upgrade
 check "second run: status, merge, standard error" "0" "$status$(grep '^Compare' "$work/out")$(cat "$work/err")"
 check "second run makes what is missing and changes nothing else" "$(grep -v seqno <<<"$before")" \

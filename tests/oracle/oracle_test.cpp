@@ -24,17 +24,15 @@ bool isMounted = true;
 extern "C" {
 int __wrap_system(const char* command) {
     std::istringstream words(command);
-    std::array<std::string, 4> word;
-    for (std::string& one : word) {
-        words >> one;
+    std::string name, first, second, third;
+    words >> name >> first >> second >> third;
+    if (name == "cp") {
+        writeText(second, readText(first));
+    } else if (name == "mv") {
+        EXPECT_TRUE(third.starts_with(oracle::sequenceFile + "."));
+        fs::rename(second, oracle::movedAside);
     }
-    if (word[0] == "cp") {
-        writeText(word[2], readText(word[1]));
-    } else if (word[0] == "mv") {
-        EXPECT_TRUE(word[3].starts_with(oracle::sequenceFile + "."));
-        fs::rename(word[2], oracle::movedAside);
-    }
-    return word[0] == "mount" && !isMounted ? 0x100 : 0;
+    return name == "mount" && !isMounted ? 0x100 : 0;
 }
 int __wrap_initGpDevice() {
     return -1;
@@ -144,9 +142,7 @@ void change(Random& random, Properties& properties) {
     unsigned const share = random.of(std::array{3U, 25U, 75U});
     for (auto& [key, value] : properties) {
         if (random.percent(key == "properties.file.version" ? 97 : share)) {
-            value = random.percent(80)   ? randomValue(random, key)
-                    : random.percent(50) ? " " + value
-                                         : value + "z";
+            value = random.percent(80) ? randomValue(random, key) : " " + value + "z";
         }
     }
     for (std::size_t i = random.below(6); i > 0; --i) {
@@ -231,21 +227,20 @@ void makeLive(Random& random, Files live, const Text& defaults) {
     }
     disturb(random, oracle::parse(defaults), 100, live);
     constexpr std::size_t sizes[] = {64, 64, 64, 64, 64, 64, 70, 0, 1, 63};
-    Text& sequence = live[oracle::sequenceFile] = random.bytes(random.of(sizes));
-    if (sequence.size() >= 64 && random.percent(30)) {
-        oracle::writeAt(sequence, 20, Text(random.of(std::array{4U, 8U}), '\xFF'));
-    }
+    Text const low =
+        Text(random.of(std::array{0U, 0U, 0U, 4U, 8U}), '\xFF'); // the next one carries
+    Text sequence = random.bytes(20) + low + random.bytes(50);
+    sequence.resize(random.of(sizes));
+    live[oracle::sequenceFile] = sequence;
     for (auto const& [path, bytes] : Files(live)) {
         live[oracle::mirrorOf(path)] =
             random.percent(70) ? bytes : random.bytes(random.below(bytes.size() + 100));
     }
     live[oracle::bitmapFile] = random.bytes(8);
-    for (const char* const name : {"telnet.cfg", "ssh.cfg", "ftp.cfg"}) {
-        live["/mnt/nand1/" + std::string(name)] = "as the user likes it";
+    for (std::string const name : {"telnet", "ssh", "ftp"}) {
+        live["/mnt/nand1/" + name + ".cfg"] = "as the user likes it";
     }
-    for (std::string const& path : oracle::savedFiles) {
-        live[path] = defaults;
-    }
+    live[oracle::savedFiles[0]] = live[oracle::savedFiles[1]] = defaults;
     for (auto const& [path, bytes] : live) {
         fs::remove(path);
         if (path == oracle::configFile || path == oracle::hostGroupFile || random.percent(90)) {
