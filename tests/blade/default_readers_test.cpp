@@ -12,8 +12,6 @@
 
 namespace {
 
-using vx::Type;
-
 // The record of the caller, where a reader fills or takes one.
 alignas(8) unsigned char callers[sizeof(SnmpConfig)];
 template <class Record>
@@ -89,10 +87,9 @@ const struct Reader {
 };
 
 // The bytes 'A' as a value of each type.
-const std::string letters(255, 'A');
 const std::string values[] = {
     // clang-format off
-    "65", "16705", "1094795585", letters, "41414141414141414141414141414141", "65.65.65.65"};
+    "65", "16705", "1094795585", std::string(255, 'A'), "41414141414141414141414141414141", "65.65.65.65"};
 // clang-format on
 
 // A line for every setting of a section, and one more: the first counts.
@@ -111,11 +108,9 @@ void expectStored(const Reader& reader, bool fileSays) {
                        : reader.index == cache ? readBytes("/mnt/nand1/brapp_psst_data.cfg")
                                                : readBytes(primary(reader.index));
     vx::forEachSetting(reader.section, [&](const vx::Setting& setting) {
-        Bytes expected(setting.size,
-                       fileSays && std::regex_match(setting.key, std::regex(reader.reads))
-                           ? 'A'
-                           : reader.absent);
-        if (setting.type == Type::string && expected[0] == 'A') {
+        bool const isRead = fileSays && std::regex_match(setting.key, std::regex(reader.reads));
+        Bytes expected(setting.size, isRead ? 'A' : reader.absent);
+        if (setting.type == vx::Type::string && expected[0] == 'A') {
             expected.back() = 0; // cut
         }
         EXPECT_EQ(bytesOf(&file.at(reader.offset + setting.offset), setting.size), expected)

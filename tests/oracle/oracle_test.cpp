@@ -310,9 +310,6 @@ TEST_F(Oracle, RandomUpgrades) {
     unsigned long const upgrades = setting("ORACLE_UPGRADES", ORACLE_UPGRADES);
     unsigned long done = 0;
     makeStore();
-    for (fs::directory_entry const& entry : fs::directory_iterator("/mnt/nand2")) {
-        fs::remove(entry);
-    }
     shortenFiles(50000, 64);
     fs::current_path("/mnt/nand0");
     Files const all = allFiles();
