@@ -15,59 +15,54 @@ bool prints(const char* words, int (*call)()) {
     return printedBy([&] { EXPECT_EQ(call(), 0); }).find(words) != std::string::npos;
 }
 
-RegisteredClient clientOf(uint32_t number) {
-    RegisteredClient client{};
+// A client of its own length and bytes, until the next one is asked for.
+RegisteredClient* clientOf(uint32_t number) {
+    static RegisteredClient client;
+    client = {};
     client.identityLength = 4 + number % 200;
     std::memcpy(client.identity, &number, sizeof number);
     client.block[127] = static_cast<uint8_t>(number);
-    return client;
-}
-
-int add(uint32_t number) {
-    RegisteredClient const client = clientOf(number);
-    return vxpmgr_addRegisteredClient(&client);
-}
-int remove(uint32_t number) {
-    RegisteredClient const client = clientOf(number);
-    return vxpmgr_delRegisteredClient(&client);
-}
-// The slot of a client, -1 where it has none.
-std::ptrdiff_t slotOf(uint32_t number) {
-    RegisteredClient const client = clientOf(number);
-    auto const* const entry = findRegisteredClient(&client);
-    return entry == nullptr ? -1 : entry - RegisteredClients;
+    return &client;
 }
 
 TEST_F(RecordFiles, ClientsTakeTheSlotThatWasFreedLast) {
-    EXPECT_EQ(add(0), -2) << "no slot before the file is read";
+    const struct {
+        uint32_t number;
+        int (*change)(const RegisteredClient*);
+        int result, slot; // afterwards, -1: none
+    } changes[] = {
+        {7, vxpmgr_addRegisteredClient, -1, 7},    // known
+        {300, vxpmgr_addRegisteredClient, -2, -1}, // all are taken
+        {5, vxpmgr_delRegisteredClient, 0, -1},    {200, vxpmgr_delRegisteredClient, 0, -1},
+        {9, vxpmgr_delRegisteredClient, 0, -1},    {9, vxpmgr_delRegisteredClient, -1, -1},
+        {300, vxpmgr_addRegisteredClient, 0, 9},   {301, vxpmgr_addRegisteredClient, 0, 200},
+    };
+    EXPECT_EQ(vxpmgr_addRegisteredClient(clientOf(0)), -2) << "no slot before the file is read";
     ASSERT_EQ(ReadRegisteredClientInfo(), 0);
-    for (uint32_t number = 0; number < 257; ++number) {
-        EXPECT_EQ(add(number), number < 256 ? 0 : -2);
+    for (uint32_t number = 0; number < 256; ++number) {
+        EXPECT_EQ(vxpmgr_addRegisteredClient(clientOf(number)), 0);
     }
-    EXPECT_EQ(add(7), -1) << "known";
-    EXPECT_EQ(remove(5) + remove(200) + remove(9), 0);
-    EXPECT_EQ(remove(9), -1);
-    EXPECT_EQ(add(300) + add(301), 0);
-    for (bool const again : {false, true}) { // in memory, and read from the file
-        EXPECT_TRUE(!again || prints("data_cfg -> Valid: c3\n", ReadRegisteredClientInfo));
-        std::pair<uint32_t, std::ptrdiff_t> const slots[] = {
-            {300, 9}, {301, 200}, {5, -1}, {9, -1}, {255, 255}};
-        for (auto const& [number, slot] : slots) {
-            EXPECT_EQ(slotOf(number), slot) << number;
-        }
-        auto const& counts = pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS];
-        EXPECT_TRUE(counts.free == 1 && counts.inUse == 255);
+    auto const at = [](int slot) { return slot < 0 ? nullptr : &RegisteredClients[slot]; };
+    for (auto const& [number, change, result, slot] : changes) {
+        EXPECT_EQ(change(clientOf(number)), result) << number;
+        EXPECT_EQ(findRegisteredClient(clientOf(number)), at(slot)) << number;
+    }
+    EXPECT_TRUE(prints("data_cfg -> Valid: c3\n", ReadRegisteredClientInfo));
+    auto const& counts = pmgr_cb->counts[PSST_LIST_REGISTERED_CLIENTS];
+    EXPECT_TRUE(counts.free == 1 && counts.inUse == 255);
+    for (auto const& [number, slot] : {std::pair(300U, 9), {301, 200}, {5, -1}, {255, 255}}) {
+        EXPECT_EQ(findRegisteredClient(clientOf(number)), at(slot)) << "read again: " << number;
     }
     RegisteredClient out{};
     EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, -5), 1);
     EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, 5), 7) << "5 is free";
     EXPECT_EQ(out.block[127], 6);
     EXPECT_EQ(vxpmgr_getNextRegisteredClient(&out, 256), -1);
-    out.identityLength = 257; // beyond its field
-    EXPECT_EQ(vxpmgr_addRegisteredClient(&out) + vxpmgr_delRegisteredClient(&out), -2);
-    out = clientOf(6);
-    ++out.identityLength; // the same bytes, and one more
-    EXPECT_EQ(vxpmgr_delRegisteredClient(&out), -1);
+    for (uint32_t const length : {11U, 257U}) { // the same bytes, and one more; beyond the field
+        out.identityLength = length;
+        EXPECT_EQ(vxpmgr_delRegisteredClient(&out), -1);
+    }
+    EXPECT_EQ(vxpmgr_addRegisteredClient(&out), -1);
     RegisteredClientEntry copy{{{}, 0, 200}, {}};
     copy.record.opaque389[0] = 9;
     EXPECT_EQ(WriteRegisteredClientInfo(&copy), 0);
