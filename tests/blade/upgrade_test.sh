@@ -48,12 +48,11 @@ check "second run makes what is missing and changes nothing else" "$(grep -v seq
 wanted= # of the first row
 while read -r streams; do
   new_store
-  check "vxpvh $streams: what lands in the lock file" 0 \
-    "$(in_firmware sh -c "vxpvh $streams; wc -c </var/lock/i2cLock" 2>/dev/null)"
+  locked=$(in_firmware sh -c "vxpvh $streams; wc -c </var/lock/i2cLock" 2>/dev/null)
   did=$(stored 'nand[12]/* nand0/*.cfg.?')
   wanted=${wanted:-$did}
-  check "vxpvh $streams: what it does" "$wanted" "$did"
-  check "vxpvh $streams: what drivers get" 0 "$(count "$state/trace" write)"
+  check "vxpvh $streams: what the lock file and drivers get, what it does" "0 0 $wanted" \
+    "$locked $(count "$state/trace" write) $did"
 done <<'STREAMS'
 >/dev/null 2>&1
 >/dev/full

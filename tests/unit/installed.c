@@ -9,10 +9,8 @@
 int main(void) {
     static BridgeConfig bridge;
     uint8_t initiators[XBMGT_GetInitiators_SIZE];
-    if (XBMGT_GetInitiators(initiators) != -1 || errno != EBADF) {
-        return 1; /* nothing is open yet */
-    }
-    if (pmgr_cb != &pmgr_control_block || XBMGT_OpenBridgeApp("vxbrapp") <= 0) {
+    if (pmgr_cb != &pmgr_control_block || XBMGT_GetInitiators(initiators) != -1 || errno != EBADF ||
+        XBMGT_OpenBridgeApp("vxbrapp") <= 0) { /* nothing was open before */
         return 1;
     }
     printf("bridge %d, gateway %x\n", XBMGT_GetBridgeBasicInfo(&bridge), VXNetGetGateway("eth0"));

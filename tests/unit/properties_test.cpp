@@ -1,5 +1,5 @@
-// Personality files: the parser, the pass over all properties, the public access, the conversion of
-// values, and the checks before a release. Which texts are properties at all, the oracle decides.
+// Personality files: the parser, the public access, the conversion of values, and the checks before
+// a release. Which texts are properties at all, the oracle decides.
 #include "props/property_parser.h"
 #include "props/property_pass.h"
 #include "settings/setting.h"
