@@ -13,11 +13,8 @@ struct MirrorSync : BladeTest {
     }
 };
 
-std::string copyOf(const std::string& from, const std::string& to) {
-    return "dd if=" + from + " of=" + to + " bs=512k";
-}
 std::string ddOf(int index) {
-    return copyOf(primary(index), mirror(index));
+    return "dd if=" + primary(index) + " of=" + mirror(index) + " bs=512k";
 }
 
 TEST_F(MirrorSync, Crc) {
@@ -81,7 +78,8 @@ TEST_F(MirrorSync, ArgumentsAndCommands) {
     testing::internal::GetCapturedStderr();
     EXPECT_TRUE(out.size() == 1 + 39 && in.size() == out.size());
     EXPECT_EQ(out.front() + out[20] + out.back(), "paths 0000run " + ddOf(20) + "run " + ddOf(43));
-    EXPECT_EQ(in.front() + in[20], "paths 1000run " + copyOf(mirror(20), primary(20)));
+    EXPECT_EQ(in.front() + in[20],
+              "paths 1000run dd if=" + mirror(20) + " of=" + primary(20) + " bs=512k");
 }
 
 TEST_F(MirrorSync, PeerFiles) {
