@@ -1,5 +1,5 @@
-// Personality files: the parser, the public access, the conversion of values, and the checks before
-// a release. Which texts are properties at all, the oracle decides.
+// Personality files: the parser, the pass, the public access, the conversion of values, and the
+// checks before a release. Which texts are properties at all, the oracle decides.
 #include "props/property_parser.h"
 #include "props/property_pass.h"
 #include "settings/setting.h"
@@ -82,6 +82,13 @@ TEST(PropertyParser, Crc) {
         EXPECT_EQ(sums[1], crc32(0, covered.data(), static_cast<int>(covered.size()))) << text;
     }
     EXPECT_EQ(parserOf("a=\"b\"").getCrc(nullptr, nullptr), -1);
+}
+
+TEST(PropertyPass, CutsLongValues) {
+    auto const file = tools::openDefaults("a=\"" + std::string(300, 'v') + "\"");
+    vx::PropertyPass pass(file.get());
+    ASSERT_TRUE(pass.next());
+    EXPECT_EQ(pass.value(), std::string(255, 'v'));
 }
 
 TEST(PropertyApi, ValuesAndKeys) {
