@@ -23,6 +23,8 @@ struct AccountedSetting {
     std::string live; // before the upgrade
     std::string oldDefault;
     std::string newDefault;
+
+    bool operator==(const AccountedSetting&) const = default;
 };
 
 struct FailedSection {

@@ -5,6 +5,10 @@
 #include "tests/oracle/model.h"
 #include "tests/support/blade_files.h"
 
+#include "settings/saved_files.h"
+#include "tools/last.h"
+#include "tools/live_config.h"
+#include "tools/plan.h"
 #include "tools/values.h"
 #include "upgrade/driver.h"
 
@@ -263,14 +267,62 @@ void compare(const Files& expected, Files actual) {
     EXPECT_TRUE(actual.empty()) << actual.begin()->first << " has come to be";
 }
 
+// --- The plan, made before, and the report, left after.
+
+std::map<std::string, fs::file_time_type> timesOfFiles() {
+    std::map<std::string, fs::file_time_type> times;
+    for (std::string const& path : volumeFiles()) {
+        times[path] = fs::last_write_time(path);
+    }
+    return times;
+}
+
+tools::Account planned() {
+    auto const before = timesOfFiles();
+    tools::Account plan = tools::planUpgrade("/mnt", "", oracle::newFile);
+    EXPECT_EQ(timesOfFiles(), before);
+    return plan;
+}
+
+// What was printed, stored and reported is what was planned; without a merge nothing is reported.
+void expectAsPlanned(const tools::Account& plan, const std::string& output) {
+    bool const merges = isMounted && plan.reason.empty();
+    ASSERT_EQ(fs::exists(vx::upgradeReport), merges) << plan.reason;
+    if (!merges) {
+        return;
+    }
+    EXPECT_EQ(tools::lastUpgrade("/mnt").settings, plan.settings);
+    fs::remove(vx::upgradeReport);
+    std::string lines;
+    std::map<std::string, std::string> stored;
+    for (tools::AccountedSetting const& setting : plan.settings) {
+        if (setting.action == vx::Action::change || setting.action == vx::Action::force) {
+            lines += "Compare Diff: field=" + setting.key.substr(setting.key.rfind('.') + 1) +
+                     ", update=1\n";
+            stored[setting.record] = setting.newDefault;
+        }
+    }
+    std::string printed;
+    std::istringstream all(output);
+    for (std::string line; std::getline(all, line);) {
+        printed += line.starts_with("Compare Diff") ? line + "\n" : "";
+    }
+    EXPECT_EQ(printed, lines);
+    for (auto const& [key, value] : tools::liveSettings("/mnt", "config.")) {
+        EXPECT_TRUE(!stored.contains(key) || stored[key] == value) << key;
+    }
+}
+
 struct Oracle : BladeTest {
     void upgrade(Random& random) {
         isMounted = !random.percent(1);
+        tools::Account const plan = planned();
         oracle::Upgrade const expected = oracle::upgrade(std::move(files), isMounted);
         testing::internal::CaptureStderr();
         EXPECT_EQ(printedBy(vx::runUpgrade), expected.output);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), expected.errors);
         close_all_files();
+        expectAsPlanned(plan, expected.output);
         files = allFiles();
         compare(expected.files, files);
         decided += expected.decided;
