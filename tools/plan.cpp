@@ -1,5 +1,6 @@
 #include "tools/plan.h"
 
+#include "props/property_index.h"
 #include "settings/loading.h"
 #include "settings/saved_files.h"
 #include "tools/files.h"
@@ -114,6 +115,8 @@ Account planUpgrade(const fs::path& volumes, const fs::path& oldFile, const fs::
     std::string const oldText = oldFile.empty() ? savedReference(volumes) : readText(oldFile);
     Defaults const oldDefaults = openDefaults(oldText);
     Defaults const newDefaults = openDefaults(readText(newFile));
+    vx::indexProperties(oldDefaults.get());
+    vx::indexProperties(newDefaults.get());
     VersionBlock const oldVersion = versionOf(oldDefaults);
     VersionBlock const newVersion = versionOf(newDefaults);
     auto const journal = vx::readJournal(onVolumes(volumes, vx::upgradeJournal).c_str());
