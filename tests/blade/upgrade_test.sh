@@ -166,6 +166,17 @@ check "a killed device server" "5, then 0" "$(blade sh -c '
   for process in $(cat /proc/$PPID/task/$PPID/children); do [ "$process" = $$ ] || kill -9 "$process"; done
   for try in $(seq 600); do cat /dev/mtd0 >/dev/null 2>&1 || exit 5; sleep 0.1; done
   '; printf '%s, then ' $?; timeout 600 bladesim --state "$state" true; echo $?)"
+# Each waits for all others, reads its own flash, and finds it under the driver's number.
+for i in {01..20}; do
+  bladesim --state "$work/many/$i" sh -c '
+    printf $1 | dd of=/dev/blade/nor.bin conv=notrunc status=none; touch "$2/$1.up"
+    for try in $(seq 600); do [ $(ls "$2" | grep -c up) -lt 20 ] || break; sleep 0.1; done
+    [ $try = 600 ] || echo "$(head -c 2 /dev/mtd0) $(stat -c %d /dev/mtd0)"' sh "$i" "$work/many" &
+done >"$work/flashes"
+wait
+number=$(grep -q mtd "$work/many/01/proc-devices" && echo $((7 << 8)) || echo '[0-9]*')
+check "twenty blades at once, each with devices of its own" 20 \
+  "$(sort -u "$work/flashes" | count - "^[0-2][0-9] $number$")"
 # A second one of the same state waits, and says so: what it says ends the first, which is up by then.
 mkfifo "$work/told"
 check "a wait" "bladesim: waiting for the blade that uses $state to end" \

@@ -16,20 +16,10 @@
 
 #include <unistd.h>
 
-namespace {
+static std::size_t traceStart = 0;
+static std::size_t logStart = 0;
 
-std::size_t traceStart = 0;
-std::size_t logStart = 0;
-
-constexpr const char* tracePath = "/dev/blade/trace";
 constexpr const char* logPath = "/dev/blade/syslog";
-
-std::string textOf(const std::string& path) {
-    Bytes const bytes = readBytes(path);
-    return {bytes.begin(), bytes.end()};
-}
-
-} // namespace
 
 void control(const std::string& commands) {
     std::ofstream file("/dev/blade/devices/control");
@@ -37,19 +27,21 @@ void control(const std::string& commands) {
     EXPECT_TRUE(file) << commands;
 }
 
-std::vector<std::string> traced() {
-    std::istringstream trace(textOf(tracePath).substr(traceStart));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(trace, line);) {
-        traceStart += line.size() + 1;
-        lines.push_back(line);
+std::string traced() {
+    static const std::regex repeated("([^\n]+)\n(\\1\n)+");
+    std::string const trace = readText("/dev/blade/trace");
+    std::string lines = trace.substr(std::exchange(traceStart, trace.size()));
+    for (std::smatch match; std::regex_search(lines, match, repeated);) {
+        auto const count = match.length(0) / (match.length(1) + 1);
+        lines = match.prefix().str() + match.str(1) + " ×" + std::to_string(count) + "\n" +
+                match.suffix().str();
     }
     return lines;
 }
 
 std::string logged() {
     control(""); // the server collects the log before it answers
-    return textOf(logPath).substr(logStart);
+    return readText(logPath).substr(logStart);
 }
 
 Bytes image(const std::string& device, std::size_t offset, std::size_t size) {
@@ -63,43 +55,19 @@ void setImage(const std::string& device, std::size_t offset, const Bytes& bytes)
     file.write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
 }
 
-std::string joined(const std::vector<std::string>& lines) {
-    std::string text;
-    for (std::string const& line : lines) {
-        text += line + "\n";
-    }
-    return text;
-}
-
-std::size_t openDescriptors() {
+// Descriptors that this process has open.
+static std::size_t openDescriptors() {
     auto const all = std::filesystem::directory_iterator("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-namespace {
-
-// Lines, and how often those come that follow their like.
-std::string folded(const std::vector<std::string>& lines) {
-    std::string all;
-    for (auto line = lines.begin(); line != lines.end();) {
-        auto const next = std::find_if(line, lines.end(), [&](auto& l) { return l != *line; });
-        all += *line + (next - line > 1 ? " ×" + std::to_string(next - line) : "") + "\n";
-        line = next;
-    }
-    return all;
-}
-
-} // namespace
-
 Seen see(const std::function<long()>& call) {
-    static const std::regex lineNumber("(^|\n)([a-z0-9_]+: \\w+) [0-9]+:");
     traced();
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     long const result = call();
-    std::string const errors = testing::internal::GetCapturedStderr();
-    return {result, testing::internal::GetCapturedStdout(),
-            std::regex_replace(errors, lineNumber, "$1$2:"), folded(traced())};
+    return {result, testing::internal::GetCapturedStdout(), testing::internal::GetCapturedStderr(),
+            traced()};
 }
 
 std::string hex(const Bytes& bytes) {
@@ -113,7 +81,7 @@ std::string hex(const Bytes& bytes) {
 std::string told(const std::string& word, const Bytes& bytes, bool isText) {
     std::string text(bytes.begin(), bytes.end());
     std::ranges::replace(text, '\0', '.');
-    return word.starts_with("[") ? " " + (isText ? text : hex(bytes)) : "";
+    return word.starts_with("[") || word.starts_with("*") ? " " + (isText ? text : hex(bytes)) : "";
 }
 
 Bytes bytesOfWord(const std::string& word) {
@@ -121,20 +89,22 @@ Bytes bytesOfWord(const std::string& word) {
         return Bytes(std::stoul(word.substr(1)), 'Z');
     }
     Bytes bytes;
-    for (std::size_t i = 0; i < word.size(); i += 2) {
+    for (std::size_t i = word.starts_with("*") ? 1 : 0; i < word.size(); i += 2) {
         bytes.push_back(static_cast<unsigned char>(std::stoi(word.substr(i, 2), nullptr, 16)));
     }
     return bytes;
 }
 
-namespace {
-
 // What differs from run to run, or is told by tests of its own.
-std::string steady(std::string text) {
+static std::string steady(std::string text) {
     constexpr const char* changes[][2] = {
-        {"[^\n]*map_driver[^\n]*\n", ""},          {"[^\n]*Retrying[^\n]*\n(?=[^\n]*Retrying)", ""},
-        {"i2cdrv: [0-9]+", "i2cdrv: N"},           {":(?!822|1160)[0-9]+: ", ":N: "},
-        {"initialized! [0-9]+", "initialized! N"}, {"(00){16,}", "00…"},
+        {"(^|\n)([a-z0-9_]+: \\w+) [0-9]+:", "$1$2:"},
+        {"[^\n]*map_driver[^\n]*\n", ""},
+        {"[^\n]*Retrying[^\n]*\n(?=[^\n]*Retrying)", ""},
+        {"i2cdrv: [0-9]+", "i2cdrv: N"},
+        {":(?!822|1160)[0-9]+: ", ":N: "},
+        {"initialized! [0-9]+", "initialized! N"},
+        {"(00){16,}", "00…"},
     };
     for (auto const& [pattern, replacement] : changes) {
         text = std::regex_replace(text, std::regex(pattern), replacement);
@@ -142,26 +112,24 @@ std::string steady(std::string text) {
     return text;
 }
 
-std::string toldOf(const std::string& line, const Calls& calls) {
+static std::string toldOf(const std::string& line, const Calls& calls) {
     std::istringstream stream(line);
+    std::string name;
+    stream >> name;
     Words words;
     for (std::string word; stream >> std::quoted(word);) {
         words.push_back(word);
     }
-    auto const& call = calls.at(words.at(0));
-    words.erase(words.begin());
     std::size_t const open = openDescriptors();
     errno = EIO; // of some older call
     std::string result;
-    Seen const seen = see([&] { return result = call(words), 0; });
+    Seen const seen = see([&] { return result = calls.at(name)(words), 0; });
     std::string const opened = openDescriptors() != open ? ", and a descriptor is open" : "";
     return steady("= " + result + opened + "\n" + seen.output + seen.errors) + seen.trace;
 }
 
-} // namespace
-
 void expectTranscript(const std::string& name, const Calls& calls) {
-    std::string const expected = textOf(TESTS "/" + name + ".transcript");
+    std::string const expected = readText(TESTS "/" + name + ".transcript");
     std::string actual;
     std::istringstream lines(expected);
     VX_openI2CLock(); // which one of the calls would do, and leave open
@@ -180,6 +148,11 @@ void expectTranscript(const std::string& name, const Calls& calls) {
     EXPECT_EQ(actual, expected);
 }
 
+int reopenFlash() {
+    ::close(std::exchange(vhnor_drv, -1));
+    return vhnor_init();
+}
+
 void loadBlankEnvironment() {
     control("reset\nflash 65536x64");
     see([] { return vornhal_init_env(vhnor_init()); });
@@ -187,6 +160,7 @@ void loadBlankEnvironment() {
 
 void DeviceTest::SetUp() {
     BladeTest::SetUp();
+    openAtStart_ = openDescriptors();
     std::filesystem::remove("/etc/fw_env.config");
     control("reset\nflash 65536x64\n");
     for (const char* const chip : {"i2c-0-50", "i2c-0-56", "i2c-0-5e", "i2c-1-50"}) {
@@ -194,14 +168,15 @@ void DeviceTest::SetUp() {
     }
     vxTolvaneStats = {};
     bladeCurSlot = 255;
-    traceStart = textOf(tracePath).size();
-    logStart = textOf(logPath).size();
+    traced();
+    logStart = readText(logPath).size();
 }
 
 void DeviceTest::TearDown() {
-    for (int32_t* const handle : {&gpDevHandle, &vhnor_drv, &BrAppHandle}) {
+    for (int32_t* const handle : {&gpDevHandle, &vhnor_drv, &BrAppHandle, &i2cLockFd}) {
         ::close(std::exchange(*handle, -1));
     }
+    EXPECT_EQ(openDescriptors(), openAtStart_);
     control("reset");
     BladeTest::TearDown();
 }

@@ -11,21 +11,16 @@
 
 // Gives the devices commands (bladesim --help lists them), one a line.
 void control(const std::string& commands);
-// Operations on the devices since the last call or test, "DEVICE OPERATION DETAIL = RESULT".
-std::vector<std::string> traced();
+// Operations on the devices since the last call or test, lines "DEVICE OPERATION DETAIL = RESULT":
+// equal ones that follow one another are one with their number, "×3".
+std::string traced();
 // Records of the system log since the test began.
 std::string logged();
 // What a device holds, seen and set past the code under test: "nor", "i2c-0-50" …
 Bytes image(const std::string& device, std::size_t offset = 0, std::size_t size = SIZE_MAX);
 void setImage(const std::string& device, std::size_t offset, const Bytes& bytes);
-// Lines joined, each ended by a newline.
-std::string joined(const std::vector<std::string>& lines);
 
-// Descriptors that this process has open.
-std::size_t openDescriptors();
-
-// What a call printed, left on standard error (without line numbers), and did to the devices: equal
-// operations that follow one another are one line with their number, "×3".
+// What a call printed, left on standard error, and did to the devices.
 struct Seen {
     long result;
     std::string output;
@@ -45,10 +40,10 @@ using Words = std::vector<std::string>;
 using Calls = std::map<std::string, std::function<std::string(const Words&)>>;
 void expectTranscript(const std::string& name, const Calls& calls);
 
-// "0a1b" as bytes, "[2]" as two bytes 0x5A, "Z"; and bytes as digits.
+// "0a1b" and "*0a1b" as bytes, "[2]" as two bytes 0x5A, "Z"; and bytes as digits.
 [[nodiscard]] Bytes bytesOfWord(const std::string& word);
 [[nodiscard]] std::string hex(const Bytes& bytes);
-// What a buffer "[SIZE]" holds, characters or digits; nothing of other words.
+// What a buffer "[SIZE]" or "*BYTES" holds, characters or digits; nothing of other words.
 [[nodiscard]] std::string told(const std::string& word, const Bytes& bytes, bool isText);
 
 // One argument, from one word: a number, a string, or for other pointers bytes or "null".
@@ -64,7 +59,7 @@ Type argument(const std::string& word, Bytes& bytes) {
     }
 }
 
-// A call's result, and what the buffers that were given by their size hold then.
+// A call's result, and what the buffers that are to be told hold then.
 template <class Result, class... Types>
 auto callOf(Result (*function)(Types...)) {
     return [function]<std::size_t... i>(std::index_sequence<i...>) {
@@ -80,12 +75,18 @@ auto callOf(Result (*function)(Types...)) {
 #define NAMED(function)                                                                            \
     { #function, callOf(function) }
 
+// vhnor_init of a process that has not called it.
+int reopenFlash();
 // Loads the environment of a flash that holds none, which is opened if need be.
 void loadBlankEnvironment();
 
-// Each test starts with blank chips, no faults, nothing open and empty volumes.
+// Each test starts with blank chips, no faults, nothing open and empty volumes, and leaves nothing
+// open but the handles.
 class DeviceTest : public BladeTest {
   protected:
     void SetUp() override;
     void TearDown() override;
+
+  private:
+    std::size_t openAtStart_ = 0;
 };
