@@ -94,17 +94,12 @@ Work index(std::size_t size) {
     return indexOf(propertiesText(size));
 }
 
-// Ten properties, one of the section, after what is large and holds none.
-Work indexAfterComment(std::size_t size) {
-    return indexOf("#" + std::string(size, '=') + "\n" + propertiesText(10));
-}
-
-Work indexAfterBlankLines(std::size_t size) {
-    return indexOf(std::string(size, '\n') + propertiesText(10));
-}
-
-Work indexAfterValue(std::size_t size) {
-    return indexOf("large = \"" + std::string(size, 'x') + "\"\n" + propertiesText(10));
+// Ten properties, one of the section, after so many of a character that hold none.
+template <char character>
+Work indexAfter(std::size_t size) {
+    const char* const begin = character == '=' ? "#" : character == 'x' ? "large = \"" : "";
+    const char* const end = character == 'x' ? "\"\n" : "\n";
+    return indexOf(begin + std::string(size, character) + end + propertiesText(10));
 }
 
 // As the public interface enumerates: every step looks for its key from the start of the text.
@@ -213,9 +208,9 @@ constexpr std::pair<std::string_view, Work (*)(std::size_t size)> kinds[] = {
     {"crc-bytewise", crcBytewise},
     {"merge", merge},
     {"pass-index", index},
-    {"index-comment", indexAfterComment},
-    {"index-blank", indexAfterBlankLines},
-    {"index-value", indexAfterValue},
+    {"index-comment", indexAfter<'='>},
+    {"index-blank", indexAfter<'\n'>},
+    {"index-value", indexAfter<'x'>},
 };
 
 // The piece of work, if it returns what each way of doing it must. After the merge: the user's size
