@@ -64,7 +64,8 @@ uint32_t word(const unsigned char* bytes) {
 uint32_t crc32(uint32_t crc, const void* data, int length) {
     auto const* bytes = static_cast<const unsigned char*>(data);
     uint32_t c = ~crc;
-    for (; length >= 2 * step; length -= 2 * step, bytes += 2 * step) {
+    constexpr int round = 2 * step;
+    for (; length >= round; length -= round, bytes += round) {
         c = fold(fold(c, bytes), bytes + step);
     }
     for (; length > 0; --length, ++bytes) {

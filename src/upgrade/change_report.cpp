@@ -15,7 +15,7 @@ namespace vx {
 namespace {
 
 // Three values whose every character is escaped, two keys, and the last lines.
-constexpr std::size_t mostOfALine = 3 * 4 * anyValueSize + 512;
+constexpr std::size_t mostOfALine = std::size_t{3} * 4 * anyValueSize + 512;
 
 bool needsEscape(char c) {
     return static_cast<unsigned char>(c) < ' ' || c == '\\' || c == '\x7F';

@@ -243,7 +243,7 @@ int copyingFrom(const VersionBlock& version, int result) {
 
 // All is merged: the old defaults that were kept for it are of no more use.
 HandMerge endMergeByHand(const PersonalityFiles& files) {
-    PropertiesHandle const kept = propOpenPropertiesFile(unmergedPersonalityFile);
+    auto* const kept = propOpenPropertiesFile(unmergedPersonalityFile);
     VersionBlock keptVersion{};
     (void)readDefaultConfigurationVersion(kept, &keptVersion);
     propClosePropertiesFile(kept);
