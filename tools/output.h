@@ -7,6 +7,9 @@ namespace tools {
 
 using Json = nlohmann::ordered_json;
 
+// What a program ends with: all is good, something was found, it could not be done.
+enum Status { good = 0, found = 1, failed = 2 };
+
 // Prints a document and a line break on standard output. Bytes that are no UTF-8 become U+FFFD.
 void print(const Json& document);
 

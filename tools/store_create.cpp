@@ -7,7 +7,7 @@
 #include "store/psst_table.h"
 #include "store/record_io.h"
 #include "tools/files.h"
-#include "tools/personality.h"
+#include "tools/lint.h"
 #include "tools/silence.h"
 
 #include <vxblade/nor.h>
@@ -50,12 +50,19 @@ void requireMounted(const char* volume) {
     }
 }
 
-PersonalityReport requireGood(const fs::path& defaults) {
-    PersonalityReport report = examinePersonality(readText(defaults));
-    if (!report.problems.empty()) {
-        throw std::runtime_error(defaults.string() + ": " + report.problems.front());
+// What else is wrong with the defaults a store can be made with: tests and demonstrations do.
+Lint requireReadable(const fs::path& defaults) {
+    DefaultsText const text(readText(defaults));
+    Lint const found = lint(text);
+    auto const finding = std::ranges::find_if(found.findings, isOfText);
+    if (finding != found.findings.end()) {
+        throw std::runtime_error(defaults.string() + ": line " +
+                                 std::to_string(finding->place.line) + ": " + finding->message);
     }
-    return report;
+    if (found.version.empty()) {
+        throw std::runtime_error(defaults.string() + ": no properties.file.version");
+    }
+    return found;
 }
 
 bool isValidFile(int index) {
@@ -218,7 +225,7 @@ CreateReport createStore(const CreateOptions& options) {
     for (const char* const volume : {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"}) {
         requireMounted(volume);
     }
-    PersonalityReport const personality = requireGood(options.defaults);
+    Lint const found = requireReadable(options.defaults);
     if (isValidFile(PSST_CONFIG_INDEX) && !options.force) {
         throw std::runtime_error("/mnt/nand1 holds a store with a valid configuration; "
                                  "--force replaces it, settings included");
@@ -242,7 +249,7 @@ CreateReport createStore(const CreateOptions& options) {
     }
     makeConfiguration();
     close_all_files();
-    return {indices.size(), personality.version, personality.properties, isNamed};
+    return {indices.size(), found.version, found.properties, isNamed};
 }
 
 } // namespace tools

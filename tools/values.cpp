@@ -28,15 +28,6 @@ std::string typeOf(const Setting& setting) {
     return "hexadecimal, " + std::to_string(setting.size) + " bytes";
 }
 
-const char* ruleOf(const Section& section, const Setting& setting) {
-    if (section.merge.count == 0 || setting.rule == Rule::loadedOnly) {
-        return "never merged";
-    }
-    return setting.rule == Rule::forced       ? "forced"
-           : setting.rule == Rule::mergedOnly ? "merged, not loaded"
-                                              : "merged";
-}
-
 std::string absentIn(const Section& section, const Setting& setting) {
     return section.keepsAbsent ? "stays" : setting.type == Type::string ? "empty" : "0";
 }
@@ -66,7 +57,8 @@ std::string headOf(const Section& section) {
 std::string rowOf(const Section& section, const Setting& setting) {
     std::string const guard = (setting.roles & vx::guard) != 0 ? ", guard" : "";
     return std::string("| ") + setting.key + " | " + typeOf(setting) + " | " + rangeOf(setting) +
-           " | " + ruleOf(section, setting) + guard + " | " + absentIn(section, setting) + " |\n";
+           " | " + ruleOf(section, 0, setting) + guard + " | " + absentIn(section, setting) +
+           " |\n";
 }
 
 constexpr const char* introduction =
@@ -110,17 +102,22 @@ std::string rangeOf(const Setting& setting) {
     case Meaning::ownNumber:
         return "N";
     case Meaning::address:
+    case Meaning::serverAddress:
+    case Meaning::gateway:
         return "address";
     case Meaning::mask:
         return "mask";
     case Meaning::mac:
         return "MAC address";
     case Meaning::worldWideName:
+    case Meaning::nodeName:
         return "world-wide name";
     case Meaning::ipv6:
+    case Meaning::serverIpv6:
         return "IPv6 address";
     case Meaning::iscsiName:
         return "iSCSI name, up to " + std::to_string(setting.size - 1) + " characters";
+    case Meaning::version:
     case Meaning::plain:
         break;
     }
@@ -130,6 +127,24 @@ std::string rangeOf(const Setting& setting) {
     return setting.type == Type::hex
                ? std::to_string(2 * setting.size) + " digits"
                : "0 to " + std::to_string((uint64_t{1} << (8 * setting.size)) - 1);
+}
+
+std::string absentMeaning(const Section& section, const Setting* setting) {
+    if (section.keepsAbsent) {
+        return section.record == nullptr ? "who asks for it finds none"
+                                         : "the value stays as it is";
+    }
+    return setting == nullptr ? "the defaults are then 0 or empty"
+                              : "the default is then " + absentIn(section, *setting);
+}
+
+const char* ruleOf(const Section& section, uint32_t number, const Setting& setting) {
+    if (number >= section.merge.count || setting.rule == Rule::loadedOnly) {
+        return "never merged";
+    }
+    return setting.rule == Rule::forced       ? "forced"
+           : setting.rule == Rule::mergedOnly ? "merged, not loaded"
+                                              : "merged";
 }
 
 std::string describeSettings() {

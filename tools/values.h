@@ -19,6 +19,12 @@ bool isLive(const vx::Section& section);
 // Which values a setting takes, in words: "0 to 255", "up to 63 characters".
 std::string rangeOf(const vx::Setting& setting);
 
+// What an upgrade does with the default of a setting, in words.
+const char* ruleOf(const vx::Section& section, uint32_t number, const vx::Setting& setting);
+
+// What it means that a setting, or all of a section's (null), is absent from a defaults file.
+std::string absentMeaning(const vx::Section& section, const vx::Setting* setting);
+
 // Every section and every setting, as docs/settings.md has them.
 std::string describeSettings();
 

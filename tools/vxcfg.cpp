@@ -1,11 +1,10 @@
 // vxcfg: what firmware and field engineers do with defaults files and stores.
 #include "common/streams.h"
-#include "tools/files.h"
+#include "tools/defaults_files.h"
 #include "tools/last.h"
 #include "tools/live_config.h"
 #include "tools/merge.h"
 #include "tools/output.h"
-#include "tools/personality.h"
 #include "tools/plan.h"
 #include "tools/silence.h"
 #include "tools/store_create.h"
@@ -18,10 +17,13 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace {
 
-enum Status { good = 0, found = 1, failed = 2 };
+using tools::failed;
+using tools::found;
+using tools::good;
 
 // What command lines fill, and what is done with it: the action of the command that was given.
 struct Arguments {
@@ -29,12 +31,14 @@ struct Arguments {
     std::string prefix = "config.";
     std::string key;
     std::string value;
+    std::vector<std::string> files;
     std::string file;
     std::string old;
     std::string volumes = "/mnt";
     std::string format = "text";
     bool isVerbose = false;
     bool isDry = false;
+    bool isStrict = false;
     std::function<int()> action;
 
     [[nodiscard]] bool wantsJson() const { return format == "json"; }
@@ -59,6 +63,10 @@ void addVerbose(CLI::App& command, Arguments& arguments) {
     command.add_flag("--verbose", arguments.isVerbose, "Print what the layer below says too");
 }
 
+void addStrict(CLI::App& command, Arguments& arguments) {
+    command.add_flag("--strict", arguments.isStrict, "Warnings are errors");
+}
+
 CLI::App& addCommand(CLI::App& app, Arguments& arguments, const char* name, const char* what,
                      int (*action)(const Arguments&)) {
     CLI::App* const command = app.add_subcommand(name, what);
@@ -71,20 +79,16 @@ CLI::App& addCommand(CLI::App& app, Arguments& arguments, const char* name, cons
 // --- Defaults files.
 
 int check(const Arguments& arguments) {
-    const std::string& file = arguments.file;
-    tools::PersonalityReport const report = tools::examinePersonality(tools::readText(file));
-    std::printf("%s: version %s, %zu properties, CRC %08x (%s)\n", file.c_str(),
-                report.version.c_str(), report.properties, report.computedCrc,
-                report.sealed ? "sealed" : "not sealed");
-    for (const std::string& problem : report.problems) {
-        std::printf("  %s\n", problem.c_str());
-    }
-    return report.problems.empty() ? good : found;
+    return tools::checkFiles(arguments.files, {arguments.isStrict, arguments.wantsJson()});
 }
 
 int seal(const Arguments& arguments) {
-    tools::sealPersonality(arguments.file);
-    return good;
+    return tools::sealFiles(arguments.files);
+}
+
+int diff(const Arguments& arguments) {
+    return tools::diffFiles(arguments.old, arguments.file,
+                            {arguments.isStrict, arguments.wantsJson()});
 }
 
 int settings(const Arguments& /*none*/) {
@@ -93,12 +97,21 @@ int settings(const Arguments& /*none*/) {
 }
 
 void addDefaultsCommands(CLI::App& app, Arguments& arguments) {
-    addCommand(app, arguments, "check", "Examine a defaults file", check)
-        .add_option("FILE", arguments.file)
+    CLI::App& checked = addCommand(app, arguments, "check", "Examine defaults files", check);
+    checked.add_option("FILE", arguments.files)->required()->expected(1, -1);
+    addStrict(checked, arguments);
+    addFormat(checked, arguments);
+    addCommand(app, arguments, "seal", "Give defaults files their seal, the CRC-32", seal)
+        .add_option("FILE", arguments.files)
+        ->required()
+        ->expected(1, -1);
+    CLI::App& compared =
+        addCommand(app, arguments, "diff", "Say what a release's defaults do to the field", diff);
+    compared.add_option("OLD", arguments.old, "The defaults file of the release before")
         ->required();
-    addCommand(app, arguments, "seal", "Write a defaults file's CRC line", seal)
-        .add_option("FILE", arguments.file)
-        ->required();
+    compared.add_option("NEW", arguments.file, "That of the release")->required();
+    addStrict(compared, arguments);
+    addFormat(compared, arguments);
     addCommand(app, arguments, "settings", "Describe every setting of defaults files", settings);
 }
 

@@ -31,8 +31,8 @@ bool copyRest(int from, int to) {
 using Path = std::array<char, PATH_MAX>;
 
 // The name under which a new content is written; false where it does not fit.
-bool temporaryOf(const char* path, Path& temporary) {
-    int const length = std::snprintf(temporary.data(), temporary.size(), "%s.new", path);
+bool temporaryOf(const char* path, Path& temporary, const char* suffix = "new") {
+    int const length = std::snprintf(temporary.data(), temporary.size(), "%s.%s", path, suffix);
     if (length < static_cast<int>(temporary.size())) {
         return true;
     }
@@ -42,9 +42,9 @@ bool temporaryOf(const char* path, Path& temporary) {
 
 // Replaces a file by what `fill` writes to a descriptor.
 template <class Fill>
-int replaceFileBy(const char* path, mode_t mode, Fill fill) {
+int replaceFileBy(const char* path, mode_t mode, Fill fill, const char* suffix = "new") {
     Path temporary{};
-    if (!temporaryOf(path, temporary)) {
+    if (!temporaryOf(path, temporary, suffix)) {
         return -1;
     }
     // After a cut within a rename both names may be one file: it is removed, not written to.
@@ -127,6 +127,19 @@ bool isRegularFile(const char* path) {
 
 int replaceFile(const char* path, const void* data, std::size_t size, mode_t mode) {
     return replaceFileBy(path, mode, [=](int fd) { return writeAll(fd, data, size); });
+}
+
+int replaceContent(const char* path, const void* data, std::size_t size) {
+    struct stat old {};
+    if (::stat(path, &old) != 0) {
+        return -1;
+    }
+    // The owner first: a change of owner clears bits of the mode.
+    auto const fill = [&](int fd) {
+        return ::fchown(fd, old.st_uid, old.st_gid) == 0 &&
+               ::fchmod(fd, old.st_mode & 07777) == 0 && writeAll(fd, data, size);
+    };
+    return replaceFileBy(path, S_IRUSR | S_IWUSR, fill, "replacing");
 }
 
 int replaceFileByCopy(const char* path, const char* from) {

@@ -71,7 +71,10 @@ int syncFolderOf(const char* path);
 // set.
 [[nodiscard]] int replaceFile(const char* path, const void* data, std::size_t size,
                               mode_t mode = plainFileMode);
-// The same, by the content of the file at `from`. -1 also where that is no regular file.
+// The same for a file that is there: it keeps mode and owner, and what is written beside it is
+// named <path>.replacing and nobody else's to read.
+[[nodiscard]] int replaceContent(const char* path, const void* data, std::size_t size);
+// replaceFile, by the content of the file at `from`. -1 also where that is no regular file.
 [[nodiscard]] int replaceFileByCopy(const char* path, const char* from);
 
 // Writes `size` bytes at the start of the file, made where it is missing, and keeps the rest. 0 or

@@ -45,6 +45,9 @@ class PropertyParser : public OnHeap {
     int parseLine(const char* pos, char* keyBuf, int* keyLen, char* valBuf, int* valLen,
                   const char** next) const;
 
+    // The text, NUL-terminated; null where there is none.
+    [[nodiscard]] const char* text() const { return text_.get(); }
+
     // True for the characters that keys are made of.
     [[nodiscard]] static bool isOfKey(char c);
 

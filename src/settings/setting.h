@@ -32,12 +32,17 @@ enum class Rule : uint8_t {
 enum class Meaning : uint8_t {
     plain,         // as its type says
     toggle,        // 0 or 1
+    version,       // the firmware's, the same throughout a file
     ownNumber,     // the section's number
-    address,       // IPv4
+    address,       // IPv4, of the port itself
+    serverAddress, // IPv4, of a server that ports may share
+    gateway,       // IPv4
     mask,          // IPv4
     mac,           // six bytes
-    worldWideName, // eight bytes
-    ipv6,          // sixteen bytes
+    worldWideName, // eight bytes, of the port itself
+    nodeName,      // eight bytes, of a node, whose ports may share it
+    ipv6,          // sixteen bytes, of the port itself
+    serverIpv6,    // sixteen bytes, of a router or server that ports may share
     iscsiName,     // "iqn.", "eui." or "naa."
 };
 

@@ -23,7 +23,7 @@ namespace vx {
 #define SETTING(Record, member, rule, ...) SETTING_OF(Record, member, rule, __VA_ARGS__, noRole, )
 
 inline constexpr Setting versionSettings[] = {
-    SETTING(VersionBlock, version, loadedOnly, plain),
+    SETTING(VersionBlock, version, loadedOnly, version),
     SETTING(VersionBlock, product, loadedOnly, plain),
 };
 
@@ -31,7 +31,7 @@ inline constexpr Setting bridgeSettings[] = {
     SETTING(BridgeConfig, BridgeProductName,                 loadedOnly, plain),
     SETTING(BridgeConfig, BridgeSerialNumber,                loadedOnly, plain),
     SETTING(BridgeConfig, BridgeVersionNumber,               loadedOnly, plain),
-    SETTING(BridgeConfig, BridgeSwVersionNumber,             loadedOnly, plain),
+    SETTING(BridgeConfig, BridgeSwVersionNumber,             loadedOnly, version),
     SETTING(BridgeConfig, BridgeSymbolicName,                loadedOnly, plain),
     SETTING(BridgeConfig, BridgeMode,                        conditional, plain, ipv6Reader),
     SETTING(BridgeConfig, BridgeLogSize,                     conditional, plain),
@@ -96,7 +96,7 @@ inline constexpr Setting mgmtSettings[] = {
     SETTING(MgmtPortConfig, IpAddrType,    loadedOnly, plain),
     SETTING(MgmtPortConfig, IpAddr,        loadedOnly, address, guard),
     SETTING(MgmtPortConfig, SubnetMask,    loadedOnly, mask),
-    SETTING(MgmtPortConfig, GatewayIpAddr, loadedOnly, address),
+    SETTING(MgmtPortConfig, GatewayIpAddr, loadedOnly, gateway),
     SETTING(MgmtPortConfig, MacAddr,       loadedOnly, mac),
 };
 
@@ -108,12 +108,12 @@ inline constexpr Setting ipPortIdentity[] = {
     SETTING(PortParams, MacAddr,         loadedOnly, mac),
     SETTING(PortParams, IpAddr,          loadedOnly, address),
     SETTING(PortParams, SubnetMask,      loadedOnly, mask),
-    SETTING(PortParams, GatewayIpAddr,   loadedOnly, address),
+    SETTING(PortParams, GatewayIpAddr,   loadedOnly, gateway),
     SETTING(PortParams, SecIpAddr,       loadedOnly, address),
-    SETTING(PortParams, PriDnsIpAddr,    loadedOnly, address),
-    SETTING(PortParams, SecDnsIpAddr,    loadedOnly, address),
-    SETTING(PortParams, iSnsIpAddr,      loadedOnly, address),
-    SETTING(PortParams, SlpDaAddr,       loadedOnly, address),
+    SETTING(PortParams, PriDnsIpAddr,    loadedOnly, serverAddress),
+    SETTING(PortParams, SecDnsIpAddr,    loadedOnly, serverAddress),
+    SETTING(PortParams, iSnsIpAddr,      loadedOnly, serverAddress),
+    SETTING(PortParams, SlpDaAddr,       loadedOnly, serverAddress),
 };
 
 inline constexpr Setting ipPortNumbers[] = {
@@ -152,8 +152,8 @@ inline constexpr Setting iscsiSettings[] = {
     SETTING(PortParams, IpAddr_ipv60,             loadedOnly, ipv6, ipv6Reader),
     SETTING(PortParams, IpAddr_ipv61,             loadedOnly, ipv6, ipv6Reader),
     SETTING(PortParams, Ipv6LinkLocalAddr,        loadedOnly, ipv6, ipv6Reader),
-    SETTING(PortParams, Ipv6DefaultRouterAddr,    loadedOnly, ipv6, ipv6Reader),
-    SETTING(PortParams, Ipv6iSnsIpAddr,           loadedOnly, ipv6, ipv6Reader),
+    SETTING(PortParams, Ipv6DefaultRouterAddr,    loadedOnly, serverIpv6, ipv6Reader),
+    SETTING(PortParams, Ipv6iSnsIpAddr,           loadedOnly, serverIpv6, ipv6Reader),
     SETTING(PortParams, Ipv6Enabled,              conditional, toggle, ipv6Reader),
     SETTING(PortParams, Ipv6TrafficClass,         conditional, plain, ipv6Reader),
     SETTING(PortParams, Ipv6HopLimit,             conditional, plain, ipv6Reader),
@@ -173,9 +173,9 @@ inline constexpr Setting iscsiSettings[] = {
 // World-wide names never move.
 inline constexpr Setting fcSettings[] = {
     SETTING(PortParams, PortName,              loadedOnly, worldWideName),
-    SETTING(PortParams, NodeName,              loadedOnly, worldWideName),
+    SETTING(PortParams, NodeName,              loadedOnly, nodeName),
     SETTING(PortParams, AltPortName,           loadedOnly, worldWideName),
-    SETTING(PortParams, AltNodeName,           loadedOnly, worldWideName),
+    SETTING(PortParams, AltNodeName,           loadedOnly, nodeName),
     SETTING(PortParams, HostOption,            conditional, plain),
     SETTING(PortParams, ResetDelay,            conditional, plain),
     SETTING(PortParams, PortDownRetryCount,    conditional, plain),

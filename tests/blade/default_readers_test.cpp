@@ -3,7 +3,7 @@
 
 #include "settings/saved_files.h"
 #include "settings/table.h"
-#include "tools/personality.h"
+#include "tools/defaults_text.h"
 
 #include <vxblade/props.h>
 

@@ -18,6 +18,8 @@ BIN, ROOT = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
 PAGES = ["docs/defaults-files.md"]
 # On the blade S, after all pages: each result by its name in the schema.
 DOCUMENTS = {
+    "check": "vxcfg check samples/with-mistakes.cfg samples/personality-5.3.0.cfg",
+    "diff": "vxcfg diff samples/personality-5.2.1.cfg samples/with-mistakes.cfg",
     "plan": "vxcfg plan --volumes S --old samples/personality-5.2.1.cfg samples/personality-5.3.0.cfg",
     "last": "vxcfg last --volumes S",
     "show": "vxcfg show --volumes S",

@@ -128,7 +128,7 @@ echo 'bad line' >"$work/bad.cfg"
 refuses '--force replaces it' "${create[@]}"
 refuses '^vxcfg: no such setting: config.bridge.Nonsense ' vxcfg set config.bridge.Nonsense 1
 refuses 'the setting cannot hold "300"' vxcfg set config.bridge.BridgeMode 300
-refuses 'not a property' vxcfg store create --force --defaults "$work/bad.cfg"
+refuses 'no equals sign after the key' vxcfg store create --force --defaults "$work/bad.cfg"
 for volume in nand0 nand1 nand2; do
   refuses "^vxcfg: /mnt/$volume is not mounted" --unmounted $volume --unmounted nand2 "${create[@]}"
 done
