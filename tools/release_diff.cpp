@@ -207,7 +207,8 @@ void Comparison::examine(const ChangedDefault& change) {
 }
 
 // The GigE merge comes after the iSCSI merge and works on the same records: what that leaves there
-// may equal the old GigE default and moves on.
+// may equal the old GigE default and moves on. Onto the old iSCSI default it must not come: once
+// more merged, it would pass for untouched.
 void Comparison::examineGige(const ChangedDefault& change) {
     for (uint32_t const number : change.numbers) {
         std::string const key = keyOf(vx::iscsiSection, number, *change.setting);
@@ -217,6 +218,13 @@ void Comparison::examineGige(const ChangedDefault& change) {
                 "the old GigE default is the default of " + key + " too: that becomes " +
                     *change.now + " in the field",
                 "the GigE defaults are merged into the iSCSI ports");
+        }
+        auto const oldIscsi = valueIn(old_.find(key), *change.setting);
+        if (change.now && oldIscsi.value_or("0") == *change.now) {
+            add(checks::gigeIntoIscsi, placeOf(keyOf(vx::gigeSection, number, *change.setting)),
+                "the new GigE default is the old default of " + key +
+                    ": in a port that got it, an iSCSI merge takes it for untouched",
+                "give the GigE setting another default");
         }
     }
 }

@@ -187,6 +187,11 @@ TEST(ReleaseDiff, WhatItDoesToTheField) {
         }
         EXPECT_EQ(all.str(), findings + changes);
     }
+    std::string const onto = "gi.0.TimeToLive = \"";
+    tools::DefaultsText const before(edited(sample("5.2.1"), onto + "64", onto + "33"));
+    EXPECT_NE(textOf(tools::compareReleases(before, old).findings)
+                  .find("527:32w the new GigE default is the old default of config.port.is.0."),
+              std::string::npos);
 }
 
 TEST(Seal, WorksOnProperties) {
