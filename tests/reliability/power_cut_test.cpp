@@ -4,6 +4,7 @@
 #include "tests/reliability/upgrade_fixture.h"
 
 #include "tools/merge.h"
+#include "tools/seal.h"
 
 #include <vxblade/pmgr.h>
 
@@ -69,6 +70,12 @@ const Arrangement arrangements[] = {
          arrangeGige();
          fs::rename(UpgradeTest::savedCopy, UpgradeTest::unmerged);
          UpgradeTest::work = mergeByHand;
+     }},
+    {"Seal",
+     [] {
+         UpgradeTest::work = [] {
+             return static_cast<int>(tools::sealFile(UpgradeTest::newFile).errors.size());
+         };
      }},
 };
 

@@ -68,9 +68,10 @@ bool isLoose(const std::string& path) {
 }
 
 // Migration parameters that cannot be read are moved aside, and made anew; the old defaults of what
-// could not be merged are kept.
+// could not be merged are kept. A seal is written beside its file, where a cut may leave it.
 bool isMovedAside(const std::string& path) {
-    return path.starts_with(primary(36) + ".") || path.ends_with(".unmerged");
+    return path.starts_with(primary(36) + ".") || path.ends_with(".unmerged") ||
+           path.ends_with(".replacing");
 }
 
 // Nothing where there is no such file.
