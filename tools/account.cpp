@@ -46,6 +46,10 @@ std::string describe(const AccountedSetting& setting) {
     return setting.live + " -> " + setting.newDefault + elsewhere;
 }
 
+const char* shown(const std::string& version) {
+    return version.empty() ? "(no version)" : version.c_str();
+}
+
 std::string timeOf(int64_t seconds) {
     auto const time = static_cast<std::time_t>(seconds);
     std::tm parts{};
@@ -81,8 +85,8 @@ Json textOrNull(const std::string& text) {
 } // namespace
 
 void printText(const Account& account) {
-    const char* const from = account.oldRelease.version.c_str();
-    const char* const to = account.newRelease.version.c_str();
+    const char* const from = shown(account.oldRelease.version);
+    const char* const to = shown(account.newRelease.version);
     if (!account.reason.empty()) {
         std::printf("%s -> %s: nothing is merged: %s\n", from, to, account.reason.c_str());
     } else {
