@@ -231,8 +231,9 @@ Wrong wrongText(const Setting& setting, std::string_view value) {
              *control == '\n' ? "a line break in the value" : "a control character in the value",
              ""}};
     }
-    std::size_t const room =
-        setting.type == Type::string ? std::min(setting.size - 1UL, longestValue) : longestValue;
+    std::size_t const room = setting.type == Type::string
+                                 ? std::min<std::size_t>(setting.size - 1U, longestValue)
+                                 : longestValue;
     if (value.size() > room) {
         return {{value.size() > longestValue ? &checks::longValue : &checks::longText, 0,
                  std::to_string(value.size()) + " characters do not fit " + std::to_string(room) +

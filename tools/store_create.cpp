@@ -53,7 +53,7 @@ void requireMounted(const char* volume) {
 // What else is wrong with the defaults a store can be made with: tests and demonstrations do.
 Lint requireReadable(const fs::path& defaults) {
     DefaultsText const text(readText(defaults));
-    Lint const found = lint(text);
+    Lint found = lint(text);
     auto const finding = std::ranges::find_if(found.findings, isOfText);
     if (finding != found.findings.end()) {
         throw std::runtime_error(defaults.string() + ": line " +
