@@ -2,6 +2,8 @@
 // earlier run, mirrors that hold more than their files.
 #include "tests/reliability/upgrade_fixture.h"
 
+#include "tools/last.h"
+#include "upgrade/change_report.h"
 #include "upgrade/journal.h"
 #include "upgrade/merge.h"
 
@@ -135,6 +137,24 @@ TEST_F(Driver, MirrorsThatHoldMore) {
         EXPECT_TRUE(merges());
         EXPECT_EQ(readBytes(mirror(1)).at(port + 500) == 0x99, c.stays);
     }
+}
+
+// Lines that do not fit are left out, whole, and counted; what is in a line is read back as it was.
+TEST_F(Driver, FullReport) {
+    HostGroupConfig group{};
+    std::memset(group.HostGroupName, '\\', sizeof group.HostGroupName - 1);
+    vx::ChangeReport changes({"1", ""}, {"2", ""}, true);
+    for (int i = 0; i < 1000; ++i) {
+        changes.add({vx::hostGroupSection, 1, vx::hostGroupSettings[2], vx::Action::keep,
+                     vx::hostGroupRecord, &group, &group, &group});
+    }
+    changes.install();
+    tools::Account const account = tools::lastUpgrade("/mnt");
+    EXPECT_LE(fs::file_size(vx::upgradeReport), vx::ChangeReport::largest);
+    EXPECT_EQ(account.settings.size() + account.outcome->omitted, 1000U);
+    EXPECT_GT(account.settings.size(), 50U);
+    EXPECT_EQ(account.settings.back().newDefault, group.HostGroupName);
+    EXPECT_TRUE(account.outcome->isResumed);
 }
 
 // A record that cannot be read is not written over.
