@@ -13,6 +13,7 @@ upgrade_with() {
   rm "$state/nand1/brapp_registered_clients.bin"
   in_firmware "$@" 2>/dev/null | grep '^Compare'
   echo "status ${PIPESTATUS[0]}"
+  sed -i '/^time/d' "$state/nand0/upgrade.report"
   (cd "$state" && sha256sum nand?/*)
 }
 host=$(upgrade_with vxpvh)
