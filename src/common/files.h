@@ -72,7 +72,7 @@ int syncFolderOf(const char* path);
 [[nodiscard]] int replaceFile(const char* path, const void* data, std::size_t size,
                               mode_t mode = plainFileMode);
 // The same for a file that is there: it keeps mode and owner, and what is written beside it is
-// named <path>.replacing and nobody else's to read.
+// named <path>.replacing, which nobody may read that may not read the file.
 [[nodiscard]] int replaceContent(const char* path, const void* data, std::size_t size);
 // replaceFile, by the content of the file at `from`. -1 also where that is no regular file.
 [[nodiscard]] int replaceFileByCopy(const char* path, const char* from);

@@ -241,24 +241,22 @@ int copyingFrom(const VersionBlock& version, int result) {
     return result;
 }
 
-// All is merged: the old defaults that were kept for it are of no more use.
-HandMerge endMergeByHand(const PersonalityFiles& files) {
+// True where these old defaults are those that an upgrade kept for a merge by hand.
+bool isKeptReference(const VersionBlock& version) {
     auto* const kept = propOpenPropertiesFile(unmergedPersonalityFile);
     VersionBlock keptVersion{};
     (void)readDefaultConfigurationVersion(kept, &keptVersion);
     propClosePropertiesFile(kept);
-    if (sameVersion(keptVersion, files.oldVersion)) {
-        (void)removeFile(unmergedPersonalityFile);
-    }
-    removeJournal();
-    return HandMerge::done;
+    return sameVersion(keptVersion, version);
 }
 
 HandMerge mergeOpenedByHand(const PersonalityFiles& files) {
     JournalRecord const journal = readJournal();
     Phase const phase = phaseOf(journal, files);
     if (phase == Phase::byHand) {
-        return endMergeByHand(files);
+        (void)removeFile(unmergedPersonalityFile);
+        removeJournal();
+        return HandMerge::done;
     }
     if (journal.phase != Phase::none && (phase == Phase::none || phase == Phase::copying)) {
         return HandMerge::unfinished;
@@ -275,8 +273,12 @@ HandMerge mergeOpenedByHand(const PersonalityFiles& files) {
     if (!mergeFiles(files, phase, mayRefreshMirrors(journal))) {
         return HandMerge::notStored;
     }
-    (void)noteProgress(files.newVersion, Phase::byHand);
-    return endMergeByHand(files);
+    if (isKeptReference(files.oldVersion)) {
+        (void)noteProgress(files.newVersion, Phase::byHand);
+        (void)removeFile(unmergedPersonalityFile);
+    }
+    removeJournal();
+    return HandMerge::done;
 }
 
 } // namespace
@@ -298,6 +300,9 @@ int compareDefaultConfiguration() {
     PersonalityFiles const files = openPersonalityFiles(reference, newPersonalityFile);
     JournalRecord const journal = readJournal();
     Phase const phase = phaseOf(journal, files);
+    if (phase == Phase::byHand) { // merged once more, GigE defaults might move values on
+        (void)removeFile(unmergedPersonalityFile);
+    }
     if (phase == Phase::copying || phase == Phase::byHand) {
         closePersonalityFiles(files);
         return 1;

@@ -86,6 +86,12 @@ TEST_F(Driver, JournalOfAnEarlierRun) {
         EXPECT_EQ(readBytes(secondSavedCopy), readBytes(newFile)) << c.name;
         EXPECT_FALSE(fs::exists(journal)) << c.name;
     }
+    // The old defaults that were merged by hand are not there to be merged once more.
+    restore(start);
+    writeBytes(journal, journalOf("5.3.0.12", byHand));
+    writeBytes(unmerged, *start.at(savedCopy));
+    EXPECT_FALSE(merges());
+    EXPECT_FALSE(fs::exists(unmerged) || fs::exists(journal));
     restore(start);
     fs::create_directory(journal);
     EXPECT_TRUE(merges());
