@@ -1,5 +1,7 @@
 #include "tools/account.h"
 
+#include "tools/forms.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -28,22 +30,23 @@ std::string lowerCase(std::string text) {
 }
 
 std::string describe(const AccountedSetting& setting) {
-    std::string const defaults = setting.oldDefault + " -> " + setting.newDefault;
+    std::string const live = printable(setting.live);
+    std::string const now = printable(setting.newDefault);
+    std::string const defaults = printable(setting.oldDefault) + " -> " + now;
     std::string const elsewhere = setting.record != setting.key ? " in " + setting.record : "";
     bool const isThere = setting.live == setting.newDefault;
     switch (setting.action) {
     case Action::keep:
-        return setting.live + " (default " + defaults +
+        return live + " (default " + defaults +
                (isThere ? "; is there already" : "; the user's own value") + elsewhere + ")";
     case Action::never:
-        return setting.live + " (the blade's own; default " + defaults + ")";
+        return live + " (the blade's own; default " + defaults + ")";
     case Action::force:
-        return setting.live + " -> " + setting.newDefault + elsewhere +
-               " (the user's value is lost)";
+        return live + " -> " + now + elsewhere + " (the user's value is lost)";
     case Action::change:
         break;
     }
-    return setting.live + " -> " + setting.newDefault + elsewhere;
+    return live + " -> " + now + elsewhere;
 }
 
 const char* shown(const std::string& version) {

@@ -169,6 +169,12 @@ Defaults openDefaults(const std::string& text) {
     return Defaults(propReadPropertiesBuffer(text.data(), static_cast<int>(text.size())));
 }
 
+VersionBlock versionOf(PropertiesHandle handle) {
+    VersionBlock version{};
+    (void)readDefaultConfigurationVersion(handle, &version);
+    return version;
+}
+
 DefaultsText::DefaultsText(const std::string& text)
     : handle_(openDefaults(text)), begin_(handle_ != nullptr ? handle_->parser->text() : nullptr),
       size_(text.size()) {

@@ -4,7 +4,7 @@
 #include "props/property_parser.h"
 #include "tools/finding.h"
 
-#include <vxblade/properties.h>
+#include <vxblade/settings.h>
 
 #include <map>
 #include <memory>
@@ -24,6 +24,9 @@ using Defaults = std::unique_ptr<PropertiesHandleRecord, CloseDefaults>;
 
 // A defaults file's text, open. Throws std::runtime_error where it is too large for a blade.
 Defaults openDefaults(const std::string& text);
+
+// The version and the product that a blade reads.
+VersionBlock versionOf(PropertiesHandle handle);
 
 // Every view and every pointer is into the text that the object holds.
 class DefaultsText {

@@ -371,14 +371,8 @@ std::string sealDigits(uint32_t seal) {
     return text.data();
 }
 
-VersionBlock versionOf(const DefaultsText& text) {
-    VersionBlock version{};
-    (void)readDefaultConfigurationVersion(text.handle(), &version);
-    return version;
-}
-
 Lint lint(const DefaultsText& text) {
-    VersionBlock const version = versionOf(text);
+    VersionBlock const version = versionOf(text.handle());
     unsigned long stored = 0;
     unsigned long computed = 0;
     (void)propGetCrc(text.handle(), &stored, &computed);

@@ -4,8 +4,6 @@
 
 #include "tools/defaults_text.h"
 
-#include <vxblade/settings.h>
-
 #include <cstdint>
 #include <string>
 
@@ -25,9 +23,6 @@ Lint lint(const DefaultsText& text);
 
 // A seal as it is written: eight hexadecimal digits.
 std::string sealDigits(uint32_t seal);
-
-// The version block that a blade reads.
-VersionBlock versionOf(const DefaultsText& text);
 
 std::size_t countOf(const Findings& findings, Severity severity);
 void sortByPlace(Findings& findings);

@@ -68,17 +68,6 @@ class Planner {
     std::vector<AccountedSetting> settings_;
 };
 
-VersionBlock versionOf(const Defaults& defaults) {
-    VersionBlock version{};
-    (void)readDefaultConfigurationVersion(defaults.get(), &version);
-    return version;
-}
-
-Release releaseOf(const VersionBlock& block) {
-    return {std::string(block.version, ::strnlen(block.version, sizeof block.version)),
-            std::string(block.product, ::strnlen(block.product, sizeof block.product))};
-}
-
 // What an upgrade takes a reference for that is not there or cannot be read.
 std::string savedReference(const fs::path& volumes) {
     try {
@@ -117,12 +106,12 @@ Account planUpgrade(const fs::path& volumes, const fs::path& oldFile, const fs::
     Defaults const newDefaults = openDefaults(readText(newFile));
     vx::indexProperties(oldDefaults.get());
     vx::indexProperties(newDefaults.get());
-    VersionBlock const oldVersion = versionOf(oldDefaults);
-    VersionBlock const newVersion = versionOf(newDefaults);
+    VersionBlock const oldVersion = versionOf(oldDefaults.get());
+    VersionBlock const newVersion = versionOf(newDefaults.get());
     auto const journal = vx::readJournal(onVolumes(volumes, vx::upgradeJournal).c_str());
     Phase const phase = vx::sameVersion(journal.version, newVersion) ? journal.phase : Phase::none;
-    Account plan{.oldRelease = releaseOf(oldVersion),
-                 .newRelease = releaseOf(newVersion),
+    Account plan{.oldRelease = {oldVersion.version, oldVersion.product},
+                 .newRelease = {newVersion.version, newVersion.product},
                  .reason = whyNot(volumes, phase, vx::sameVersion(oldVersion, newVersion)),
                  .remark = remarkOn(phase, !oldText.empty()),
                  .settings = {},

@@ -242,8 +242,8 @@ void Comparison::examineDropped() {
 }
 
 void Comparison::examineVersions() {
-    const VersionBlock& was = diff_.old = versionOf(old_);
-    const VersionBlock& is = diff_.now = versionOf(new_);
+    const VersionBlock& was = diff_.old = versionOf(old_.handle());
+    const VersionBlock& is = diff_.now = versionOf(new_.handle());
     const char* const version = placeOf("properties.file.version");
     if (vx::sameVersion(was, is)) {
         if (!diff_.changes.empty()) {
