@@ -2,6 +2,7 @@
 
 #include "common/files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <fstream>
@@ -24,20 +25,17 @@ bool isVolume(const std::filesystem::path& path) {
     return false;
 }
 
-std::filesystem::path onVolumes(const std::filesystem::path& volumes, const char* path) {
-    return volumes / std::filesystem::path(path).lexically_relative("/mnt");
-}
-
-std::string readText(const std::filesystem::path& path) {
+std::string readText(const std::filesystem::path& path, std::size_t limit) {
     std::error_code error;
     auto const size = std::filesystem::file_size(path, error); // fails for what is no regular file
     if (error) {
         throw std::runtime_error("cannot read " + path.string() + ": " + error.message());
     }
-    if (size >= INT_MAX) { // as in the blade's own interfaces
+    std::size_t const wanted = std::min<uintmax_t>(size, limit);
+    if (wanted >= INT_MAX) { // as in the blade's own interfaces
         throw std::runtime_error("cannot read " + path.string() + ": it is too large");
     }
-    std::string text(static_cast<std::size_t>(size), '\0');
+    std::string text(wanted, '\0');
     if (!std::ifstream(path, std::ios::binary).read(text.data(), std::ssize(text))) {
         throw std::runtime_error("cannot read " + path.string());
     }

@@ -1,7 +1,6 @@
 #include "tools/last.h"
 
 #include "settings/saved_files.h"
-#include "tools/files.h"
 #include "upgrade/change_report.h"
 
 #include <algorithm>
@@ -12,7 +11,6 @@ namespace tools {
 
 namespace {
 
-namespace fs = std::filesystem;
 using Fields = std::vector<std::string>;
 
 std::string unescaped(const std::string& field) {
@@ -102,10 +100,10 @@ bool readReport(const std::string& text, Account& account) {
 
 } // namespace
 
-Account lastUpgrade(const fs::path& volumes) {
-    fs::path const path = onVolumes(volumes, vx::upgradeReport);
-    if (!fs::exists(path)) {
-        throw std::runtime_error("no report of an upgrade: " + path.string());
+Account lastUpgrade(const Place& place) {
+    std::string const name = place.nameOf(vx::upgradeReport);
+    if (place.statusOf(vx::upgradeReport).kind == FileKind::missing) {
+        throw std::runtime_error("no report of an upgrade: " + name);
     }
     Account account{.oldRelease = {},
                     .newRelease = {},
@@ -115,11 +113,10 @@ Account lastUpgrade(const fs::path& volumes) {
                     .outcome = Outcome{}};
     bool isWhole = false;
     try {
-        isWhole = readReport(readText(path), account);
+        isWhole = readReport(place.read(vx::upgradeReport), account);
     } catch (const std::logic_error&) { // a number that is none
     }
-    return isWhole ? account
-                   : throw std::runtime_error(path.string() + " is no whole report of an upgrade");
+    return isWhole ? account : throw std::runtime_error(name + " is no whole report of an upgrade");
 }
 
 } // namespace tools

@@ -2,13 +2,12 @@
 #pragma once
 
 #include "tools/account.h"
-
-#include <filesystem>
+#include "tools/place.h"
 
 namespace tools {
 
-// Reads the report of the last upgrade that merged, below `volumes` (folders nand0, nand1, nand2).
+// Reads the report of the last upgrade that merged.
 // Throws std::runtime_error where there is none, or none that is whole.
-[[nodiscard]] Account lastUpgrade(const std::filesystem::path& volumes);
+[[nodiscard]] Account lastUpgrade(const Place& place);
 
 } // namespace tools

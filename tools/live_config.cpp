@@ -53,9 +53,8 @@ void setSetting(const Section& section, uint32_t number, const Setting& setting,
 
 } // namespace
 
-std::vector<LiveSetting> liveSettings(const std::filesystem::path& volumes,
-                                      const std::string& prefix) {
-    LiveRecords records(volumes);
+std::vector<LiveSetting> liveSettings(const Place& place, const std::string& prefix) {
+    LiveRecords records(place);
     std::vector<LiveSetting> settings;
     forEachLiveSetting([&](const Section& section, uint32_t number, const Setting& setting) {
         std::string const key = keyOf(section, number, setting);

@@ -1,7 +1,8 @@
 // The live configuration by the keys of personality files.
 #pragma once
 
-#include <filesystem>
+#include "tools/place.h"
+
 #include <string>
 #include <vector>
 
@@ -12,11 +13,9 @@ struct LiveSetting {
     std::string value;
 };
 
-// Every setting whose key begins with `prefix`, read from the files of the store below `volumes`
-// (nand0, nand1, nand2). Throws std::runtime_error where there is no store that can be used and
-// where no key begins so.
-std::vector<LiveSetting> liveSettings(const std::filesystem::path& volumes,
-                                      const std::string& prefix);
+// Every setting whose key begins with `prefix`, read from the files of a store. Throws
+// std::runtime_error where there is no store that can be used and where no key begins so.
+std::vector<LiveSetting> liveSettings(const Place& place, const std::string& prefix);
 
 // Gives one setting a value and writes it through. Throws std::runtime_error on an unknown key, a
 // value that does not convert, and a store that cannot be opened or written.

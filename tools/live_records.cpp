@@ -1,10 +1,7 @@
 #include "tools/live_records.h"
 
-#include "common/files.h"
-#include "store/creators.h"
 #include "store/psst_table.h"
 #include "store/record_io.h"
-#include "tools/files.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,13 +9,7 @@
 
 namespace tools {
 
-namespace fs = std::filesystem;
-
 namespace {
-
-fs::path pathOf(const fs::path& volumes, int fileIndex) {
-    return onVolumes(volumes, psstFilePrimaryPaths[fileIndex]);
-}
 
 // The files that the store needs. Those that may be made are, where they are missing or were never
 // finished.
@@ -33,15 +24,18 @@ constexpr NeededFile neededFiles[] = {
 };
 
 // What is wrong with a needed file's header; empty where nothing is.
-std::string problemOf(const fs::path& path, const NeededFile& file) {
-    if (fs::exists(path) && !fs::is_regular_file(path)) {
+std::string problemOf(const Place& place, const std::string& path, const NeededFile& file) {
+    FileStatus const status = place.statusOf(path);
+    if (status.kind == FileKind::other) {
         return "is no regular file";
     }
-    if (vx::isUnfinished(path.c_str())) {
+    PsstHeader header{};
+    bool const isRegular = status.kind == FileKind::regular;
+    std::string const bytes = isRegular ? place.read(path, sizeof header) : "";
+    std::memcpy(&header, bytes.data(), bytes.size());
+    if (bytes.size() < sizeof header || vx::isUnfinishedHeader(header)) {
         return file.mayBeMade ? "" : "is missing, or was never finished";
     }
-    PsstHeader header{};
-    (void)vx::readFile(path.c_str(), &header, sizeof header);
     if (!vx::isValidHeader(header, vx::fileTypeOf(vx::fileIndexOf(file.type)))) {
         return "is not valid";
     }
@@ -52,16 +46,16 @@ std::string problemOf(const fs::path& path, const NeededFile& file) {
         return "is of another version";
     }
     std::size_t const whole = sizeof header + vx::dataLengthOf(PSST_CONFIG_INDEX);
-    return fs::file_size(path) < whole ? "is too short" : "";
+    return status.size < whole ? "is too short" : "";
 }
 
 } // namespace
 
-std::string whyUnusable(const fs::path& volumes) {
+std::string whyUnusable(const Place& place) {
     for (const NeededFile& file : neededFiles) {
-        fs::path const path = pathOf(volumes, vx::fileIndexOf(file.type));
-        if (std::string const problem = problemOf(path, file); !problem.empty()) {
-            return path.string() + " " + problem;
+        std::string const path = psstFilePrimaryPaths[vx::fileIndexOf(file.type)];
+        if (std::string const problem = problemOf(place, path, file); !problem.empty()) {
+            return place.nameOf(path) + " " + problem;
         }
     }
     return "";
@@ -77,7 +71,8 @@ Record& LiveRecords::of(const vx::RecordAccess& access, uint32_t number) {
     }
     const std::string& bytes = fileOf(place->fileIndex, access.type);
     if (bytes.size() < begin + access.size) {
-        throw std::runtime_error(pathOf(volumes_, place->fileIndex).string() + " is too short");
+        throw std::runtime_error(place_->nameOf(psstFilePrimaryPaths[place->fileIndex]) +
+                                 " is too short");
     }
     Record record(access.size);
     std::memcpy(record.data(), bytes.data() + begin, access.size);
@@ -89,11 +84,12 @@ const std::string& LiveRecords::fileOf(int fileIndex, uint32_t type) {
     if (known != files_.end()) {
         return known->second;
     }
-    std::string bytes = readText(pathOf(volumes_, fileIndex));
+    std::string const path = psstFilePrimaryPaths[fileIndex];
+    std::string bytes = place_->read(path);
     PsstHeader header{};
     std::memcpy(&header, bytes.data(), std::min(sizeof header, bytes.size()));
     if (!vx::isValidHeader(header, vx::fileTypeOf(vx::fileIndexOf(type)))) {
-        throw std::runtime_error(pathOf(volumes_, fileIndex).string() + " is not valid");
+        throw std::runtime_error(place_->nameOf(path) + " is not valid");
     }
     return files_[fileIndex] = std::move(bytes);
 }

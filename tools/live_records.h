@@ -2,9 +2,9 @@
 #pragma once
 
 #include "settings/table.h"
+#include "tools/place.h"
 
 #include <cstddef>
-#include <filesystem>
 #include <map>
 #include <string>
 #include <utility>
@@ -14,13 +14,13 @@ namespace tools {
 
 using Record = std::vector<std::byte>;
 
-// Why an upgrade could not use the store below `volumes`; empty where it could.
-[[nodiscard]] std::string whyUnusable(const std::filesystem::path& volumes);
+// Why an upgrade could not use a store; empty where it could.
+[[nodiscard]] std::string whyUnusable(const Place& place);
 
 class LiveRecords {
   public:
-    // `volumes` is the folder of nand0, nand1 and nand2. Reads nothing yet.
-    explicit LiveRecords(std::filesystem::path volumes) : volumes_(std::move(volumes)) {}
+    // Reads nothing yet. The place stays the caller's and must outlive the records.
+    explicit LiveRecords(const Place& place) : place_(&place) {}
 
     // A record, which the caller may change for later calls to see. Throws std::runtime_error where
     // its file cannot be read, is not valid or is too short.
@@ -29,7 +29,7 @@ class LiveRecords {
   private:
     const std::string& fileOf(int fileIndex, uint32_t type);
 
-    std::filesystem::path volumes_;
+    const Place* place_;
     std::map<int, std::string> files_;                      // by index
     std::map<std::pair<int, std::size_t>, Record> records_; // by file and place
 };

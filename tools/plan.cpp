@@ -10,6 +10,7 @@
 #include "upgrade/change.h"
 #include "upgrade/journal.h"
 
+#include <span>
 #include <stdexcept>
 
 namespace tools {
@@ -69,16 +70,16 @@ class Planner {
 };
 
 // What an upgrade takes a reference for that is not there or cannot be read.
-std::string savedReference(const fs::path& volumes) {
+std::string savedReference(const Place& place) {
     try {
-        return readText(onVolumes(volumes, vx::savedPersonalityFiles[0]));
+        return place.read(vx::savedPersonalityFiles[0]);
     } catch (const std::exception&) {
         return "";
     }
 }
 
 // Why the next start merges nothing; empty where it merges.
-std::string whyNot(const fs::path& volumes, Phase phase, bool isSame) {
+std::string whyNot(const Place& place, Phase phase, bool isSame) {
     if (phase == Phase::copying || phase == Phase::byHand) {
         return "the upgrade to this version is done but for its saved copies, which the next start "
                "makes";
@@ -86,8 +87,17 @@ std::string whyNot(const fs::path& volumes, Phase phase, bool isSame) {
     if (isSame) {
         return "the versions are the same";
     }
-    return isVolume(volumes / "nand1") ? whyUnusable(volumes)
-                                       : (volumes / "nand1").string() + " is not mounted";
+    return place.hasVolume("/mnt/nand1") ? whyUnusable(place)
+                                         : place.nameOf("/mnt/nand1") + " is not mounted";
+}
+
+vx::JournalRecord journalAt(const Place& place) {
+    try {
+        std::string const content = place.read(vx::upgradeJournal, sizeof(vx::JournalRecord));
+        return vx::journalOf(std::as_bytes(std::span(content)));
+    } catch (const std::exception&) {
+        return {};
+    }
 }
 
 const char* remarkOn(Phase phase, bool hasReference) {
@@ -100,24 +110,24 @@ const char* remarkOn(Phase phase, bool hasReference) {
 
 } // namespace
 
-Account planUpgrade(const fs::path& volumes, const fs::path& oldFile, const fs::path& newFile) {
-    std::string const oldText = oldFile.empty() ? savedReference(volumes) : readText(oldFile);
+Account planUpgrade(const Place& place, const fs::path& oldFile, const fs::path& newFile) {
+    std::string const oldText = oldFile.empty() ? savedReference(place) : readText(oldFile);
     Defaults const oldDefaults = openDefaults(oldText);
     Defaults const newDefaults = openDefaults(readText(newFile));
     vx::indexProperties(oldDefaults.get());
     vx::indexProperties(newDefaults.get());
     VersionBlock const oldVersion = versionOf(oldDefaults.get());
     VersionBlock const newVersion = versionOf(newDefaults.get());
-    auto const journal = vx::readJournal(onVolumes(volumes, vx::upgradeJournal).c_str());
+    auto const journal = journalAt(place);
     Phase const phase = vx::sameVersion(journal.version, newVersion) ? journal.phase : Phase::none;
     Account plan{.oldRelease = {oldVersion.version, oldVersion.product},
                  .newRelease = {newVersion.version, newVersion.product},
-                 .reason = whyNot(volumes, phase, vx::sameVersion(oldVersion, newVersion)),
+                 .reason = whyNot(place, phase, vx::sameVersion(oldVersion, newVersion)),
                  .remark = remarkOn(phase, !oldText.empty()),
                  .settings = {},
                  .outcome = {}};
     if (plan.reason.empty()) {
-        Planner planner(LiveRecords(volumes), oldDefaults, newDefaults);
+        Planner planner(LiveRecords(place), oldDefaults, newDefaults);
         vx::forEachSection(vx::mergeOrder, [&](const Section& section, uint32_t number) {
             if (&section != &vx::iscsiSection || phase != Phase::portsDone) {
                 planner.plan(section, number);

@@ -5,6 +5,7 @@
 #include "tools/live_config.h"
 #include "tools/merge.h"
 #include "tools/output.h"
+#include "tools/place.h"
 #include "tools/plan.h"
 #include "tools/silence.h"
 #include "tools/store_create.h"
@@ -34,7 +35,7 @@ struct Arguments {
     std::vector<std::string> files;
     std::string file;
     std::string old;
-    std::string volumes = "/mnt";
+    std::string place = "/mnt";
     std::string format = "text";
     bool isVerbose = false;
     bool isDry = false;
@@ -54,7 +55,7 @@ void addFormat(CLI::App& command, Arguments& arguments) {
 
 void addVolumes(CLI::App& command, Arguments& arguments) {
     command
-        .add_option("--volumes", arguments.volumes,
+        .add_option("--volumes", arguments.place,
                     "Folder of nand0, nand1 and nand2, by default /mnt")
         ->type_name("DIR");
 }
@@ -123,11 +124,13 @@ int printed(const tools::Account& account, const Arguments& arguments) {
 }
 
 int plan(const Arguments& arguments) {
-    return printed(tools::planUpgrade(arguments.volumes, arguments.old, arguments.file), arguments);
+    return printed(
+        tools::planUpgrade(*tools::openPlace(arguments.place), arguments.old, arguments.file),
+        arguments);
 }
 
 int last(const Arguments& arguments) {
-    tools::Account const account = tools::lastUpgrade(arguments.volumes);
+    tools::Account const account = tools::lastUpgrade(*tools::openPlace(arguments.place));
     (void)printed(account, arguments);
     return account.outcome->failed.empty() ? good : found;
 }
@@ -165,7 +168,7 @@ void addUpgradeCommands(CLI::App& app, Arguments& arguments) {
 // --- The live configuration.
 
 int show(const Arguments& arguments) {
-    auto const settings = tools::liveSettings(arguments.volumes, arguments.prefix);
+    auto const settings = tools::liveSettings(*tools::openPlace(arguments.place), arguments.prefix);
     tools::Json document = {{"settings", tools::Json::array()}};
     for (auto const& [key, value] : settings) {
         document["settings"].push_back({{"key", key}, {"value", value}});

@@ -30,8 +30,8 @@ int writeHeader(uint32_t type, bool finished) {
 }
 
 // A header as writeHeader leaves it, not the zeros of a file that nobody wrote yet.
-bool isUnfinishedHeader(const PsstHeader& header, uint32_t type) {
-    return header.version == PSST_HEADER_VERSION && header.magic == 0 && header.fileSize == 0 &&
+bool isOwnUnfinishedHeader(const PsstHeader& header, uint32_t type) {
+    return header.version == PSST_HEADER_VERSION && isUnfinishedHeader(header) &&
            header.type == type;
 }
 
@@ -60,7 +60,7 @@ bool isUnfinished(const char* path) {
     }
     ssize_t const got = ::read(file.get(), &header, sizeof header);
     if (got == sizeof header) {
-        return header.magic == 0 && header.fileSize == 0;
+        return isUnfinishedHeader(header);
     }
     // Only a file that is known to be short is ours to replace: a read that fails, or that gives
     // less than there is, does not say so.
@@ -74,7 +74,7 @@ void finishMirror(int fileIndex) {
     const char* const path = psstFileMirrorPaths[fileIndex];
     PsstHeader header{};
     if (readFile(path, &header, sizeof header) == sizeof header &&
-        isUnfinishedHeader(header, type) && ReadHeader(&header, type) == 0 &&
+        isOwnUnfinishedHeader(header, type) && ReadHeader(&header, type) == 0 &&
         isValidHeader(header, type)) {
         (void)MirrorPsstFile(&header, sizeof header, fileIndex, 0);
     }

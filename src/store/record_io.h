@@ -17,6 +17,11 @@ namespace vx {
 // The three tests of every reader: magic, a size, the expected type.
 [[nodiscard]] bool isValidHeader(const PsstHeader& header, uint32_t type);
 
+// A header of a file whose making began and was cut, or of zeros that nobody wrote over yet.
+[[nodiscard]] constexpr bool isUnfinishedHeader(const PsstHeader& header) {
+    return header.magic == 0 && header.fileSize == 0;
+}
+
 // Reads the header of the open file of a type and tests it: the read's failure, or -1 where the
 // header is bad.
 [[nodiscard]] int checkHeader(uint32_t type);

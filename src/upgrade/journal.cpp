@@ -5,6 +5,7 @@
 
 #include <vxblade/common.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -23,10 +24,18 @@ bool isWhole(const JournalRecord& record) {
 
 } // namespace
 
-JournalRecord readJournal(const char* path) {
+JournalRecord readJournal() {
+    std::array<std::byte, sizeof(JournalRecord)> bytes;
+    int const got = readFile(upgradeJournal, bytes.data(), bytes.size());
+    return journalOf({bytes.data(), got > 0 ? static_cast<std::size_t>(got) : 0});
+}
+
+JournalRecord journalOf(std::span<const std::byte> content) {
     JournalRecord record{};
-    bool const isRead = readFile(path, &record, sizeof record) == sizeof record;
-    return isRead && isWhole(record) ? record : JournalRecord{};
+    if (content.size() >= sizeof record) {
+        std::memcpy(&record, content.data(), sizeof record);
+    }
+    return isWhole(record) ? record : JournalRecord{};
 }
 
 int noteProgress(const VersionBlock& version, Phase phase) {

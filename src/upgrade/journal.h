@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace vx {
 
@@ -30,7 +31,8 @@ static_assert(sizeof(JournalRecord) == 280 && offsetof(JournalRecord, phase) == 
               offsetof(JournalRecord, crc) == 276);
 
 // The journal of any upgrade; one that is missing, torn or from nobody gives phase none.
-[[nodiscard]] JournalRecord readJournal(const char* path = upgradeJournal);
+[[nodiscard]] JournalRecord readJournal();
+[[nodiscard]] JournalRecord journalOf(std::span<const std::byte> content);
 
 // Notes that the upgrade to `version` has reached a phase. Durable when it returns 0; -1, which it
 // reports, leaves the journal as it was.

@@ -279,7 +279,7 @@ std::map<std::string, fs::file_time_type> timesOfFiles() {
 
 tools::Account planned() {
     auto const before = timesOfFiles();
-    tools::Account plan = tools::planUpgrade("/mnt", "", oracle::newFile);
+    tools::Account plan = tools::planUpgrade(*tools::openPlace("/mnt"), "", oracle::newFile);
     EXPECT_EQ(timesOfFiles(), before);
     return plan;
 }
@@ -291,7 +291,7 @@ void expectAsPlanned(const tools::Account& plan, const std::string& output) {
     if (!merges) {
         return;
     }
-    EXPECT_EQ(tools::lastUpgrade("/mnt").settings, plan.settings);
+    EXPECT_EQ(tools::lastUpgrade(*tools::openPlace("/mnt")).settings, plan.settings);
     fs::remove(vx::upgradeReport);
     std::string lines;
     std::map<std::string, std::string> stored;
@@ -308,7 +308,7 @@ void expectAsPlanned(const tools::Account& plan, const std::string& output) {
         printed += line.starts_with("Compare Diff") ? line + "\n" : "";
     }
     EXPECT_EQ(printed, lines);
-    for (auto const& [key, value] : tools::liveSettings("/mnt", "config.")) {
+    for (auto const& [key, value] : tools::liveSettings(*tools::openPlace("/mnt"), "config.")) {
         EXPECT_TRUE(!stored.contains(key) || stored[key] == value) << key;
     }
 }

@@ -102,7 +102,7 @@ struct Corruption : BladeTest {
         bool const isAside = outcome == Outcome::movedAside;
         bool const stays = outcome == Outcome::refused || outcome == Outcome::ignored;
         bool const isUsable = outcome != Outcome::refused && !isAside;
-        EXPECT_EQ(tools::whyUnusable("/mnt").empty(), isUsable);
+        EXPECT_EQ(tools::whyUnusable(*tools::openPlace("/mnt")).empty(), isUsable);
         EXPECT_EQ(initialise(), isUsable ? 0 : -1);
         EXPECT_EQ(readBytes(path), stays ? damaged : *good.at(path));
         for (auto const& [other, bytes] : volumesNow()) {

@@ -155,7 +155,7 @@ TEST_F(Driver, FullReport) {
                      vx::hostGroupRecord, &group, &group, &group});
     }
     changes.install();
-    tools::Account const account = tools::lastUpgrade("/mnt");
+    tools::Account const account = tools::lastUpgrade(*tools::openPlace("/mnt"));
     EXPECT_LE(fs::file_size(vx::upgradeReport), vx::ChangeReport::largest);
     EXPECT_EQ(account.settings.size() + account.outcome->omitted, 1000U);
     EXPECT_GT(account.settings.size(), 50U);

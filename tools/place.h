@@ -1,0 +1,54 @@
+// Where a blade's files are read from: its own volumes, a folder with copies of them, or a backup.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tools {
+
+enum class FileKind : uint8_t { missing, regular, other };
+
+struct FileStatus {
+    FileKind kind = FileKind::missing;
+    uint64_t size = 0; // bytes
+};
+
+// Paths are a blade's own, such as "/mnt/nand1/brapp_config.bin", wherever the files really are.
+class Place {
+  public:
+    Place() = default;
+    virtual ~Place() = default;
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+
+    [[nodiscard]] virtual FileStatus statusOf(const std::string& path) const = 0;
+
+    // Up to `limit` bytes from the start of a regular file. Throws std::runtime_error where there
+    // is none or it cannot be read.
+    [[nodiscard]] virtual std::string read(const std::string& path, std::size_t limit) const = 0;
+    // All of it.
+    [[nodiscard]] std::string read(const std::string& path) const { return read(path, SIZE_MAX); }
+
+    // The paths of all files of the three volumes, folders below them left out, in order. Throws
+    // std::runtime_error where a volume cannot be listed.
+    [[nodiscard]] virtual std::vector<std::string> files() const = 0;
+
+    // False where the volume of a path is not there or, on a blade, not mounted.
+    [[nodiscard]] virtual bool hasVolume(const std::string& volume) const = 0;
+
+    // A path as messages name it.
+    [[nodiscard]] virtual std::string nameOf(const std::string& path) const = 0;
+};
+
+// The volumes of a blade, in the order in which they are shown.
+inline constexpr const char* volumes[] = {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"};
+
+// The place at `path`: a folder of nand0, nand1 and nand2, such as /mnt. Reads nothing yet. Throws
+// std::runtime_error where there is nothing.
+[[nodiscard]] std::unique_ptr<Place> openPlace(const std::filesystem::path& path);
+
+} // namespace tools
