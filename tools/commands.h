@@ -1,0 +1,48 @@
+// vxcfg's commands: their options and what is done with them. Each group is a file of its own.
+#pragma once
+
+#include "tools/output.h"
+#include "tools/store_create.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tools {
+
+// What command lines fill, and what is done with it: the action of the command that was given.
+struct Arguments {
+    CreateOptions create;
+    std::string prefix = "config.";
+    std::string key;
+    std::string value;
+    std::vector<std::string> files;
+    std::string file;
+    std::string old;
+    std::string place = "/mnt";
+    std::string format = "text";
+    bool isVerbose = false;
+    bool isDry = false;
+    bool isStrict = false;
+    std::function<int()> action;
+
+    [[nodiscard]] bool wantsJson() const { return format == "json"; }
+};
+
+// Options that several commands have.
+void addFormat(CLI::App& command, Arguments& arguments);
+void addPlace(CLI::App& command, Arguments& arguments);
+void addVerbose(CLI::App& command, Arguments& arguments);
+void addStrict(CLI::App& command, Arguments& arguments);
+
+// A command, or one of another's, whose action is run after the command line was read.
+CLI::App& addCommand(CLI::App& app, Arguments& arguments, const char* name, const char* what,
+                     int (*action)(const Arguments&));
+
+void addDefaultsCommands(CLI::App& app, Arguments& arguments);
+void addUpgradeCommands(CLI::App& app, Arguments& arguments);
+void addStoreCommands(CLI::App& app, Arguments& arguments);
+
+} // namespace tools

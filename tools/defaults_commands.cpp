@@ -1,0 +1,50 @@
+#include "tools/commands.h"
+
+#include "tools/defaults_files.h"
+#include "tools/values.h"
+
+#include <cstdio>
+
+namespace tools {
+
+namespace {
+
+int check(const Arguments& arguments) {
+    return checkFiles(arguments.files, {arguments.isStrict, arguments.wantsJson()});
+}
+
+int seal(const Arguments& arguments) {
+    return sealFiles(arguments.files);
+}
+
+int diff(const Arguments& arguments) {
+    return diffFiles(arguments.old, arguments.file, {arguments.isStrict, arguments.wantsJson()});
+}
+
+int settings(const Arguments& /*none*/) {
+    std::fputs(describeSettings().c_str(), stdout);
+    return good;
+}
+
+} // namespace
+
+void addDefaultsCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App& checked = addCommand(app, arguments, "check", "Examine defaults files", check);
+    checked.add_option("FILE", arguments.files)->required()->expected(1, -1);
+    addStrict(checked, arguments);
+    addFormat(checked, arguments);
+    addCommand(app, arguments, "seal", "Give defaults files their seal, the CRC-32", seal)
+        .add_option("FILE", arguments.files)
+        ->required()
+        ->expected(1, -1);
+    CLI::App& compared =
+        addCommand(app, arguments, "diff", "Say what a release's defaults do to the field", diff);
+    compared.add_option("OLD", arguments.old, "The defaults file of the release before")
+        ->required();
+    compared.add_option("NEW", arguments.file, "That of the release")->required();
+    addStrict(compared, arguments);
+    addFormat(compared, arguments);
+    addCommand(app, arguments, "settings", "Describe every setting of defaults files", settings);
+}
+
+} // namespace tools

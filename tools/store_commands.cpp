@@ -1,0 +1,69 @@
+#include "tools/commands.h"
+
+#include "tools/live_config.h"
+#include "tools/place.h"
+#include "tools/silence.h"
+
+#include <cstdio>
+
+namespace tools {
+
+namespace {
+
+int show(const Arguments& arguments) {
+    auto const settings = liveSettings(*openPlace(arguments.place), arguments.prefix);
+    Json document = {{"settings", Json::array()}};
+    for (auto const& [key, value] : settings) {
+        document["settings"].push_back({{"key", key}, {"value", value}});
+        if (!arguments.wantsJson()) {
+            std::printf("%s = \"%s\"\n", key.c_str(), value.c_str());
+        }
+    }
+    if (arguments.wantsJson()) {
+        print(document);
+    }
+    return good;
+}
+
+int set(const Arguments& arguments) {
+    Silence const silence(arguments.isVerbose);
+    setConfiguration(arguments.key, arguments.value);
+    return good;
+}
+
+int create(const Arguments& arguments) {
+    auto const report = createStore(arguments.create);
+    std::printf("Store of %zu files made with the defaults of version %s (%zu properties).\n",
+                report.files, report.version.c_str(), report.properties);
+    if (!report.isNamed) {
+        std::fprintf(stderr,
+                     "vxcfg: the chassis name could not be saved in the boot environment\n");
+    }
+    return good;
+}
+
+} // namespace
+
+void addStoreCommands(CLI::App& app, Arguments& arguments) {
+    CLI::App& shown = addCommand(app, arguments, "show", "Print live settings", show);
+    shown.add_option("PREFIX", arguments.prefix, "Only keys that begin so");
+    addPlace(shown, arguments);
+    addFormat(shown, arguments);
+    CLI::App& setting = addCommand(app, arguments, "set", "Change one live setting", set);
+    setting.add_option("KEY", arguments.key)->required();
+    setting.add_option("VALUE", arguments.value)->required();
+    addVerbose(setting, arguments);
+    CLI::App* const store = app.add_subcommand("store", "Stores on the mounted volumes");
+    store->require_subcommand(1);
+    CLI::App& made = addCommand(*store, arguments, "create", "Make a factory store", create);
+    made.add_option("--defaults", arguments.create.defaults, "Defaults file")
+        ->required()
+        ->type_name("FILE");
+    made.add_flag("--full", arguments.create.full,
+                  "Every file of the store, not only what start-up needs");
+    made.add_flag("--force", arguments.create.force,
+                  "Make these files anew in a store that is valid");
+    made.add_flag("--verbose", arguments.create.isVerbose, "Print what the layer below says too");
+}
+
+} // namespace tools
