@@ -1,8 +1,10 @@
 #include "tools/place.h"
 
+#include "tools/backup.h"
 #include "tools/files.h"
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 
 namespace tools {
@@ -20,9 +22,12 @@ class VolumeFolder : public Place {
         fs::path const file = at(path);
         if (fs::is_regular_file(file, error)) {
             auto const size = fs::file_size(file, error);
-            return {FileKind::regular, error ? 0 : size};
+            auto const modified = fs::last_write_time(file, error).time_since_epoch();
+            auto const mode = fs::status(file, error).permissions() & fs::perms::all;
+            return {FileKind::regular, error ? 0 : size, static_cast<uint32_t>(mode),
+                    std::chrono::nanoseconds(modified).count()};
         }
-        return {fs::exists(file, error) ? FileKind::other : FileKind::missing};
+        return {.kind = fs::exists(file, error) ? FileKind::other : FileKind::missing};
     }
 
     [[nodiscard]] std::string read(const std::string& path, std::size_t limit) const override {
@@ -56,20 +61,25 @@ class VolumeFolder : public Place {
     }
 
   private:
-    [[nodiscard]] fs::path at(const std::string& path) const {
-        return folder_ / fs::path(path).lexically_relative("/mnt");
-    }
+    [[nodiscard]] fs::path at(const std::string& path) const { return onVolumes(folder_, path); }
 
     fs::path folder_;
 };
 
 } // namespace
 
+fs::path onVolumes(const fs::path& folder, const std::string& path) {
+    return folder / fs::path(path).lexically_relative("/mnt");
+}
+
 std::unique_ptr<Place> openPlace(const fs::path& path) {
-    if (!fs::is_directory(path)) {
-        throw std::runtime_error(path.string() + " is no folder of volumes");
+    if (fs::is_directory(path)) {
+        return std::make_unique<VolumeFolder>(path);
     }
-    return std::make_unique<VolumeFolder>(path);
+    if (!fs::exists(path)) {
+        throw std::runtime_error(path.string() + " is neither a folder of volumes nor a backup");
+    }
+    return openBackup(path);
 }
 
 } // namespace tools

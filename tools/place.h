@@ -14,7 +14,11 @@ enum class FileKind : uint8_t { missing, regular, other };
 
 struct FileStatus {
     FileKind kind = FileKind::missing;
-    uint64_t size = 0; // bytes
+    uint64_t size = 0;    // bytes
+    uint32_t mode = 0;    // permissions
+    int64_t modified = 0; // in nanoseconds, of an own epoch; 0 in a backup
+
+    bool operator==(const FileStatus&) const = default;
 };
 
 // Paths are a blade's own, such as "/mnt/nand1/brapp_config.bin", wherever the files really are.
@@ -47,8 +51,12 @@ class Place {
 // The volumes of a blade, in the order in which they are shown.
 inline constexpr const char* volumes[] = {"/mnt/nand0", "/mnt/nand1", "/mnt/nand2"};
 
-// The place at `path`: a folder of nand0, nand1 and nand2, such as /mnt. Reads nothing yet. Throws
-// std::runtime_error where there is nothing.
+// A path of a blade in a folder of volumes.
+[[nodiscard]] std::filesystem::path onVolumes(const std::filesystem::path& folder,
+                                              const std::string& path);
+
+// The place at `path`: a folder of nand0, nand1 and nand2, such as /mnt, or a backup. Throws
+// std::runtime_error where it is neither.
 [[nodiscard]] std::unique_ptr<Place> openPlace(const std::filesystem::path& path);
 
 } // namespace tools

@@ -1,7 +1,9 @@
 #include "tools/commands.h"
 
+#include "tools/backup.h"
 #include "tools/live_config.h"
 #include "tools/place.h"
+#include "tools/restore.h"
 #include "tools/silence.h"
 
 #include <cstdio>
@@ -42,6 +44,20 @@ int create(const Arguments& arguments) {
     return good;
 }
 
+int backup(const Arguments& arguments) {
+    auto const place = openPlace(arguments.place);
+    auto const report = writeBackup(*place, arguments.place == "/mnt", arguments.file);
+    std::printf("%s: %zu files of %ju bytes in %ju\n", arguments.file.c_str(), report.files,
+                uintmax_t{report.bytes}, uintmax_t{report.archiveSize});
+    return good;
+}
+
+int restore(const Arguments& arguments) {
+    auto const report = restoreBackup(arguments.file, arguments.place, arguments.isDry);
+    arguments.wantsJson() ? print(toJson(report)) : printText(report);
+    return good;
+}
+
 } // namespace
 
 void addStoreCommands(CLI::App& app, Arguments& arguments) {
@@ -63,6 +79,15 @@ void addStoreCommands(CLI::App& app, Arguments& arguments) {
                   "Every file of the store, not only what start-up needs");
     made.add_flag("--force", arguments.create.force,
                   "Make these files anew in a store that is valid");
+    CLI::App& backedUp =
+        addCommand(*store, arguments, "backup", "Write a store into one archive", backup);
+    backedUp.add_option("FILE", arguments.file, "The archive")->required();
+    addPlace(backedUp, arguments);
+    CLI::App& restored = addCommand(*store, arguments, "restore", "Put a backup back", restore);
+    restored.add_option("FILE", arguments.file, "The archive")->required();
+    restored.add_flag("--dry-run", arguments.isDry, "Only say what it would change");
+    addPlace(restored, arguments);
+    addFormat(restored, arguments);
     made.add_flag("--verbose", arguments.create.isVerbose, "Print what the layer below says too");
 }
 

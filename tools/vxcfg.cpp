@@ -17,8 +17,8 @@ void addFormat(CLI::App& command, Arguments& arguments) {
 void addPlace(CLI::App& command, Arguments& arguments) {
     command
         .add_option("--volumes", arguments.place,
-                    "Folder of nand0, nand1 and nand2, by default /mnt")
-        ->type_name("DIR");
+                    "Folder of nand0, nand1 and nand2, by default /mnt, or a backup")
+        ->type_name("PLACE");
 }
 
 void addVerbose(CLI::App& command, Arguments& arguments) {

@@ -80,6 +80,14 @@ uint32_t headerSizeOf(uint32_t type) {
     return psstFile(fileIndexOf(type)).size;
 }
 
+// A power cut between the file's creation and its first write leaves it empty.
+bool isMissing(const char* path) {
+    struct stat status {};
+    return ::stat(path, &status) != 0 || status.st_size == 0;
+}
+
+} // namespace
+
 // The file is this header and nothing else. Its size and header length stay 0, unlike those of
 // every other file.
 PsstHeader sequenceHeader(uint64_t number) {
@@ -91,14 +99,6 @@ PsstHeader sequenceHeader(uint64_t number) {
     header.sequenceHigh = static_cast<uint32_t>(number >> 32);
     return header;
 }
-
-// A power cut between the file's creation and its first write leaves it empty.
-bool isMissing(const char* path) {
-    struct stat status {};
-    return ::stat(path, &status) != 0 || status.st_size == 0;
-}
-
-} // namespace
 
 bool isValidHeader(const PsstHeader& header, uint32_t type) {
     return header.magic == PSST_MAGIC && header.fileSize != 0 && header.type == type;

@@ -30,6 +30,9 @@ namespace vx {
     return uint64_t{header.sequenceHigh} << 32 | header.sequenceLow;
 }
 
+// The sequence-number file, whole.
+[[nodiscard]] PsstHeader sequenceHeader(uint64_t number);
+
 // ---- From a file into a table ----
 
 // Reads one record through the staging buffer, so that a failed read leaves the table as it was.

@@ -3,7 +3,9 @@
 #include "tests/reliability/medium.h"
 #include "tests/reliability/upgrade_fixture.h"
 
+#include "tools/backup.h"
 #include "tools/merge.h"
+#include "tools/restore.h"
 #include "tools/seal.h"
 
 #include <vxblade/pmgr.h>
@@ -19,6 +21,7 @@ namespace {
 struct Arrangement {
     const char* name;
     void (*arrange)();
+    bool isRestore = false;
 };
 
 // GigE defaults are merged into the iSCSI port of the same number. Here they move the value onto
@@ -44,6 +47,8 @@ int mergeByHand() {
         return fs::exists(UpgradeTest::unmerged) ? 1 : 0;
     }
 }
+
+constexpr const char* backup = "/var/lock/backup.tar.gz";
 
 const Arrangement arrangements[] = {
     {"Plain", [] {}},
@@ -77,6 +82,24 @@ const Arrangement arrangements[] = {
              return static_cast<int>(tools::sealFile(UpgradeTest::newFile).errors.size());
          };
      }},
+    {"Restore",
+     [] {
+         tools::writeBackup(*tools::openPlace("/mnt"), true, backup);
+         for (const std::string& path : {primary(1), mirror(1), primary(20)}) {
+             setByte(path, 5000, 77);
+         }
+         for (const std::string& path : {primary(21), mirror(21)}) {
+             setByte(path, 21, 9); // its number is ahead
+         }
+         fs::remove(primary(33));
+         fs::remove(mirror(7));
+         writeText(UpgradeTest::unmerged, "no part of the backup");
+         UpgradeTest::work = [] {
+             tools::restoreBackup(backup, "/mnt", false);
+             return 0;
+         };
+     },
+     true},
 };
 
 struct PowerCut : UpgradeTest, testing::WithParamInterface<Arrangement> {
@@ -90,10 +113,14 @@ struct PowerCut : UpgradeTest, testing::WithParamInterface<Arrangement> {
 
     void recover(const Volumes& cut, const std::string& in) {
         restore(cut);
-        uint64_t const sequence =
-            std::max(sequenceNumberOnFile(), sequenceNumberOnFile(mirror(PSST_SEQUENCE_INDEX)));
+        uint64_t const file = sequenceNumberOnFile();
+        uint64_t const mirrored = sequenceNumberOnFile(mirror(PSST_SEQUENCE_INDEX));
         ASSERT_TRUE(upgrade().reachedEnd()) << in;
-        expectEnd(in, sequence);
+        if (GetParam().isRestore) {
+            EXPECT_TRUE(file >= mirrored && volumesNow() == end) << in;
+        } else {
+            expectEnd(in, std::max(file, mirrored));
+        }
     }
 };
 

@@ -1,0 +1,212 @@
+#include "tools/restore.h"
+
+#include "common/files.h"
+#include "settings/saved_files.h"
+#include "store/psst_table.h"
+#include "store/record_io.h"
+#include "tools/backup.h"
+#include "tools/forms.h"
+#include "tools/live_config.h"
+#include "tools/place.h"
+#include "tools/store_files.h"
+#include "upgrade/driver.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+
+namespace tools {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const char* const sequenceFile = psstFilePrimaryPaths[PSST_SEQUENCE_INDEX];
+
+bool isOfVolume(const std::string& path, const char* volume) {
+    return path.starts_with(volume);
+}
+
+// The order that keeps file, mirror and number in step: the mirrors are behind until the last two
+// steps say that they are not.
+std::vector<std::string> inOrder() {
+    std::string const sequenceMirror = mirrorOf(sequenceFile);
+    std::vector<std::string> paths;
+    for (const char* const volume : {"/mnt/nand1", "/mnt/nand0", "/mnt/nand2"}) {
+        std::ranges::copy_if(storeFiles(), std::back_inserter(paths), [&](const std::string& path) {
+            return isOfVolume(path, volume) && path != sequenceFile && path != sequenceMirror;
+        });
+    }
+    paths.push_back(sequenceMirror);
+    paths.emplace_back(sequenceFile);
+    return paths;
+}
+
+bool isThere(const Place& place, const std::string& path) {
+    return place.statusOf(path).kind == FileKind::regular;
+}
+
+// What becomes of a file; null where it stays.
+const char* actionOn(const std::string& path, const Place& backup, const Place& now) {
+    FileStatus const wanted = backup.statusOf(path);
+    FileStatus const found = now.statusOf(path);
+    if (found.kind == FileKind::other) {
+        throw std::runtime_error(now.nameOf(path) + " is no regular file");
+    }
+    if (wanted.kind == FileKind::missing) {
+        return found.kind == FileKind::missing ? nullptr : "remove";
+    }
+    if (found.kind == FileKind::missing) {
+        return "make";
+    }
+    bool const isSame = found.size == wanted.size && now.read(path) == backup.read(path);
+    return isSame ? nullptr : "replace";
+}
+
+void compareSettings(const Place& backup, const Place& now, RestoreReport& report) {
+    try {
+        auto const restored = liveSettings(backup, "config.");
+        auto const live = liveSettings(now, "config.");
+        for (std::size_t i = 0; i < live.size(); ++i) {
+            if (live[i].value != restored[i].value) {
+                report.settings.push_back({live[i].key, live[i].value, restored[i].value});
+            }
+        }
+    } catch (const std::runtime_error& why) {
+        report.remark = std::string("The settings cannot be compared: ") + why.what();
+    }
+}
+
+[[noreturn]] void failOn(const fs::path& path) {
+    throw std::system_error(errno, std::generic_category(), "cannot write " + path.string());
+}
+
+void replace(const fs::path& path, std::string_view content, mode_t mode) {
+    if (vx::replaceFile(path.c_str(), content.data(), content.size(), mode) != 0) {
+        failOn(path);
+    }
+    fs::permissions(path, static_cast<fs::perms>(mode)); // whatever the mask of the user's files is
+}
+
+void removeDurably(const fs::path& path) {
+    if (vx::removeFile(path.c_str()) != 0 && errno != ENOENT) {
+        failOn(path);
+    }
+}
+
+uint64_t numberOf(const Place& place, const std::string& path) {
+    PsstHeader header{};
+    std::string const bytes = isThere(place, path) ? place.read(path, sizeof header) : "";
+    std::memcpy(&header, bytes.data(), bytes.size());
+    return vx::sequenceNumberOf(header);
+}
+
+// Puts the file's number ahead of every mirror's that there is or will be.
+void leadMirrors(const Place& backup, const Place& now, const fs::path& folder) {
+    std::string const mirror = mirrorOf(sequenceFile);
+    uint64_t const ahead = 1 + std::max({numberOf(now, mirror), numberOf(backup, mirror),
+                                         numberOf(now, sequenceFile)});
+    PsstHeader const header = vx::sequenceHeader(ahead);
+    replace(onVolumes(folder, sequenceFile),
+            {reinterpret_cast<const char*>(&header), sizeof header}, vx::storeFileMode);
+}
+
+// Whether or not a restore that was cut got to a file, it may have left its temporary one.
+void put(const std::string& path, const Place& backup, const Place& now, const fs::path& folder) {
+    fs::path const target = onVolumes(folder, path);
+    vx::removeTemporary(target.c_str());
+    const char* const action = actionOn(path, backup, now);
+    if (action == nullptr) {
+        return;
+    }
+    if (isThere(backup, path)) {
+        replace(target, backup.read(path), static_cast<mode_t>(backup.statusOf(path).mode));
+    } else {
+        removeDurably(target);
+    }
+}
+
+void requireVolumes(const fs::path& folder, const Place& now) {
+    for (const char* const volume : volumes) {
+        if (folder == "/mnt" && !now.hasVolume(volume)) {
+            throw std::runtime_error(std::string(volume) + " is not mounted");
+        }
+    }
+}
+
+// Reads the whole backup, so that every sum is compared.
+void requireWhole(const Place& backup) {
+    for (const std::string& path : backup.files()) {
+        (void)backup.read(path);
+    }
+}
+
+RestoreReport compare(const Place& backup, const Place& now) {
+    RestoreReport report;
+    compareSettings(backup, now, report);
+    for (const std::string& path : inOrder()) {
+        if (const char* const action = actionOn(path, backup, now)) {
+            report.files.push_back({action, path});
+        }
+    }
+    return report;
+}
+
+void putAll(const Place& backup, const Place& now, const fs::path& folder) {
+    leadMirrors(backup, now, folder);
+    for (const std::string& path : inOrder()) {
+        put(path, backup, now, folder);
+    }
+}
+
+} // namespace
+
+RestoreReport restoreBackup(const fs::path& backup, const fs::path& folder, bool isDry) {
+    vx::Descriptor const turn = folder == "/mnt" && !isDry ? vx::waitForTurn() : vx::Descriptor();
+    auto const from = openBackup(backup);
+    auto const now = openPlace(folder);
+    requireWhole(*from);
+    requireVolumes(folder, *now);
+    RestoreReport report = compare(*from, *now);
+    if (isDry || (report.files.empty() && !isThere(*now, restoreNote))) {
+        return report;
+    }
+    fs::path const note = onVolumes(folder, restoreNote);
+    vx::removeTemporary(note.c_str());
+    replace(note, backup.filename().string() + "\n", vx::plainFileMode);
+    putAll(*from, *now, folder);
+    removeDurably(note);
+    return report;
+}
+
+void printText(const RestoreReport& report) {
+    for (auto const& [key, live, restored] : report.settings) {
+        std::printf("%s: \"%s\" -> \"%s\"\n", key.c_str(), printable(live).c_str(),
+                    printable(restored).c_str());
+    }
+    for (auto const& [action, path] : report.files) {
+        std::printf("%-7s %s\n", action, path.c_str());
+    }
+    if (!report.remark.empty()) {
+        std::printf("%s\n", report.remark.c_str());
+    }
+    std::printf("%zu settings and %zu files differ\n", report.settings.size(), report.files.size());
+}
+
+Json toJson(const RestoreReport& report) {
+    Json document = {{"settings", Json::array()}, {"files", Json::array()}};
+    for (auto const& [key, live, restored] : report.settings) {
+        document["settings"].push_back({{"key", key}, {"live", live}, {"restored", restored}});
+    }
+    for (auto const& [action, path] : report.files) {
+        document["files"].push_back({{"file", path}, {"action", action}});
+    }
+    document["remark"] = report.remark;
+    return document;
+}
+
+} // namespace tools
