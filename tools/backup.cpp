@@ -215,7 +215,7 @@ BackupReport writeBackup(const Place& place, bool isBlade, const fs::path& file)
     for (int count = 0; count < tries; ++count) {
         if (auto const report = tryBackup(place, part)) {
             if (report->files == 0) {
-                throw std::runtime_error("there is nothing of a store in " + place.nameOf("/mnt"));
+                throw std::runtime_error("there is no file of a store");
             }
             fs::rename(part, file);
             return *report;

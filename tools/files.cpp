@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -36,8 +37,10 @@ std::string readText(const std::filesystem::path& path, std::size_t limit) {
         throw std::runtime_error("cannot read " + path.string() + ": it is too large");
     }
     std::string text(wanted, '\0');
+    errno = 0;
     if (!std::ifstream(path, std::ios::binary).read(text.data(), std::ssize(text))) {
-        throw std::runtime_error("cannot read " + path.string());
+        throw std::runtime_error("cannot read " + path.string() + ": " +
+                                 (errno != 0 ? std::strerror(errno) : "it became shorter"));
     }
     return text;
 }
