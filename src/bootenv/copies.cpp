@@ -112,8 +112,7 @@ uint32_t storedCrc(const Buffer& image) {
 }
 
 bool isBlank(const Buffer& bytes) {
-    return std::all_of(bytes.data(), bytes.data() + bytes.size(),
-                       [](uint8_t byte) { return byte == blank; });
+    return isFilled(bytes.data(), bytes.size(), blank);
 }
 
 Copy readCopy(uint32_t size, const Place& place, Extent extent) {
@@ -130,7 +129,7 @@ Copy readCopy(uint32_t size, const Place& place, Extent extent) {
     uint8_t* const start = bytes.data() + (place.offset - from);
     std::memcpy(image.data(), start, size);
     std::memset(start, blank, size); // which leaves the rest to look at
-    copy.isValid = crcOf(image) == storedCrc(image);
+    copy.isValid = !copy.isBlank && crcOf(image) == storedCrc(image);
     copy.isErasable = copy.isBlank || (copy.isValid && isBlank(bytes));
     if (copy.isValid) {
         copy.flag = image.data()[flagOffset];

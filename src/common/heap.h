@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -26,6 +27,12 @@ using Elements = std::unique_ptr<Element[], FreeMemory>;
 template <class Element>
 [[nodiscard]] Elements<Element> allocate(std::size_t count) {
     return Elements<Element>(static_cast<Element*>(std::calloc(count, sizeof(Element))));
+}
+
+// True where every byte is `with`. The C library compares many at once, each with the one before.
+[[nodiscard]] inline bool isFilled(const void* memory, std::size_t size, uint8_t with) {
+    auto const* const bytes = static_cast<const uint8_t*>(memory);
+    return size == 0 || (bytes[0] == with && std::memcmp(bytes, bytes + 1, size - 1) == 0);
 }
 
 // Bytes that grow and are copied. Where there is no memory the buffer turns bad and empty, and so

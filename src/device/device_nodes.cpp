@@ -178,11 +178,13 @@ int map_driver(const char* driverName, int type, const char* nodePath, int minor
         return -1;
     }
     dev_t const device = makedev(majorNumber, static_cast<unsigned>(minorNumber));
-    if (nodeExists(nodePath, device) == -1) {
+    int node = nodeExists(nodePath, device);
+    if (node == -1) {
         std::printf("Mismatch on %s, trying to remove node: %s\n", "map_driver", nodePath);
         (void)::unlink(nodePath);
+        node = nodeExists(nodePath, device);
     }
-    switch (nodeExists(nodePath, device)) {
+    switch (node) {
     case 1:
         return 0;
     case -1:

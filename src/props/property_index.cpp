@@ -2,27 +2,31 @@
 
 #include "props/property_pass.h"
 
+#include <bit>
 #include <cstring>
 
 namespace vx {
 
 namespace {
 
-// FNV-1a, over a key in two pieces.
-uint32_t hash(std::string_view piece, uint32_t start = 2166136261U) {
-    for (unsigned char const c : piece) {
-        start = (start ^ c) * 16777619U;
+// FNV-1a, of a word of characters at once. The last of a word reaches only the upper bits, which
+// are those to choose by.
+uint32_t hash(std::string_view key) {
+    constexpr uint32_t prime = 16777619;
+    uint32_t sum = 2166136261;
+    for (uint32_t word = 0; key.size() >= sizeof word; key.remove_prefix(sizeof word)) {
+        std::memcpy(&word, key.data(), sizeof word);
+        sum = (sum ^ word) * prime;
     }
-    return start;
-}
-
-bool beginsWith(const char* text, std::string_view piece) {
-    return piece.empty() || std::strncmp(text, piece.data(), piece.size()) == 0;
+    for (unsigned char const c : key) {
+        sum = (sum ^ c) * prime;
+    }
+    return sum;
 }
 
 } // namespace
 
-PropertyIndex::PropertyIndex(PropertiesHandle handle) : handle_(handle) {
+PropertyIndex::PropertyIndex(PropertiesHandle handle) {
     // Each property has an equals sign: as many, or more, are quicker counted than parsed.
     std::size_t most = 0;
     for (const char* at = PropertyPass(handle).rest(); (at = std::strchr(at, '=')) != nullptr;
@@ -39,7 +43,7 @@ PropertyIndex::PropertyIndex(PropertiesHandle handle) : handle_(handle) {
     }
     mask_ = count - 1;
     for (PropertyPass pass(handle); pass.next();) {
-        const char*& slot = slotOf(pass.key(), {});
+        const char*& slot = slotOf(pass.key());
         if (slot == nullptr) { // else the key is repeated: its first value counts
             slot = pass.key().data();
         }
@@ -47,28 +51,25 @@ PropertyIndex::PropertyIndex(PropertiesHandle handle) : handle_(handle) {
 }
 
 // The slot of a key, or the free one that it would take.
-const char*& PropertyIndex::slotOf(std::string_view prefix, std::string_view suffix) const {
-    std::size_t place = hash(suffix, hash(prefix)) & mask_;
+const char*& PropertyIndex::slotOf(std::string_view key) const {
+    std::size_t place = hash(key) >> std::countl_zero(static_cast<uint32_t>(mask_));
     for (;; place = (place + 1) & mask_) {
         const char*& slot = slots_[place];
-        if (slot == nullptr ||
-            (beginsWith(slot, prefix) && beginsWith(slot + prefix.size(), suffix) &&
-             !PropertyParser::isOfKey(slot[prefix.size() + suffix.size()]))) {
+        if (slot == nullptr || (std::strncmp(slot, key.data(), key.size()) == 0 &&
+                                !PropertyParser::isOfKey(slot[key.size()]))) {
             return slot;
         }
     }
 }
 
-bool PropertyIndex::find(std::string_view prefix, std::string_view suffix,
-                         std::string_view& value) const {
-    const char* const begin = slotOf(prefix, suffix);
+bool PropertyIndex::find(std::string_view key, std::string_view& value) const {
+    const char* const begin = slotOf(key);
     if (begin == nullptr) {
         return false;
     }
-    PropertyPass pass(handle_, begin);
-    bool const found = pass.next();
-    value = pass.value();
-    return found;
+    (void)PropertyParser::parseValue(begin + key.size(), value);
+    value = value.substr(0, propertyBufferSize - 1);
+    return true;
 }
 
 void indexProperties(PropertiesHandle handle) {

@@ -20,15 +20,12 @@ class PropertyIndex : public OnHeap {
 
     [[nodiscard]] bool ok() const { return slots_ != nullptr; }
 
-    // Gives the value of the key that is `prefix` followed by `suffix`, cut to 255 characters;
-    // false where there is none.
-    [[nodiscard]] bool find(std::string_view prefix, std::string_view suffix,
-                            std::string_view& value) const;
+    // Gives the value of a key, cut to 255 characters; false where there is none.
+    [[nodiscard]] bool find(std::string_view key, std::string_view& value) const;
 
   private:
-    const char*& slotOf(std::string_view prefix, std::string_view suffix) const;
+    const char*& slotOf(std::string_view key) const;
 
-    PropertiesHandle handle_;
     Elements<const char*> slots_; // where a property begins; open addressing
     std::size_t mask_ = 0;        // number of slots, a power of two, less 1
 };

@@ -135,7 +135,11 @@ const char* PropertyParser::parse(const char* pos, Property& property) const {
         return nullptr;
     }
     property.key = between(key, end);
-    end = skipBlanks(end);
+    return parseValue(end, property.value);
+}
+
+const char* PropertyParser::parseValue(const char* pos, std::string_view& value) {
+    const char* end = skipBlanks(pos);
     if (*end != '=') {
         return nullptr;
     }
@@ -144,12 +148,12 @@ const char* PropertyParser::parse(const char* pos, Property& property) const {
         return nullptr;
     }
     // There is no escape: the first quote closes the value, which may run over several lines.
-    const char* const value = end + 1;
-    end = std::strchr(value, '"');
+    const char* const begin = end + 1;
+    end = std::strchr(begin, '"');
     if (end == nullptr) {
         return nullptr;
     }
-    property.value = between(value, end);
+    value = between(begin, end);
     // Only a comment may follow on the line.
     end = skipBlanks(end + 1);
     return *end == '\0' || *end == '\n' || *end == '#' ? advance(end) : nullptr;

@@ -32,6 +32,8 @@ class PropertyParser : public OnHeap {
     // following property or the final NUL; null at the end of the text and at a malformed line,
     // whose parts before the fault are set.
     const char* parse(const char* pos, Property& property) const;
+    // The same from the end of the key on.
+    static const char* parseValue(const char* pos, std::string_view& value);
 
     // The same into buffers.
     //

@@ -23,9 +23,8 @@ inline constexpr std::size_t propertyBufferSize = 256;
 // characters. A longer value is cut to 255. Keys and values are views into the text.
 class PropertyPass {
   public:
-    // Begins at `position`, where a property begins; null: at the start of the text.
-    explicit PropertyPass(PropertiesHandle handle, const char* position = nullptr)
-        : parser_(handle != nullptr ? handle->parser : nullptr), position_(position) {}
+    explicit PropertyPass(PropertiesHandle handle)
+        : parser_(handle != nullptr ? handle->parser : nullptr) {}
 
     [[nodiscard]] bool next();
     [[nodiscard]] std::string_view key() const { return property_.key; }
@@ -36,7 +35,7 @@ class PropertyPass {
 
   private:
     const PropertyParser* parser_;
-    const char* position_;
+    const char* position_ = nullptr;
     Property property_;
 };
 

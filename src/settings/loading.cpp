@@ -30,9 +30,13 @@ void convert(const Setting& setting, std::string_view value, void* record) {
 
 void findSettings(const PropertyIndex& index, std::string_view prefix, const Section& section,
                   Wanted wanted, void* record) {
+    std::array<char, propertyBufferSize> key{};
+    char* const end = key.data() + prefix.copy(key.data(), key.size());
     forEachSetting(section, [&](const Setting& setting) {
+        auto const room = static_cast<std::size_t>(key.data() + key.size() - end);
+        std::size_t const length = std::string_view(setting.key).copy(end, room);
         std::string_view value;
-        if (wanted(setting) && index.find(prefix, setting.key, value)) {
+        if (wanted(setting) && index.find({key.data(), end + length}, value)) {
             convert(setting, value, record);
         }
     });
@@ -41,7 +45,9 @@ void findSettings(const PropertyIndex& index, std::string_view prefix, const Sec
 void passSettings(PropertiesHandle handle, std::string_view prefix, const Section& section,
                   Wanted wanted, void* record) {
     std::bitset<128> met; // by position in the section; the largest has some 70 settings
-    for (PropertyPass pass(handle); pass.next();) {
+    std::size_t missing = 0;
+    forEachSetting(section, [&](const Setting& setting) { missing += wanted(setting) ? 1 : 0; });
+    for (PropertyPass pass(handle); missing > 0 && pass.next();) {
         std::string_view key = pass.key();
         if (!key.starts_with(prefix)) {
             continue;
@@ -51,6 +57,7 @@ void passSettings(PropertiesHandle handle, std::string_view prefix, const Sectio
         forEachSetting(section, [&](const Setting& setting) {
             if (wanted(setting) && key == setting.key && !met[position]) {
                 met[position] = true;
+                --missing;
                 convert(setting, pass.value(), record);
             }
             ++position;

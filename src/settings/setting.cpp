@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 namespace vx {
 
@@ -47,13 +48,15 @@ void convertDotted(const char* value, unsigned char* member) {
     std::memcpy(member, octets.data(), octets.size());
 }
 
+constexpr std::string_view digits = "0123456789ABCDEF";
+
 // The value of a hexadecimal digit; 16 of none.
 constexpr std::array<unsigned char, 256> digitValues = [] {
     std::array<unsigned char, 256> values{};
     values.fill(16);
     for (unsigned char i = 0; i < 16; ++i) {
         values[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
-        values[static_cast<unsigned char>("0123456789ABCDEF"[i])] = i;
+        values[static_cast<unsigned char>(digits[i])] = i;
     }
     return values;
 }();
@@ -129,7 +132,9 @@ void formatValue(const Setting& setting, const void* record, std::span<char> out
         break;
     case Type::hex:
         for (std::size_t i = 0; i < setting.size && 2 * i + 2 < out.size(); ++i) {
-            std::snprintf(out.data() + 2 * i, 3, "%02X", bytes[i]);
+            out[2 * i] = digits[bytes[i] >> 4];
+            out[2 * i + 1] = digits[bytes[i] & 15];
+            out[2 * i + 2] = '\0';
         }
         break;
     }

@@ -1,6 +1,7 @@
 #include "store/control_block.h"
 
 #include "common/files.h"
+#include "common/heap.h"
 #include "store/psst_table.h"
 
 #include <cstdint>
@@ -127,8 +128,8 @@ void failDescriptor(int fileIndex) {
     pmgr_cb->descriptors[fileIndex] = -1;
 }
 
-void copyChanged(void* to, const void* from, std::size_t size) {
-    if (std::memcmp(to, from, size) != 0) {
+void copyChanged(void* to, const void* from, std::size_t size, Content content) {
+    if (content == Content::zeros ? !isFilled(from, size, 0) : std::memcmp(to, from, size) != 0) {
         std::memcpy(to, from, size);
     }
 }

@@ -4,6 +4,7 @@
 #include <vxblade/control_block.h>
 
 #include <cstddef>
+#include <cstdint>
 
 namespace vx {
 
@@ -27,8 +28,12 @@ void closeDescriptor(int fileIndex);
 // the number for this file again, whatever file the kernel gives it to next.
 void failDescriptor(int fileIndex);
 
-// Copies `size` bytes where they differ. Tables and most of their files hold zeros; a page that
-// is not written costs no memory.
-void copyChanged(void* to, const void* from, std::size_t size);
+// What a table is known to hold.
+enum class Content : uint8_t { any, zeros };
+
+// Copies `size` bytes where they differ from what is there. Tables and most of their files hold
+// zeros: a page that is not written costs no memory, and one that need not even be looked at,
+// because it is known to be zeros, costs no page fault.
+void copyChanged(void* to, const void* from, std::size_t size, Content content);
 
 } // namespace vx

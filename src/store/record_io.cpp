@@ -49,8 +49,7 @@ std::optional<Target> targetOf(int32_t length, uint32_t type, uint32_t recordNum
 // ---- Transfers ----
 
 bool readAt(int fd, off_t offset, void* data, std::size_t size) {
-    return ::lseek(fd, offset, SEEK_SET) == offset &&
-           ::read(fd, data, size) == static_cast<ssize_t>(size);
+    return ::pread(fd, data, size, offset) == static_cast<ssize_t>(size);
 }
 
 // Writes, and returns when that is durable. The sync's own result is not looked at: the files are
@@ -113,13 +112,27 @@ int checkHeader(uint32_t type) {
     return isValidHeader(header, type) ? 0 : -1;
 }
 
-int readRecord(uint32_t type, uint32_t number, void* record, std::size_t size) {
-    if (int const result =
-            ReadPsstFile(scratch_pad, static_cast<int32_t>(size), type, number, PSST_MODE_RECORD);
-        result < 0) {
-        return result;
+int readRecords(uint32_t type, uint32_t number, const Records& into) {
+    auto* to = static_cast<unsigned char*>(into.first);
+    for (std::size_t left = into.count; left > 0;) {
+        std::size_t const batch = std::min(left, sizeof scratch_pad / into.size);
+        auto const length = static_cast<ssize_t>(batch * into.size);
+        auto const target = targetOf(static_cast<int32_t>(length), type, number, PSST_MODE_RECORD);
+        if (!target) {
+            return -1;
+        }
+        ssize_t const got =
+            ::pread(target->fd, scratch_pad, static_cast<std::size_t>(length), target->offset);
+        for (ssize_t end = static_cast<ssize_t>(into.size); end <= got;
+             end += static_cast<ssize_t>(into.size), to += into.stride) {
+            copyChanged(to, scratch_pad + end - into.size, into.size, into.content);
+        }
+        if (got != length) {
+            return failTransfer(target->fileIndex);
+        }
+        number += static_cast<uint32_t>(batch);
+        left -= batch;
     }
-    copyChanged(record, scratch_pad, size);
     return 0;
 }
 

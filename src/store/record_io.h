@@ -35,21 +35,27 @@ namespace vx {
 
 // ---- From a file into a table ----
 
-// Reads one record through the staging buffer, so that a failed read leaves the table as it was.
-[[nodiscard]] int readRecord(uint32_t type, uint32_t number, void* record, std::size_t size);
+// Records in memory, each `size` bytes and `stride` bytes after the one before.
+struct Records {
+    void* first;
+    std::size_t count;
+    std::size_t stride;
+    std::size_t size;
+    Content content = Content::any;
+};
+
+// Reads records that follow each other in the file of a type, from one's number on. They are read
+// through the staging buffer, as many at once as it holds: a read that fails leaves the record that
+// it could not read, and those after it, as they were.
+[[nodiscard]] int readRecords(uint32_t type, uint32_t number, const Records& into);
 
 // Reads the records of a type in order, from number 0 on.
 template <class Entry, std::size_t count>
-[[nodiscard]] int readEntries(std::span<Entry, count> entries, uint32_t type) {
+[[nodiscard]] int readEntries(std::span<Entry, count> entries, uint32_t type,
+                              Content content = Content::any) {
     static_assert(sizeof(Entry::record) <= sizeof scratch_pad);
-    uint32_t number = 0;
-    for (Entry& entry : entries) {
-        if (int const result = readRecord(type, number++, &entry.record, sizeof entry.record);
-            result < 0) {
-            return result;
-        }
-    }
-    return 0;
+    return readRecords(type, 0,
+                       {&entries[0].record, count, sizeof(Entry), sizeof(Entry::record), content});
 }
 
 template <class Entry>
@@ -59,9 +65,10 @@ std::span<Entry, 1> single(Entry& entry) {
 
 // The same after a check of the file's header.
 template <class Entry, std::size_t count>
-[[nodiscard]] int readFileInto(std::span<Entry, count> entries, uint32_t type) {
+[[nodiscard]] int readFileInto(std::span<Entry, count> entries, uint32_t type,
+                               Content content = Content::any) {
     int const result = checkHeader(type);
-    return result < 0 ? result : readEntries(entries, type);
+    return result < 0 ? result : readEntries(entries, type, content);
 }
 
 // ---- From a table into a file ----

@@ -28,7 +28,9 @@ class SlotTable {
         for (std::size_t i = 0; i < count; ++i) {
             Entry& entry = entries_[i];
             auto const number = static_cast<uint32_t>(i);
-            if (int const result = readRecord(type_, number, &entry.record, sizeof entry.record);
+            if (int const result = readRecords(
+                    type_, number,
+                    {&entry.record, 1, sizeof entry, sizeof entry.record, Content::any});
                 result < 0) {
                 return result;
             }

@@ -15,6 +15,7 @@
 #include <array>
 #include <ctime>
 #include <iterator>
+#include <span>
 
 #include <fcntl.h>
 
@@ -144,11 +145,20 @@ int checkHeaders() {
     return 0;
 }
 
+// The large tables, which were cleared before: ReadTargetDeviceFile and ReadEventNotifyFile would
+// look at all their pages.
+void loadTargetDevices() {
+    (void)readFileInto(std::span(TargetDevices), PSST_DEVICE, Content::zeros);
+}
+void loadEventNotify() {
+    (void)readFileInto(single(eventnotify_info), PSST_EVENT_NOTIFY, Content::zeros);
+}
+
 void loadTables() {
     (void)ReadPasswdFile();
     (void)ReadHostGroupFile();
-    (void)ReadTargetDeviceFile();
-    (void)ReadEventNotifyFile();
+    loadTargetDevices();
+    loadEventNotify();
     (void)vxpmgr_readVpdFile();
 }
 
@@ -203,7 +213,7 @@ void vxpmgr_create_files_on_upgrade(void) {
     (void)CreateLogicalLunPsst();
     int const device = fileIndexOf(PSST_DEVICE);
     if (openIntoSlot(device, O_RDWR) == 0) {
-        (void)ReadTargetDeviceFile();
+        loadTargetDevices();
         closeDescriptor(device);
     }
     (void)CreateEventNotifyPsst();

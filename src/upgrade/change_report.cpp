@@ -17,6 +17,7 @@ namespace {
 // Three values whose every character is escaped, two keys, and the last lines.
 constexpr std::size_t mostOfALine = std::size_t{3} * 4 * anyValueSize + 512;
 
+// Also of a string's end.
 bool needsEscape(char c) {
     return static_cast<unsigned char>(c) < ' ' || c == '\\' || c == '\x7F';
 }
@@ -98,12 +99,16 @@ bool ChangeReport::hasRoom() {
 
 void ChangeReport::putField(const char* field) {
     std::fputc('\t', stream_);
-    for (; *field != '\0'; ++field) {
-        if (needsEscape(*field)) {
-            std::fprintf(stream_, "\\x%02X", static_cast<unsigned char>(*field));
-        } else {
-            std::fputc(*field, stream_);
+    for (;; ++field) {
+        const char* const begin = field;
+        while (!needsEscape(*field)) {
+            ++field;
         }
+        (void)std::fwrite(begin, 1, static_cast<std::size_t>(field - begin), stream_);
+        if (*field == '\0') {
+            return;
+        }
+        std::fprintf(stream_, "\\x%02X", static_cast<unsigned char>(*field));
     }
 }
 

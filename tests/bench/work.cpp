@@ -84,7 +84,7 @@ Work indexOf(const std::string& text) {
         uint32_t found = 0;
         for (vx::PropertyPass pass(file.get()); pass.next();) {
             std::string_view value;
-            found += isOfSection(pass.key()) && index.find(pass.key(), {}, value) ? 1 : 0;
+            found += isOfSection(pass.key()) && index.find(pass.key(), value) ? 1 : 0;
         }
         return found;
     };
