@@ -11,6 +11,7 @@
 #include "tools/values.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <cstdio>
 #include <exception>
