@@ -2,6 +2,8 @@
 
 #include "tools/forms.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cctype>

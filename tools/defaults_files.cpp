@@ -7,6 +7,8 @@
 #include "tools/report.h"
 #include "tools/seal.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>

@@ -1,5 +1,7 @@
 #include "tools/output.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 
 namespace tools {

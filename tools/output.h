@@ -1,7 +1,7 @@
 // What programs print of results: text for people, or one JSON document.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 namespace tools {
 

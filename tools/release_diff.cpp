@@ -6,6 +6,8 @@
 #include "tools/lint.h"
 #include "tools/values.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <string_view>

@@ -2,6 +2,8 @@
 
 #include "tools/lint.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 
 namespace tools {

@@ -11,6 +11,8 @@
 #include "tools/store_files.h"
 #include "upgrade/driver.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>

@@ -6,6 +6,8 @@
 #include "tools/restore.h"
 #include "tools/silence.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 
 namespace tools {

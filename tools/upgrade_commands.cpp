@@ -6,6 +6,8 @@
 #include "tools/place.h"
 #include "tools/plan.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 
 namespace tools {

@@ -1,6 +1,7 @@
 // Every request to the drivers, and log records, on simulated ones.
 #include "brapp/request_table.h"
 #include "tests/support/devices.h"
+#include "tests/support/text.h"
 
 #include <vxblade/brapp.h>
 #include <vxblade/hw.h>
@@ -8,7 +9,6 @@
 #include <cerrno>
 #include <fstream>
 #include <functional>
-#include <regex>
 #include <sstream>
 
 #include <fcntl.h>
@@ -48,7 +48,7 @@ std::string resultOf(const std::string& operation, const Words& words) {
 
 // The requests that drivers saw since the last call: "vxbrapp b18 712 = 0\n" …
 std::string issued() {
-    return std::regex_replace(traced(), std::regex(".* (open|close) .*\n"), "");
+    return replaced(traced(), ".* (open|close) .*\n", "");
 }
 
 // A row of the table: an operation as it is on the wire.

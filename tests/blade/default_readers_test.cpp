@@ -1,5 +1,6 @@
 // Every reader of defaults stores what the file says of its section's settings, and of no others.
 #include "tests/support/blade_files.h"
+#include "tests/support/text.h"
 
 #include "settings/saved_files.h"
 #include "settings/table.h"
@@ -8,7 +9,6 @@
 #include <vxblade/props.h>
 
 #include <fstream>
-#include <regex>
 
 namespace {
 
@@ -108,7 +108,7 @@ void expectStored(const Reader& reader, bool fileSays) {
                        : reader.index == cache ? readBytes("/mnt/nand1/brapp_psst_data.cfg")
                                                : readBytes(primary(reader.index));
     vx::forEachSetting(reader.section, [&](const vx::Setting& setting) {
-        bool const isRead = fileSays && std::regex_match(setting.key, std::regex(reader.reads));
+        bool const isRead = fileSays && matches(setting.key, reader.reads);
         Bytes expected(setting.size, isRead ? 'A' : reader.absent);
         if (setting.type == vx::Type::string && expected[0] == 'A') {
             expected.back() = 0; // cut

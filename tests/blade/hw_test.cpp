@@ -3,6 +3,7 @@
 #include "common/files.h"
 #include "tests/support/devices.h"
 #include "tests/support/system_calls.h"
+#include "tests/support/text.h"
 
 #include <vxblade/bootenv.h>
 #include <vxblade/brapp.h>
@@ -13,7 +14,6 @@
 
 #include <csignal>
 #include <functional>
-#include <regex>
 #include <tuple>
 #include <utility>
 
@@ -42,7 +42,7 @@ std::string setSensor(const Words& words) {
         {"mem", "/sys/class/i2c-dev/i2c-0/device/0-001e/temp1_input", "40100\n"}};
     for (auto const& [name, path, usual] : files) {
         std::string const text = words[0] == name ? words[1] : usual;
-        writeText(path, std::regex_replace(text, std::regex(R"(\\n)"), "\n"));
+        writeText(path, replaced(text, R"(\\n)", "\n"));
         if (text == "none") {
             ::unlink(path);
         }

@@ -1,12 +1,12 @@
 // Queries of interfaces, addresses and routes: over tables of the test's own in place of /proc/net,
 // and of a real kernel.
 #include "tests/support/blade_files.h"
+#include "tests/support/text.h"
 
 #include <vxblade/net.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <regex>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -212,7 +212,7 @@ TEST_F(Net, Tables) {
                 table.empty() ? (void)::unlink(file) : writeText(file, table);
             }
             std::string const line = table.substr(0, table.find('\n'));
-            EXPECT_EQ(told(query, of), std::regex_replace(expected, std::regex("LINE"), line));
+            EXPECT_EQ(told(query, of), replaced(expected, "LINE", line));
         }
     }
     ::umount("/proc");

@@ -1,4 +1,5 @@
 #include "tests/support/devices.h"
+#include "tests/support/text.h"
 
 #include <vxblade/bootenv.h>
 #include <vxblade/brapp.h>
@@ -10,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
-#include <regex>
 #include <sstream>
 #include <utility>
 
@@ -28,15 +28,8 @@ void control(const std::string& commands) {
 }
 
 std::string traced() {
-    static const std::regex repeated("([^\n]+)\n(\\1\n)+");
     std::string const trace = readText("/dev/blade/trace");
-    std::string lines = trace.substr(std::exchange(traceStart, trace.size()));
-    for (std::smatch match; std::regex_search(lines, match, repeated);) {
-        auto const count = match.length(0) / (match.length(1) + 1);
-        lines = match.prefix().str() + match.str(1) + " ×" + std::to_string(count) + "\n" +
-                match.suffix().str();
-    }
-    return lines;
+    return folded(trace.substr(std::exchange(traceStart, trace.size())));
 }
 
 std::string logged() {
@@ -107,7 +100,7 @@ static std::string steady(std::string text) {
         {"(00){16,}", "00…"},
     };
     for (auto const& [pattern, replacement] : changes) {
-        text = std::regex_replace(text, std::regex(pattern), replacement);
+        text = replaced(text, pattern, replacement);
     }
     return text;
 }
@@ -139,10 +132,10 @@ void expectTranscript(const std::string& name, const Calls& calls) {
         }
         actual += line + "\n";
         if (line.starts_with("! ")) {
-            control("reset\n" + std::regex_replace(line.substr(2), std::regex("; "), "\n"));
+            control("reset\n" + replaced(line.substr(2), "; ", "\n"));
         } else if (line.starts_with("> ")) {
             std::string const told = toldOf(line.substr(2), calls);
-            actual += std::regex_replace(told, std::regex("[^\n]+"), "  $&");
+            actual += replaced(told, "[^\n]+", "  $&");
         }
     }
     EXPECT_EQ(actual, expected);

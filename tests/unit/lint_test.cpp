@@ -1,3 +1,4 @@
+#include "tests/support/text.h"
 #include "tools/files.h"
 #include "tools/lint.h"
 #include "tools/release_diff.h"
@@ -7,7 +8,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 
@@ -135,9 +135,9 @@ TEST(Lint, LegalVariantsAreGood) {
 // Mistakes that follow from one are in its finding; others are told beside it.
 TEST(Lint, OneMistakeIsOneFinding) {
     auto const two = edited(edited(sample(), "Level = \"", "Level = "), "Flags =", "Flags :");
-    std::string const crLf = std::regex_replace(sample(), std::regex("\n"), "\r\n");
-    std::string const cr = std::regex_replace(sample(), std::regex("\n"), "\r");
-    std::string const port4 = std::regex_replace(sample(), std::regex("port.is.3"), "port.is.4");
+    std::string const crLf = replaced(sample(), "\n", "\r\n");
+    std::string const cr = replaced(sample(), "\n", "\r");
+    std::string const port4 = replaced(sample(), "port.is.3", "port.is.4");
     std::pair<std::string, std::string> const cases[] = {
         // clang-format off
         {two, "16:32e no quote opens the value; nothing after this is read (695 lines) / put the value between plain double quotes (\")\n17:33e a colon in place of the equals sign / write key = \"value\"\n"},
