@@ -3,6 +3,7 @@
 #include "tools/live_config.h"
 #include "tools/place.h"
 #include "tools/silence.h"
+#include "tools/verify.h"
 
 #include <cstdio>
 
@@ -42,6 +43,13 @@ int create(const Arguments& arguments) {
     return good;
 }
 
+int verify(const Arguments& arguments) {
+    auto const place = openPlace(arguments.place);
+    Verification const verification = verifyStore(*place);
+    arguments.wantsJson() ? print(toJson(verification, *place)) : printText(verification, *place);
+    return verification.count(true) == 0 ? good : found;
+}
+
 } // namespace
 
 void addStoreCommands(CLI::App& app, Arguments& arguments) {
@@ -64,6 +72,10 @@ void addStoreCommands(CLI::App& app, Arguments& arguments) {
     made.add_flag("--force", arguments.create.force,
                   "Make these files anew in a store that is valid");
     made.add_flag("--verbose", arguments.create.isVerbose, "Print what the layer below says too");
+    CLI::App& verified = addCommand(*store, arguments, "verify",
+                                    "Hold every file against its format and its twin", verify);
+    addPlace(verified, arguments);
+    addFormat(verified, arguments);
 }
 
 } // namespace tools
