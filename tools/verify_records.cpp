@@ -230,10 +230,10 @@ bool describeSetting(const RecordFile& file, const std::string& content, const s
 
 std::optional<Difference> differenceOf(const RecordFile& file, const std::string& content,
                                        const std::string& mirror) {
-    auto const [own, other] = std::ranges::mismatch(content, mirror);
-    if (own == content.end() && other == mirror.end()) {
+    if (content == mirror) {
         return std::nullopt;
     }
+    auto const own = std::ranges::mismatch(content, mirror).in1;
     auto const offset = static_cast<std::size_t>(own - content.begin());
     Difference difference{offset, "", byteText(content, offset), byteText(mirror, offset)};
     if (offset < PSST_HEADER_LENGTH) {
