@@ -247,17 +247,30 @@ std::optional<Difference> differenceOf(const RecordFile& file, const std::string
     return difference;
 }
 
+std::string describe(const Difference& one, const std::string& content, const std::string& mirror) {
+    auto const shown = [&](const std::string& value, const std::string& of) {
+        return one.offset < of.size() ? '"' + value + '"' : "nothing";
+    };
+    return "differs from the file at byte " + std::to_string(one.offset) +
+           (one.where.empty() ? "" : " (" + one.where + ")") + ": " + shown(one.mirror, mirror) +
+           " instead of " + shown(one.file, content);
+}
+
 // --- A file with its mirror.
+
+bool isNamed(const VerifiedFile& file, const std::string& path) {
+    return std::ranges::any_of(
+        file.notes, [&](const Note& note) { return note.isFinding && note.path == path; });
+}
 
 void checkMirror(const RecordFile& file, const std::optional<std::string>& content,
                  const std::optional<std::string>& mirrored, VerifiedFile& verified) {
     VerifiedMirror& mirror = *verified.mirror;
-    bool const hasFile = verified.status.kind != FileKind::missing;
     bool const hasMirror = mirror.status.kind != FileKind::missing;
-    if (hasMirror && !hasFile) {
+    if (hasMirror && verified.status.kind == FileKind::missing) {
         verified.notes.push_back(
             {!file.isForeign(), verified.path, "missing", "is not there, but its mirror is"});
-    } else if (hasFile && !hasMirror) {
+    } else if (!hasMirror && verified.status.kind == FileKind::regular) {
         verified.notes.push_back({!file.isForeign() && !isAmong(madeWithoutMirror, file.type),
                                   mirror.path, "no-mirror", "the mirror is not there"});
     }
@@ -267,16 +280,10 @@ void checkMirror(const RecordFile& file, const std::optional<std::string>& conte
     mirror.isCompared = true;
     mirror.difference = differenceOf(file, *content, *mirrored);
     if (mirror.difference) {
-        const Difference& one = *mirror.difference;
-        std::string const where = one.where.empty() ? "" : " (" + one.where + ")";
-        auto const shown = [](const std::string& value, bool isThere) {
-            return isThere ? '"' + value + '"' : "nothing";
-        };
-        verified.notes.push_back(
-            {!file.isForeign(), mirror.path, "mirror",
-             "differs from the file at byte " + std::to_string(one.offset) + where + ": " +
-                 shown(one.mirror, one.offset < mirrored->size()) + " instead of " +
-                 shown(one.file, one.offset < content->size())});
+        bool const isInnocent = isNamed(verified, verified.path) && !isNamed(verified, mirror.path);
+        verified.notes.push_back({!file.isForeign() && !isInnocent, mirror.path, "mirror",
+                                  describe(*mirror.difference, *content, *mirrored) +
+                                      (isInnocent ? "; it is whole" : "")});
     }
 }
 
@@ -325,12 +332,9 @@ std::optional<std::string> verifyRecordFile(const Place& place, const RecordFile
 
 // Two good files with different records: the next start makes the second what the first is.
 void compareTwins(const std::optional<std::string>& first, const std::optional<std::string>& second,
-                  VerifiedFile& firstFile, VerifiedFile& secondFile) {
-    auto const isGood = [](const VerifiedFile& file) {
-        return std::ranges::none_of(file.notes,
-                                    [&](const Note& note) { return note.path == file.path; });
-    };
-    if (first && second && isGood(firstFile) && isGood(secondFile) &&
+                  const VerifiedFile& firstFile, VerifiedFile& secondFile) {
+    if (first && second && !isNamed(firstFile, firstFile.path) &&
+        !isNamed(secondFile, secondFile.path) &&
         first->substr(PSST_HEADER_LENGTH) != second->substr(PSST_HEADER_LENGTH)) {
         secondFile.find("twin", "holds another record than its twin");
     }

@@ -119,7 +119,8 @@ class Judge {
                 wrong.insert(copy);
             }
         }
-        if (differ(files, UpgradeTest::savedCopy, UpgradeTest::secondSavedCopy, 0)) {
+        if (!wrong.contains(UpgradeTest::savedCopy) &&
+            differ(files, UpgradeTest::savedCopy, UpgradeTest::secondSavedCopy, 0)) {
             wrong.insert(UpgradeTest::secondSavedCopy);
         }
         return wrong;
@@ -179,7 +180,8 @@ class Judge {
             if (hasMirror || needed.contains(index)) {
                 wrong.insert(primary(index));
             }
-        } else if (hasMirror ? differ(files, primary(index), mirror(index), 0)
+        } else if (hasMirror ? !wrong.contains(primary(index)) &&
+                                   differ(files, primary(index), mirror(index), 0)
                              : !withoutMirror.contains(index)) {
             wrong.insert(mirror(index));
         }
