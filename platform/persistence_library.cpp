@@ -16,8 +16,6 @@
 
 namespace {
 
-// Bit n is of the file of index n. A backup program reads the word and removes the file.
-constexpr const char* bitmapPath = "/mnt/nand0/backup_bitmap.bin";
 constexpr uint64_t everyFile = (uint64_t{2} << PSST_LAST_INDEX) - (uint64_t{1} << PSST_FIRST_INDEX);
 
 int initialize(const char* path, std::string_view content) {
@@ -59,7 +57,7 @@ int vxbackup_SetBackupBitmap(uint32_t fileIndex) {
     }
     uint64_t marked = 0;
     errno = 0; // a short read sets none
-    bool const isRead = vx::readFile(bitmapPath, &marked, sizeof marked) == sizeof marked;
+    bool const isRead = vx::readFile(vx::backupMarks, &marked, sizeof marked) == sizeof marked;
     if (!isRead) {
         // Absent: nothing is marked. Unreadable: marks would be lost, so every file is.
         marked = errno == ENOENT ? 0 : everyFile;
@@ -68,7 +66,7 @@ int vxbackup_SetBackupBitmap(uint32_t fileIndex) {
     if (isRead && bitmap == marked) {
         return 0; // spares the flash a write for every further record of a file
     }
-    return vx::replaceFile(bitmapPath, &bitmap, sizeof bitmap);
+    return vx::replaceFile(vx::backupMarks, &bitmap, sizeof bitmap);
 }
 
 int VX_systemWrapper(const char* command) {

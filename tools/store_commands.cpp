@@ -5,6 +5,7 @@
 #include "tools/place.h"
 #include "tools/restore.h"
 #include "tools/silence.h"
+#include "tools/verify.h"
 
 #include <nlohmann/json.hpp>
 
@@ -60,6 +61,13 @@ int restore(const Arguments& arguments) {
     return good;
 }
 
+int verify(const Arguments& arguments) {
+    auto const place = openPlace(arguments.place);
+    Verification const verification = verifyStore(*place);
+    arguments.wantsJson() ? print(toJson(verification, *place)) : printText(verification, *place);
+    return verification.count(true) == 0 ? good : found;
+}
+
 } // namespace
 
 void addStoreCommands(CLI::App& app, Arguments& arguments) {
@@ -91,6 +99,10 @@ void addStoreCommands(CLI::App& app, Arguments& arguments) {
     addPlace(restored, arguments);
     addFormat(restored, arguments);
     made.add_flag("--verbose", arguments.create.isVerbose, "Print what the layer below says too");
+    CLI::App& verified = addCommand(*store, arguments, "verify",
+                                    "Hold every file against its format and its twin", verify);
+    addPlace(verified, arguments);
+    addFormat(verified, arguments);
 }
 
 } // namespace tools

@@ -29,7 +29,7 @@ const char* const readByPlans[] = {
 const char* const others[] = {
     VX_TELNET_CONFIG_PATH,          VX_SSH_CONFIG_PATH,
     vx::savedPersonalityFiles[1],   vx::unmergedPersonalityFile,
-    "/mnt/nand0/backup_bitmap.bin",
+    vx::backupMarks,
 };
 
 std::vector<std::string> listed() {

@@ -46,6 +46,10 @@ struct PsstFile {
     return block * PORT_SLOTS_PER_TYPE;
 }
 
+// One 64-bit word: bit n says that the file of index n changed since the last backup, which removes
+// the file.
+inline constexpr const char* backupMarks = "/mnt/nand0/backup_bitmap.bin";
+
 // Where the records of a type lie.
 struct RecordPlace {
     int fileIndex;

@@ -215,9 +215,10 @@ void savePersonalityFile() {
     report("main", 1634, "Copying new personality file into /mnt/nand0\n");
     // Without a new file there is nothing that a later start could make the reference of.
     bool isDone = !isRegularFile(newPersonalityFile);
-    for (const char* const saved : savedPersonalityFiles) {
+    for (const char* const& saved : savedPersonalityFiles) {
         bool const isSaved = saveTo(saved);
-        isDone = isDone || (isSaved && saved == reference);
+        // The place in the table: the same text may lie at two addresses.
+        isDone = isDone || (isSaved && &saved == &savedPersonalityFiles[0]);
     }
     // A reference that a failed copy left torn is made again at the next start.
     if (syncFolderOf(reference) == 0 && isDone) {

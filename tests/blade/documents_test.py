@@ -23,6 +23,7 @@ DOCUMENTS = {
     "plan": "vxcfg plan --volumes S --old samples/personality-5.2.1.cfg samples/personality-5.3.0.cfg",
     "last": "vxcfg last --volumes S",
     "show": "vxcfg show --volumes S",
+    "verify": "printf x >>S/nand2/brapp_config.bin; touch S/nand1/odd; vxcfg store verify --volumes S",
 }
 
 
