@@ -225,16 +225,6 @@ void savePersonalityFile() {
     }
 }
 
-// One upgrade at a time: a second one waits here and then finds the work done. Where there can be
-// no lock file, the upgrade is not held up.
-Descriptor waitForTurn() {
-    Descriptor lock(openFile(lockPath, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK));
-    if (lock.ok()) {
-        (void)VX_PosixFileLockUnLock(lock.get(), FILE_LOCK);
-    }
-    return lock;
-}
-
 // A cut inside a copy leaves a reference that no upgrade may begin with.
 int copyingFrom(const VersionBlock& version, int result) {
     (void)noteProgress(version, Phase::copying);
@@ -282,6 +272,14 @@ HandMerge mergeOpenedByHand(const PersonalityFiles& files) {
 }
 
 } // namespace
+
+Descriptor waitForTurn() {
+    Descriptor lock(openFile(lockPath, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK));
+    if (lock.ok()) {
+        (void)VX_PosixFileLockUnLock(lock.get(), FILE_LOCK);
+    }
+    return lock;
+}
 
 HandMerge mergeByHand(const char* oldFile, const char* newFile) {
     Descriptor const turn = waitForTurn();
