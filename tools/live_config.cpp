@@ -87,8 +87,9 @@ KnownKey keyFor(const std::string& key) {
     if (known == knownKeys().end()) {
         std::string const meant =
             explainUnknown(key, [](const std::string&) { return false; }).intended;
-        fail("no such setting: " + key +
-             (meant.empty() ? " (\"vxcfg settings\" lists them)" : "; did you mean " + meant + "?"));
+        fail(
+            "no such setting: " + key +
+            (meant.empty() ? " (\"vxcfg settings\" lists them)" : "; did you mean " + meant + "?"));
     }
     return known->second;
 }
@@ -110,7 +111,7 @@ std::string plainValue(const Setting& setting, std::string value) {
     if (!value.starts_with("0x") && !value.starts_with("0X")) {
         return value;
     }
-    std::string const digits = value.substr(2);
+    std::string digits = value.substr(2);
     if (setting.type == Type::hex) {
         return digits;
     }
@@ -127,9 +128,9 @@ std::string acceptedBy(const Setting& setting) {
     }
     std::string const range = rangeOf(setting);
     std::string const digits = std::to_string(2 * setting.size) + " hexadecimal digits";
-    return setting.type != Type::hex                  ? range
+    return setting.type != Type::hex               ? range
            : setting.meaning == vx::Meaning::plain ? digits
-                                                      : range + " of " + digits;
+                                                   : range + " of " + digits;
 }
 
 // Throws unless the setting and a line of a defaults file can hold the value; what else there is to
@@ -256,7 +257,8 @@ LiveSetting liveSetting(const Place& place, const std::string& key, Side side) {
     KnownKey const known = keyFor(key);
     auto const record = placeOf(*known.section, known.number);
     if (!record || (side == Side::mirrors && record->fileIndex == 0)) {
-        fail(record ? key + " has no mirror" : "no store holds " + key + ": defaults files alone do");
+        fail(record ? key + " has no mirror"
+                    : "no store holds " + key + ": defaults files alone do");
     }
     requireVolume(place, side == Side::files ? storeVolume : mirrorVolume);
     try {

@@ -3,6 +3,7 @@
 #include "tests/reliability/medium.h"
 #include "tests/reliability/upgrade_fixture.h"
 
+#include "tools/live_config.h"
 #include "tools/merge.h"
 #include "tools/seal.h"
 
@@ -45,6 +46,8 @@ int mergeByHand() {
     }
 }
 
+const std::string longName = "iqn.2004-08.example:" + std::string(200, 'x');
+
 const Arrangement arrangements[] = {
     {"Plain", [] {}},
     {"FilesToBeMade",
@@ -71,6 +74,13 @@ const Arrangement arrangements[] = {
          fs::rename(UpgradeTest::savedCopy, UpgradeTest::unmerged);
          UpgradeTest::work = mergeByHand;
      }},
+    {"Set", // a text across two pages of its file
+     [] {
+         UpgradeTest::work = [] {
+             tools::setConfiguration("config.port.is.2.iScsiNameString", longName, false);
+             return 0;
+         };
+     }},
     {"Seal",
      [] {
          UpgradeTest::work = [] {
@@ -90,6 +100,9 @@ struct PowerCut : UpgradeTest, testing::WithParamInterface<Arrangement> {
 
     void recover(const Volumes& cut, const std::string& in) {
         restore(cut);
+        if (GetParam().name == std::string("Set")) { // an upgrade's own files are in the making
+            expectWhole(in);
+        }
         uint64_t const sequence =
             std::max(sequenceNumberOnFile(), sequenceNumberOnFile(mirror(PSST_SEQUENCE_INDEX)));
         ASSERT_TRUE(upgrade().reachedEnd()) << in;
