@@ -41,7 +41,7 @@ struct SettingChange {
     std::string key;
     std::string before;
     std::string after; // as it is shown: "0x1f" of a number is "31"
-    bool isMended; // the value was there, and not yet in the mirror: a power cut left it so
+    bool isMended;     // the value was there, and not yet in the mirror: a power cut left it so
     std::vector<std::string> warnings; // about a value that converts but hardly anybody means
 };
 

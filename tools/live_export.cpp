@@ -142,8 +142,8 @@ void writeExport(const Export& settings, const std::string& path) {
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         throw std::runtime_error("cannot write " + path + ": it is no regular file");
     }
-    if (vx::replaceFile(file.c_str(), settings.text.data(), settings.text.size(),
-                        ownersFileMode) != 0) {
+    if (vx::replaceFile(file.c_str(), settings.text.data(), settings.text.size(), ownersFileMode) !=
+        0) {
         throw std::runtime_error("cannot write " + path + ": " + std::strerror(errno));
     }
 }

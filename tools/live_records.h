@@ -57,7 +57,7 @@ class LiveRecords {
 
     const Place* place_;
     Side side_;
-    std::map<int, std::string> files_;       // by index
+    std::map<int, std::string> files_; // by index
     std::map<RecordPlace, Record> records_;
 };
 

@@ -62,8 +62,8 @@ int set(const Arguments& arguments) {
                {"mended", change.isMended},
                {"warnings", change.warnings}});
     } else if (isNew) {
-        std::printf("%s: \"%s\" -> \"%s\"\n", change.key.c_str(),
-                    printable(change.before).c_str(), change.after.c_str());
+        std::printf("%s: \"%s\" -> \"%s\"\n", change.key.c_str(), printable(change.before).c_str(),
+                    change.after.c_str());
     } else {
         std::printf("%s: unchanged, \"%s\"%s\n", change.key.c_str(), change.after.c_str(),
                     change.isMended ? "; its mirror, which an interrupted change left behind, is "
@@ -95,8 +95,8 @@ int exportAll(const Arguments& arguments) {
     } else if (arguments.file.empty()) {
         std::fputs(settings.text.c_str(), stdout);
     } else {
-        std::printf("%s: %zu settings, seal %s\n", arguments.file.c_str(),
-                    settings.settings.size(), sealDigits(settings.seal).c_str());
+        std::printf("%s: %zu settings, seal %s\n", arguments.file.c_str(), settings.settings.size(),
+                    sealDigits(settings.seal).c_str());
     }
     std::fflush(stdout);
     report(settings.unreadable);
@@ -137,8 +137,7 @@ void addStoreCommands(CLI::App& app, Arguments& arguments) {
     addFormat(got, arguments);
     CLI::App& setting = addCommand(app, arguments, "set", "Change one live setting", set);
     setting.add_option("KEY", arguments.key)->required();
-    setting.add_option("VALUE", arguments.value, "Also with 0x for hexadecimal digits")
-        ->required();
+    setting.add_option("VALUE", arguments.value, "Also with 0x for hexadecimal digits")->required();
     addFormat(setting, arguments);
     addVerbose(setting, arguments);
     CLI::App& exported = addCommand(app, arguments, "export",
