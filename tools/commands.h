@@ -1,6 +1,7 @@
 // vxcfg's commands: their options and what is done with them. Each group is a file of its own.
 #pragma once
 
+#include "tools/environment.h"
 #include "tools/output.h"
 #include "tools/store_create.h"
 
@@ -15,6 +16,7 @@ namespace tools {
 // What command lines fill, and what is done with it: the action of the command that was given.
 struct Arguments {
     CreateOptions create;
+    EnvironmentSource environment;
     std::string prefix = "config.";
     std::string key;
     std::string value;
@@ -26,6 +28,7 @@ struct Arguments {
     bool isVerbose = false;
     bool isDry = false;
     bool isStrict = false;
+    bool isMirror = false;
     std::function<int()> action;
 
     [[nodiscard]] bool wantsJson() const { return format == "json"; }
@@ -44,5 +47,6 @@ CLI::App& addCommand(CLI::App& app, Arguments& arguments, const char* name, cons
 void addDefaultsCommands(CLI::App& app, Arguments& arguments);
 void addUpgradeCommands(CLI::App& app, Arguments& arguments);
 void addStoreCommands(CLI::App& app, Arguments& arguments);
+void addHardwareCommands(CLI::App& app, Arguments& arguments);
 
 } // namespace tools

@@ -32,7 +32,7 @@ std::string readText(const std::filesystem::path& path, std::size_t limit) {
     if (error) {
         throw std::runtime_error("cannot read " + path.string() + ": " + error.message());
     }
-    std::size_t const wanted = std::min<uintmax_t>(size, limit);
+    auto const wanted = static_cast<std::size_t>(std::min<uintmax_t>(size, limit));
     if (wanted >= INT_MAX) { // as in the blade's own interfaces
         throw std::runtime_error("cannot read " + path.string() + ": it is too large");
     }

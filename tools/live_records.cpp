@@ -3,6 +3,8 @@
 #include "store/psst_table.h"
 #include "store/record_io.h"
 
+#include <vxblade/platform.h>
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
@@ -21,6 +23,24 @@ constexpr NeededFile neededFiles[] = {
     {PSST_BRIDGE_CONFIG, false},  {PSST_PASSWD, false}, {PSST_HOST_GROUP, false},
     {PSST_FCIP, false},           {PSST_DEVICE, false}, {PSST_EVENT_NOTIFY, true},
     {PSST_MIGRATION_PARAM, true},
+};
+
+// Records that a section's access gives no slot: what readers of defaults store, and no program
+// reads back. The file of type 0 has no header.
+struct OtherRecord {
+    const vx::Section* section;
+    uint32_t type;
+    std::size_t offset; // after the header
+    std::size_t size;   // also the distance of a section's numbers
+};
+constexpr OtherRecord otherRecords[] = {
+    {&vx::cacheSection, 0, 0, sizeof(CacheParams)},
+    {&vx::storagePoolSection, PSST_STORAGE_POOL, 0, sizeof(StoragePoolConfig)},
+    {&vx::dmGlobalsSection, PSST_DM_GLOBALS, 0, sizeof(DmGlobals)},
+    {&vx::passwordSection, PSST_PASSWD, offsetof(PasswordSlot, passwords),
+     sizeof(vx::PasswordString)},
+    {&vx::snmpSection, PSST_SNMP, 0, sizeof(SnmpConfig)},
+    {&vx::snmpTrapSection, PSST_SNMP, offsetof(SnmpConfig, traps), sizeof(SnmpTrap)},
 };
 
 // What is wrong with a needed file's header; empty where nothing is.
@@ -61,37 +81,70 @@ std::string whyUnusable(const Place& place) {
     return "";
 }
 
-Record& LiveRecords::of(const vx::RecordAccess& access, uint32_t number) {
+RecordPlace placeOf(const vx::RecordAccess& access, uint32_t number) {
     auto const place = vx::placeOf(access.type);
-    std::size_t const begin =
-        place->first + std::size_t{place->slotSize} * (access.firstSlot + number) + access.offset;
-    auto const known = records_.find({place->fileIndex, begin});
+    return {place->fileIndex, vx::fileTypeOf(place->fileIndex),
+            place->first + std::size_t{place->slotSize} * (access.firstSlot + number) +
+                access.offset,
+            access.size};
+}
+
+std::optional<RecordPlace> placeOf(const vx::Section& section, uint32_t number) {
+    if (section.record != nullptr && section.record->slotSize > 0 && !section.groups.empty()) {
+        return placeOf(*section.record, number);
+    }
+    for (const OtherRecord& other : otherRecords) {
+        if (other.section == &section) {
+            bool const hasHeader = other.type != 0;
+            return RecordPlace{hasHeader ? vx::fileIndexOf(other.type) : 0, other.type,
+                               (hasHeader ? sizeof(PsstHeader) : 0) + other.offset +
+                                   other.size * number,
+                               other.size};
+        }
+    }
+    return std::nullopt;
+}
+
+std::string pathOf(int fileIndex, Side side) {
+    if (fileIndex == 0) {
+        return psstAdditionalFilePrimaryPaths[PSST_ADDITIONAL_DATA];
+    }
+    if (side == Side::files) {
+        return psstFilePrimaryPaths[fileIndex];
+    }
+    if (vxpmgr_mirror_path_init_done == 0) {
+        vxpmgr_create_mirror_paths(0, 0, 0, 0);
+    }
+    return psstFileMirrorPaths[fileIndex];
+}
+
+Record& LiveRecords::at(const RecordPlace& record) {
+    auto const known = records_.find(record);
     if (known != records_.end()) {
         return known->second;
     }
-    const std::string& bytes = fileOf(place->fileIndex, access.type);
-    if (bytes.size() < begin + access.size) {
-        throw std::runtime_error(place_->nameOf(psstFilePrimaryPaths[place->fileIndex]) +
-                                 " is too short");
+    const std::string& bytes = fileOf(record);
+    if (bytes.size() < record.begin + record.size) {
+        throw std::runtime_error(place_->nameOf(pathOf(record.fileIndex, side_)) + " is too short");
     }
-    Record record(access.size);
-    std::memcpy(record.data(), bytes.data() + begin, access.size);
-    return records_[{place->fileIndex, begin}] = record;
+    Record content(record.size);
+    std::memcpy(content.data(), bytes.data() + record.begin, record.size);
+    return records_[record] = content;
 }
 
-const std::string& LiveRecords::fileOf(int fileIndex, uint32_t type) {
-    auto const known = files_.find(fileIndex);
+const std::string& LiveRecords::fileOf(const RecordPlace& record) {
+    auto const known = files_.find(record.fileIndex);
     if (known != files_.end()) {
         return known->second;
     }
-    std::string const path = psstFilePrimaryPaths[fileIndex];
+    std::string const path = pathOf(record.fileIndex, side_);
     std::string bytes = place_->read(path);
     PsstHeader header{};
     std::memcpy(&header, bytes.data(), std::min(sizeof header, bytes.size()));
-    if (!vx::isValidHeader(header, vx::fileTypeOf(vx::fileIndexOf(type)))) {
+    if (record.type != 0 && !vx::isValidHeader(header, record.type)) {
         throw std::runtime_error(place_->nameOf(path) + " is not valid");
     }
-    return files_[fileIndex] = std::move(bytes);
+    return files_[record.fileIndex] = std::move(bytes);
 }
 
 } // namespace tools

@@ -17,6 +17,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
@@ -69,17 +70,30 @@ const char* actionOn(const std::string& path, const Place& backup, const Place& 
     return isSame ? nullptr : "replace";
 }
 
-void compareSettings(const Place& backup, const Place& now, RestoreReport& report) {
+// By key; what cannot be read is left out, and remarked.
+std::map<std::string, std::string> settingsOf(const Place& place, std::string& remark) {
+    std::map<std::string, std::string> values;
     try {
-        auto const restored = liveSettings(backup, "config.");
-        auto const live = liveSettings(now, "config.");
-        for (std::size_t i = 0; i < live.size(); ++i) {
-            if (live[i].value != restored[i].value) {
-                report.settings.push_back({live[i].key, live[i].value, restored[i].value});
-            }
+        LiveConfiguration const live = liveSettings(place, "config.");
+        for (auto const& [key, value] : live.settings) {
+            values[key] = value;
+        }
+        for (const Unreadable& file : live.unreadable) {
+            remark += "Not compared: " + file.reason + "\n";
         }
     } catch (const std::runtime_error& why) {
-        report.remark = std::string("The settings cannot be compared: ") + why.what();
+        remark += std::string("Not compared: ") + why.what() + "\n";
+    }
+    return values;
+}
+
+void compareSettings(const Place& backup, const Place& now, RestoreReport& report) {
+    auto const restored = settingsOf(backup, report.remark);
+    for (auto const& [key, value] : settingsOf(now, report.remark)) {
+        auto const other = restored.find(key);
+        if (other != restored.end() && other->second != value) {
+            report.settings.push_back({key, value, other->second});
+        }
     }
 }
 
@@ -194,7 +208,7 @@ void printText(const RestoreReport& report) {
         std::printf("%-7s %s\n", action, path.c_str());
     }
     if (!report.remark.empty()) {
-        std::printf("%s\n", report.remark.c_str());
+        std::printf("%s", report.remark.c_str());
     }
     std::printf("%zu settings and %zu files differ\n", report.settings.size(), report.files.size());
 }

@@ -3,6 +3,7 @@
 #include "settings/table.h"
 #include "store/psst_table.h"
 #include "store/record_io.h"
+#include "tools/store_files.h"
 #include "tools/values.h"
 
 #include <vxblade/common.h>
@@ -341,10 +342,6 @@ void compareTwins(const std::optional<std::string>& first, const std::optional<s
 }
 
 } // namespace
-
-std::string mirrorOf(const std::string& path) {
-    return volumes[2] + path.substr(path.rfind('/'));
-}
 
 std::optional<std::string> readNoting(const Place& place, const std::string& path,
                                       const FileStatus& status, std::vector<Note>& notes) {

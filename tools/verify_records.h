@@ -7,9 +7,6 @@
 
 namespace tools {
 
-// The mirror of a file: the same name on the third volume.
-[[nodiscard]] std::string mirrorOf(const std::string& path);
-
 // Adds the record files, in the order of their indices, and the sequence numbers. Mirrors are
 // looked at where their volume is.
 void verifyRecordFiles(const Place& place, Verification& verification);

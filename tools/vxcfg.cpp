@@ -32,8 +32,10 @@ void addStrict(CLI::App& command, Arguments& arguments) {
 CLI::App& addCommand(CLI::App& app, Arguments& arguments, const char* name, const char* what,
                      int (*action)(const Arguments&)) {
     CLI::App* const command = app.add_subcommand(name, what);
-    command->callback([&arguments, action] {
-        arguments.action = [&arguments, action] { return action(arguments); };
+    command->callback([&arguments, action, command] {
+        if (command->get_subcommands().empty()) { // else the action is theirs
+            arguments.action = [&arguments, action] { return action(arguments); };
+        }
     });
     return *command;
 }
@@ -55,6 +57,7 @@ int run(int argc, char** argv) {
     tools::addDefaultsCommands(app, arguments);
     tools::addUpgradeCommands(app, arguments);
     tools::addStoreCommands(app, arguments);
+    tools::addHardwareCommands(app, arguments);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

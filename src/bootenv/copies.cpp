@@ -18,11 +18,9 @@ namespace vx::bootenv {
 namespace {
 
 #define CONFIG_PATH "/etc/fw_env.config"
-#define FLASH_NODE "/dev/mtd0"
 
 constexpr uint32_t defaultSize = 16 * 1024;
 constexpr uint32_t largestSize = 1024 * 1024;
-constexpr uint8_t blank = 0xFF; // also a flag that nobody programmed
 
 // The erase block that holds an offset. False outside the flash.
 bool blockOf(uint32_t offset, uint32_t& start, uint32_t& size) {
@@ -57,19 +55,21 @@ bool isUsable(const Layout& layout) {
            (a.blocksEnd <= b.blocksStart || b.blocksEnd <= a.blocksStart);
 }
 
-// From lines "device offset size [sector size [sectors]]"; those of the flash count, and there must
-// be two. The numbers are read as the standard tools do: an offset in any base that its prefix
+} // namespace
+
+// From lines "device offset size [sector size [sectors]]"; those of one device count, and there
+// must be two. The numbers are read as the standard tools do: an offset in any base that its prefix
 // names, a size in hexadecimal with or without one. How large its blocks are the flash says itself.
-bool readLayout(FILE* config, Layout& layout) {
+bool readLayout(FILE* config, const char* device, Layout& layout) {
     std::array<char, 256> line{};
     std::size_t count = 0;
     while (std::fgets(line.data(), static_cast<int>(line.size()), config) != nullptr) {
-        std::array<char, 64> device{};
+        std::array<char, 64> name{};
         int64_t offset = 0;
         uint64_t size = 0;
-        if (std::sscanf(line.data(), "%63s %" SCNi64 " %" SCNx64, device.data(), &offset, &size) !=
+        if (std::sscanf(line.data(), "%63s %" SCNi64 " %" SCNx64, name.data(), &offset, &size) !=
                 3 ||
-            std::strcmp(device.data(), FLASH_NODE) != 0) {
+            std::strcmp(name.data(), device) != 0) {
             continue;
         }
         if (count == layout.places.size() || offset < 0 || size < 1 || size > largestSize ||
@@ -115,6 +115,8 @@ bool isBlank(const Buffer& bytes) {
     return isFilled(bytes.data(), bytes.size(), blank);
 }
 
+namespace {
+
 Copy readCopy(uint32_t size, const Place& place, Extent extent) {
     Copy copy;
     bool const isWhole = extent == Extent::blocks;
@@ -156,9 +158,9 @@ const char* findLayout(Layout& layout) {
         }
         return defaultLayout(layout) ? nullptr : "no place for two copies in this flash";
     }
-    return readLayout(config.get(), layout) ? nullptr
-                                            : CONFIG_PATH
-               " gives no two places for copies in " FLASH_NODE;
+    return readLayout(config.get(), flashNode, layout) ? nullptr
+                                                       : CONFIG_PATH
+               " gives no two places for copies in the flash";
 }
 
 Buffer imageOf(const Variables& variables, uint32_t size) {

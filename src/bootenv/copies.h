@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 
 namespace vx::bootenv {
 
@@ -26,6 +27,12 @@ struct Layout {
 // or what is wrong.
 [[nodiscard]] const char* findLayout(Layout& layout);
 
+// From the lines of a device in a configuration; and the end of the flash.
+[[nodiscard]] bool readLayout(FILE* config, const char* device, Layout& layout);
+[[nodiscard]] bool defaultLayout(Layout& layout);
+
+inline constexpr const char* flashNode = "/dev/mtd0";
+
 // --- What they hold: a CRC-32 of what comes after the flag, little-endian, the flag, strings.
 
 inline constexpr std::size_t flagOffset = 4;
@@ -36,6 +43,13 @@ inline constexpr uint8_t obsoleteFlag = 0;
 // An active copy of `size` bytes, which the variables must fit into.
 [[nodiscard]] Buffer imageOf(const Variables& variables, uint32_t size);
 [[nodiscard]] bool fits(const Variables& variables, const Layout& layout);
+
+inline constexpr uint8_t blank = 0xFF; // a byte, and a flag, that nobody programmed
+[[nodiscard]] bool isBlank(const Buffer& bytes);
+
+// The CRC that the bytes of a copy ask for, and the one that they begin with.
+[[nodiscard]] uint32_t crcOf(const Buffer& image);
+[[nodiscard]] uint32_t storedCrc(const Buffer& image);
 
 struct Copy {
     bool isReadable = false;

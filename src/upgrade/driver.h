@@ -20,6 +20,11 @@ int compareDefaultConfiguration();
 // The whole run: the comparison and, where it says so, the two saved copies. Always 0.
 int runUpgrade();
 
+// The lock by which those that change settings take turns, held until the end of the scope: a
+// second upgrade waits here and then finds the work done. Where there can be no lock file nobody
+// waits.
+[[nodiscard]] Descriptor waitForTurn();
+
 // What becomes of a merge by hand.
 enum class HandMerge : uint8_t {
     done,        // all that changed is merged

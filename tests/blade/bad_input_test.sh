@@ -31,8 +31,8 @@ for place in "$firmware" "$state/nand0/default_bridge_config.cfg.0" "$state"/nan
     put "$kind" "$place"
     run_upgrade timeout 120 # a bound that no machine needs
     check "$kind $(basename "$place"): exit status, $(tail -5 "$work/err")" 0 "$status"
-    for command in show last "plan $firmware"; do
-      timeout 120 vxcfg $command --volumes "$state" >"$work/out" 2>&1
+    for command in {show,get\ config.mgmt.IpAddr,export,hw,last,"plan $firmware"}" --volumes $state" "env --image $place"; do
+      timeout 120 vxcfg $command >"$work/out" 2>&1
       status=$?
       [ $status -le 2 ] || check "$kind $(basename "$place"): vxcfg $command: $(tail -5 "$work/out")" 'at most 2' $status
     done

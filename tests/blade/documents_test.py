@@ -15,7 +15,7 @@ import tempfile
 import jsonschema
 
 BIN, ROOT = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
-PAGES = ["docs/defaults-files.md"]
+PAGES = ["docs/at-a-blade.md", "docs/defaults-files.md"]
 # On the blade S, after all pages: each result by its name in the schema.
 DOCUMENTS = {
     "check": "vxcfg check samples/with-mistakes.cfg samples/personality-5.3.0.cfg",
@@ -23,6 +23,13 @@ DOCUMENTS = {
     "plan": "vxcfg plan --volumes S --old samples/personality-5.2.1.cfg samples/personality-5.3.0.cfg",
     "last": "vxcfg last --volumes S",
     "show": "vxcfg show --volumes S",
+    "get": "vxcfg get --volumes S config.bridge.BridgeLogSize",
+    "set": "bladesim --state S vxcfg set config.bridge.BridgeLogSize 0x10",
+    "export": "vxcfg export --volumes S",
+    "hw": "bladesim --state S vxcfg hw",
+    "env": "vxcfg env --image S/nor.bin",
+    "env get": "vxcfg env get --image S/nor.bin ChassisName",
+    "env set": "bladesim --state S vxcfg env set SERIAL 42",
     "verify": "printf x >>S/nand2/brapp_config.bin; touch S/nand1/odd; vxcfg store verify --volumes S",
 }
 

@@ -17,7 +17,7 @@ sequence_number() { od -An -tu8 -j20 -N8 "$state/nand1/brapp_seqno.cfg"; }
 
 # --- An upgrade carries changed defaults over and leaves the user's value alone.
 new_store
-blade "${size[@]}" 9999
+blade "${size[@]}" 9999 >/dev/null
 planned=$(vxcfg plan --volumes "$state" "$new" |
   sed -nE 's/^(CHANGE|FORCE ) [^ ]*\.([^ .]*) .*/Compare Diff: field=\2, update=1/p')
 run_upgrade
@@ -119,6 +119,86 @@ check "defaults that are not live" "$(printf 'config.port.is.%d.PortState = "1"\
   echo 'config.port.pcie.0.PortNumber = "0"')" \
   "$(grep -E '^config\.(bridge\.Bridge|cli|mgmt|port|hostgroup)' "$old" | sort | comm -23 - <(show | sort))"
 
+# --- Live settings: what is shown, changed, refused, and exported.
+new_store
+cp -r "$state" "$work/before"
+changed() { for i in 1 2; do cmp -l {"$work/before","$state"}/nand$i/brapp_config.bin; done | wc -l; }
+key=config.bridge.BridgeLogSize
+check "set tells the old value" "$key: \"2048\" -> \"9999\"" "$(blade "${size[@]}" 0x270f)"
+check "set changes two bytes of a file and its mirror" 4 "$(changed)"
+before=$(stored 'nand?/*')
+check "an equal value" "$key: unchanged, \"9999\"" "$(blade "${size[@]}" 9999)"
+check "an equal value is not written" "$before" "$(stored 'nand?/*')"
+cp "$work/before/nand2/brapp_config.bin" "$state/nand2"
+check "the value alone, and its mirror's" "9999 2048" \
+  "$(vxcfg get --volumes "$state" $key) $(vxcfg get --volumes "$state" --mirror $key)"
+while IFS='|' read -r key value says; do
+  check "set $key $value" "$says" "$(blade vxcfg set "config.$key" "$value" 2>&1)"
+done <<'VALUES'
+port.is.0.MacAddr|0x0200000000ab|config.port.is.0.MacAddr: "020000010000" -> "0200000000AB"
+port.fc.0.PortName|20|vxcfg: config.port.fc.0.PortName takes world-wide name of 16 hexadecimal digits, not "20"
+bridge.BridgeMode|300|vxcfg: config.bridge.BridgeMode takes 0 to 255, not "300"
+bridge.BridgeMode|0x1ff|vxcfg: config.bridge.BridgeMode takes 0 to 255, not "511"
+cli.BridgeCliPrompt|a"b|vxcfg: a value holds no quote, as defaults files have none in theirs; config.cli.BridgeCliPrompt takes up to 63 characters
+bridge.BridgeLogSiz|1|vxcfg: no such setting: config.bridge.BridgeLogSiz; did you mean config.bridge.BridgeLogSize?
+VALUES
+check "nothing else was changed" 4 "$(cp "$work/before/nand2/brapp_config.bin" "$state/nand2"; changed)"
+spoil "$state/nand1/brapp_hostgroup.bin"
+vxcfg show --volumes "$state" >"$work/out" 2>"$work/err"
+check "a file that cannot be read is named, the rest shown" \
+  "1 618 vxcfg: $state/nand1/brapp_hostgroup.bin is not valid: not shown: config.hostgroup." \
+  "$? $(wc -l <"$work/out") $(cat "$work/err")"
+vxcfg show --volumes "$state" config.nothing 2>"$work/err"
+check "no such prefix" "1 1" "$? $(said 'no key of a live setting begins with config.nothing')"
+
+# An export has what the store holds, not what its reference says, and makes the same store.
+rm -rf "$state"
+sed 's/"public"/"own"/; s/\(TrapVersion\|CacheMode\|TotalSpareDrives\) = ".*"/\1 = "2"/; s/\(FlushTime\|Passwd\|PortNumber\) = ".*"/\1 = "77"/' \
+  "$old" | grep -v crc32 >"$work/own.cfg"
+blade vxcfg store create --defaults "$work/own.cfg" >/dev/null 2>&1
+cp "$old" "$reference.0"
+vxcfg export --volumes "$state" "$work/export" >"$work/out"
+check "an export is good, and its owner's" "0 600 646 good" \
+  "$? $(stat -c %a "$work/export") $(sed 's/.*: \(.*\) settings.*/\1/' "$work/out") $(vxcfg check "$work/export" | cut -d' ' -f2 | tr -d :)"
+records() { stored 'nand1/*' | grep -v seqno; }
+before=$(records)
+rm -rf "$state"
+blade vxcfg store create --defaults "$work/export" >/dev/null 2>&1
+check "an export makes the same store" "$before" "$(records)"
+
+# --- Hardware and boot environment, read without a lock, a write or a wait.
+bytes() { printf "$2" | dd of="$state/$1" bs=1 seek=$(($3)) conv=notrunc status=none; }
+zeros() { printf '\\0%.0s' $(seq "$1"); }
+bytes i2c-0-50.bin '\x34\x12' 0x1e04
+bytes i2c-0-50.bin '\x7c\x49\3\4'"$(zeros 4)"'\1\0\4'"$(zeros 46)"'\1\0\0\0\0\x53\x25' 0x1e18
+check "hardware" "$(printf '%-29s%s\n' slot 2 'serial number' 'unavailable: the boot environment has no SERIAL' \
+  'hardware version' 0x1234 'self test' 'mode 1, 1 runs' 'front temperature' '31.5 C' 'VPD files' 'are the same')" \
+  "$(blade vxcfg hw | grep -e '^s' -e '^h' -e '^f' -e 'VPD files')"
+bytes nand1/brapp_vpd.cfg x 100
+check "what cannot be read" "1,VPD files,hardware version,slot" "$(blade sh -c 'echo "fail i2c-0 write EIO 999
+fail vxgpdev h27 EIO" >/dev/blade/devices/control; vxcfg hw; echo $?' | sed -nE 's/^(1)$/\1/p; s/^(slot|hardware version) *unavail.*|^(VPD files) *differ in 1 b.*/\1\2/p' | sort | paste -sd,)"
+timeout 100 vxcfg hw >"$work/out" # a bound that no machine needs
+check "on another machine nothing is waited for" "1 1" "$? $(count "$work/out" '^slot *unavailable: /dev/vxgpdev: No such file or directory')"
+printf "$state/nor.bin 0x3e0000 0x4000\n$state/nor.bin 0x3f0000 0x4000\n" >"$work/env.config"
+image=(--image "$state/nor.bin" --config "$work/env.config")
+agree() { # the variables as the standard tool reads them, where it is
+  command -v fw_printenv >/dev/null || { echo "SKIPPED: $name: environment, $1: libubootenv-tool is not installed" >&3; return; }
+  check "environment, $1" "$(fw_printenv -c "$work/env.config" | sort)" "$(vxcfg env "${image[@]}" | tail -n +3 | sort)"
+}
+exec 3>&1
+for value in 1 2; do
+  check "env set" "$((value - 1 ? 1 : 0))-$value" "$(blade vxcfg env set NUMBER $value | sed 's/.*: "\(.*\)" -> "\(.*\)"/\1-\2/; s/^-/0-/')"
+  agree "saved $value times"
+done
+check "env set: unchanged, refused, removed" 'NUMBER: unchanged, "2",vxcfg: "a=b" cannot name a variable,NUMBER: "2" -> removed' \
+  "$(blade sh -c 'vxcfg env set NUMBER 2; vxcfg env set a=b 1; vxcfg env set NUMBER ""' 2>&1 | paste -sd,)"
+check "env neither writes nor locks" "0 0 vx2410-chassis" "$(blade sh -c 'rm -f /var/lock/*; vxcfg env >/dev/null
+  vxcfg env get ChassisName; ls /var/lock' >"$work/out"; echo "$? $(count "$state/trace" 'program\|erase') $(cat "$work/out")")"
+bytes nor.bin x $((vxcfg_active=$(vxcfg env "${image[@]}" | sed -n 's/.*at \(0x[^,]*\).*counts$/\1/p') + 3000))
+agree "with a copy that is damaged"
+vxcfg env "${image[@]}" >"$work/out"
+check "a damaged copy is told" "1 1" "$? $(count "$work/out" ': damaged, CRC')"
+
 # --- Stores: refused when valid, made over when not, --force, --full, unmounted volumes.
 # refuses WORDS [BLADESIM OPTION]... COMMAND...: ends with status 2 and prints the words.
 refuses() {
@@ -127,12 +207,15 @@ refuses() {
 echo 'bad line' >"$work/bad.cfg"
 refuses '--force replaces it' "${create[@]}"
 refuses '^vxcfg: no such setting: config.bridge.Nonsense ' vxcfg set config.bridge.Nonsense 1
-refuses 'the setting cannot hold "300"' vxcfg set config.bridge.BridgeMode 300
+refuses '^vxcfg: /mnt/nand1 is not mounted$' --unmounted nand1 vxcfg show
+refuses '^vxcfg: /mnt/nand1 is not mounted$' --unmounted nand1 "${size[@]}" 1
+refuses '^vxcfg: permission denied: /mnt/nand1/brapp_config.bin ' sh -c 'chmod 444 /mnt/nand1/brapp_config.bin
+  setpriv --bounding-set -all --inh-caps -all "$@"; status=$?; chmod 755 /mnt/nand1/brapp_config.bin; exit $status' sh "${size[@]}" 1
 refuses 'no equals sign after the key' vxcfg store create --force --defaults "$work/bad.cfg"
 for volume in nand0 nand1 nand2; do
   refuses "^vxcfg: /mnt/$volume is not mounted" --unmounted $volume --unmounted nand2 "${create[@]}"
 done
-blade "${size[@]}" 9999
+blade "${size[@]}" 9999 >/dev/null
 blade "${create[@]}" --force --full >/dev/null 2>&1
 check "--force and --full" '2048 39' \
   "$(show config.bridge.BridgeLogSize | cut -d'"' -f2) $(ls "$state"/nand1 | grep -vc brapp_psst_data.cfg)"
@@ -140,7 +223,7 @@ check "--force and --full" '2048 39' \
 sequence=$(sequence_number)
 spoil "$state/nand1/brapp_config.bin"
 spoil "$state/nand1/brapp_passwd.bin"
-blade "${create[@]}" >/dev/null 2>&1 && blade vxcfg set config.bridge.BridgeLogLevel 1
+blade "${create[@]}" >/dev/null 2>&1 && blade vxcfg set config.bridge.BridgeLogLevel 1 >/dev/null
 check "a damaged store is made over and works, its sequence number goes on" "0 1" \
   "$? $(($(sequence_number) > sequence))"
 

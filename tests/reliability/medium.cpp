@@ -35,7 +35,8 @@ void write(Bytes& bytes, const Change& change, const Remains& remain) {
     }
     for (std::size_t at = begin; at < end;) {
         std::size_t const pageEnd = std::min(end, (at / pageSize + 1) * pageSize);
-        if (remain.hasPage((at - begin) / pageSize, (end - 1) / pageSize - begin / pageSize)) {
+        if (remain.hasPage(at / pageSize - begin / pageSize,
+                           (end - 1) / pageSize - begin / pageSize)) {
             std::copy_n(change.data.begin() + static_cast<std::ptrdiff_t>(at - begin), pageEnd - at,
                         bytes.begin() + static_cast<std::ptrdiff_t>(at));
         }

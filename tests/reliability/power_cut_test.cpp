@@ -4,6 +4,7 @@
 #include "tests/reliability/upgrade_fixture.h"
 
 #include "tools/backup.h"
+#include "tools/live_config.h"
 #include "tools/merge.h"
 #include "tools/restore.h"
 #include "tools/seal.h"
@@ -50,6 +51,7 @@ int mergeByHand() {
 
 constexpr const char* backup = "/var/lock/backup.tar.gz";
 Volumes backedUp;
+const std::string longName = "iqn.2004-08.example:" + std::string(200, 'x');
 
 const Arrangement arrangements[] = {
     {"Plain", [] {}},
@@ -76,6 +78,13 @@ const Arrangement arrangements[] = {
          arrangeGige();
          fs::rename(UpgradeTest::savedCopy, UpgradeTest::unmerged);
          UpgradeTest::work = mergeByHand;
+     }},
+    {"Set", // a text across two pages of its file
+     [] {
+         UpgradeTest::work = [] {
+             tools::setConfiguration("config.port.is.2.iScsiNameString", longName, false);
+             return 0;
+         };
      }},
     {"Seal",
      [] {
@@ -118,6 +127,9 @@ struct PowerCut : UpgradeTest, testing::WithParamInterface<Arrangement> {
         uint64_t const file = sequenceNumberOnFile();
         uint64_t const mirrored = sequenceNumberOnFile(mirror(PSST_SEQUENCE_INDEX));
         bool const isMirrored = readBytes(primary(1)) == readBytes(mirror(1));
+        if (GetParam().name == std::string("Set")) { // an upgrade's own files are in the making
+            expectWhole(in);
+        }
         ASSERT_TRUE(upgrade().reachedEnd()) << in;
         if (GetParam().isRestore) {
             EXPECT_TRUE(file > mirrored || (file == mirrored && isMirrored)) << in;

@@ -12,6 +12,8 @@
 #include "upgrade/driver.h"
 #include "upgrade/journal.h"
 
+#include <nlohmann/json.hpp>
+
 #include <memory>
 #include <optional>
 #include <random>
@@ -265,7 +267,7 @@ struct Verify : BladeTest {
     static void live() {
         tools::createStore({SAMPLES "/personality-5.2.1.cfg", true, false});
         expectNothing("made");
-        tools::setConfiguration("config.bridge.BridgeLogSize", "9999");
+        tools::setConfiguration("config.bridge.BridgeLogSize", "9999", false);
         close_all_files();
         expectNothing("set");
         for (int const file : {7, 33, 36, 42}) { // an upgrade makes these, without mirrors
