@@ -65,6 +65,19 @@ constexpr HeaderField headerFields[] = {
 };
 #undef FIELD
 
+// Every byte of a header is a field's.
+constexpr bool fieldsFillTheHeader() {
+    std::size_t end = 0;
+    for (const HeaderField& field : headerFields) {
+        if (field.offset != end) {
+            return false;
+        }
+        end += field.size;
+    }
+    return end == sizeof(PsstHeader);
+}
+static_assert(fieldsFillTheHeader());
+
 // The records of the configuration file, which has several types.
 struct ConfigRecord {
     uint32_t type;
