@@ -26,6 +26,7 @@ struct Arguments {
     bool isVerbose = false;
     bool isDry = false;
     bool isStrict = false;
+    bool wantsKeys = false;
     std::function<int()> action;
 
     [[nodiscard]] bool wantsJson() const { return format == "json"; }

@@ -53,6 +53,14 @@ void setSetting(const Section& section, uint32_t number, const Setting& setting,
 
 } // namespace
 
+std::vector<std::string> liveKeys() {
+    std::vector<std::string> keys;
+    forEachLiveSetting([&](const Section& section, uint32_t number, const Setting& setting) {
+        keys.push_back(keyOf(section, number, setting));
+    });
+    return keys;
+}
+
 std::vector<LiveSetting> liveSettings(const Place& place, const std::string& prefix) {
     LiveRecords records(place);
     std::vector<LiveSetting> settings;

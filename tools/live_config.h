@@ -13,6 +13,9 @@ struct LiveSetting {
     std::string value;
 };
 
+// The keys of all settings that every store has.
+std::vector<std::string> liveKeys();
+
 // Every setting whose key begins with `prefix`, read from the files of a store. Throws
 // std::runtime_error where there is no store that can be used and where no key begins so.
 std::vector<LiveSetting> liveSettings(const Place& place, const std::string& prefix);
