@@ -29,8 +29,8 @@ def documented(source):
         text = body(comment)
         if index == 1:
             result.append(f"/** @file\n{text} */")
-        elif parts[index - 1].rpartition("\n")[2].strip():
-            result.append(f"/**< {text} */")
+        elif line := parts[index - 1].rpartition("\n")[2].strip():
+            result.append("" if re.fullmatch(r"struct \w+;", line) else f"/**< {text} */")
         elif after.startswith("\n\n"):  # of no declaration: of the whole file, or a headline
             result.append(f"/** @file\n{text} */" if text.endswith(".") else "")
         else:  # of each declaration up to the next blank line
