@@ -35,6 +35,11 @@ def sections(text, mark):
     return dict(zip(parts[1::2], (re.split(r"^#", part, flags=re.MULTILINE)[0] for part in parts[2::2])))
 
 
+def options_of(text):
+    """Those that a help lists, but itself."""
+    return set(re.findall(r"^ +(?:-\w,)?(--[a-z][a-z-]*)", text, re.MULTILINE)) - {"--help"}
+
+
 def commands(*words):
     """Each command that does something, and what its help says."""
     text = printed(BIN / "vxcfg", *words, "--help")
@@ -42,7 +47,7 @@ def commands(*words):
     check("completion of " + " ".join(words), completed("vxcfg", *words)[0] if below else [], below)
     for word in below:
         yield from commands(*words, word)
-    if not below:
+    if not re.search("^Usage:.* SUBCOMMAND", text, re.MULTILINE):
         yield " ".join(("vxcfg", *words)), text
 
 
@@ -55,27 +60,26 @@ def of_vxcfg():
     text = (ROOT / "docs/man/vxcfg.1.scd").read_text()
     common, pages, programs = sections(text, "#")["OPTIONS"], sections(text, "##"), dict(commands())
     check("commands", sorted(pages), sorted(programs))
-    check("options that no command has", set(OPTION.findall(common)) - set(OPTION.findall("".join(programs.values()))),
-          {"--version"})
+    check("options that no command has", set(OPTION.findall(common)) - set.union(*map(options_of, programs.values())),
+          {"--help", "--version"})
     check("completion of keys", completed("vxcfg", "set")[0], printed(BIN / "vxcfg", "settings", "--keys").split())
     for command in pages.keys() & programs.keys():
-        options = set(OPTION.findall(programs[command].partition("Options:")[2]))
-        check("completion of " + command, set(completed(*command.split())[1]), options)
-        options.remove("--help")
-        synopsis = re.sub("[*_]", "", pages[command].strip().split("\n\n")[0])
+        page, options = pages[command], options_of(programs[command])
+        synopsis = re.sub("[*_]", "", page.strip().split("\n\n")[0])
         check(command + ", synopsis", set(OPTION.findall(synopsis)), options)
-        check(command, set(OPTION.findall(pages[command])) | options, options)
-        check(command + ", explained", set(re.findall(r"^\*(--[a-z-]+)\*", common + pages[command], re.MULTILINE)) & options,
-              options)
-        arguments = re.search(r"^Usage: .*?( \[OPTIONS\])(.*)", programs[command], re.MULTILINE)[2]
+        check(command, set(OPTION.findall(page)) | options, options)
+        explained = set(re.findall(r"^\*(--[a-z-]+)\*", common + page, re.MULTILINE))
+        check(command + ", explained", explained & options, options)
+        check("completion of " + command, set(completed(*command.split())[1]), options | {"--help"})
+        arguments = re.search(r"^Usage: .*? \[OPTIONS\](.*?)( \[SUBCOMMAND\])?$", programs[command], re.MULTILINE)[1]
         if not synopsis.endswith(arguments):
             failures.append(f"{command}: not{arguments} but {synopsis}")
 
 
 def of_other(page, program):
-    parts, text = sections((ROOT / "docs/man" / page).read_text(), "#"), printed(BIN / program, "--help")
+    parts, options = sections((ROOT / "docs/man" / page).read_text(), "#"), options_of(printed(BIN / program, "--help"))
     for name in "SYNOPSIS", "OPTIONS":
-        check(f"{page} {name}", set(OPTION.findall(parts[name])), set(OPTION.findall(text)))
+        check(f"{page} {name}", set(OPTION.findall(parts[name])), options | {"--help"})
 
 
 def faults(page):
@@ -92,7 +96,8 @@ def faults(page):
 of_vxcfg()
 of_other("vxpvh.8.scd", "vxpvh")
 of_other("bladesim.1.scd", "bladesim")
-check("completion of bladesim", set(completed("bladesim")[1]), set(OPTION.findall(printed(BIN / "bladesim", "--help"))))
+check("completion of bladesim", set(completed("bladesim")[1]),
+      options_of(printed(BIN / "bladesim", "--help")) | {"--help"})
 for built in BUILT:
     faults(built)
 for document in [*ROOT.glob("*.md"), *ROOT.glob("docs/*.md")]:
