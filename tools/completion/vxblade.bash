@@ -5,12 +5,13 @@ _vxblade_takes() {
   sed -nE "s/^ +(-.,)?$1 ([^ ]+)( .*)?\$/\2/p"
 }
 
-# _vxblade_values CURRENT KIND: the words for what a help calls so.
+# _vxblade_values CURRENT KIND: the words for what the help of $program calls so.
 _vxblade_values() {
   case $2 in
   *:{*}) COMPREPLY=($(compgen -W "$(sed 's/.*{\(.*\)}/\1/; s/,/ /g' <<<"$2")" -- "$1")) ;;
+  KEY | PREFIX) COMPREPLY=($(compgen -W "$("$program" settings --keys 2>/dev/null)" -- "$1")) ;;
   nandN) COMPREPLY=($(compgen -W "nand0 nand1 nand2" -- "$1")) ;;
-  VALUE) ;;
+  '' | NAME | VALUE | N) ;;
   *)
     compopt -o filenames 2>/dev/null
     [ "$2" = DIR ] && mapfile -t COMPREPLY < <(compgen -d -- "$1") || mapfile -t COMPREPLY < <(compgen -f -- "$1")
@@ -47,11 +48,7 @@ _vxcfg() {
   else
     # The argument at this place; the last one again where it is a list.
     word=$(sed -nE '/^Positionals:/,/^$/s/^  ([A-Z]+ .*)/\1/p' <<<"$help" | sed -n "$((before + 1))p; /TEXT [.][.][.]/h; \${x;p}" | head -n 1)
-    case $word in
-    '') ;;
-    KEY\ * | PREFIX\ *) COMPREPLY=($(compgen -W "$("$program" settings --keys 2>/dev/null)" -- "$current")) ;;
-    *) _vxblade_values "$current" "${word%% *}" ;;
-    esac
+    _vxblade_values "$current" "${word%% *}"
   fi
 }
 
