@@ -29,6 +29,7 @@ struct Arguments {
     bool isDry = false;
     bool isStrict = false;
     bool isMirror = false;
+    bool wantsKeys = false;
     std::function<int()> action;
 
     [[nodiscard]] bool wantsJson() const { return format == "json"; }

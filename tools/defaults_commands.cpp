@@ -1,6 +1,7 @@
 #include "tools/commands.h"
 
 #include "tools/defaults_files.h"
+#include "tools/live_config.h"
 #include "tools/values.h"
 
 #include <cstdio>
@@ -21,8 +22,14 @@ int diff(const Arguments& arguments) {
     return diffFiles(arguments.old, arguments.file, {arguments.isStrict, arguments.wantsJson()});
 }
 
-int settings(const Arguments& /*none*/) {
-    std::fputs(describeSettings().c_str(), stdout);
+int settings(const Arguments& arguments) {
+    if (!arguments.wantsKeys) {
+        std::fputs(describeSettings().c_str(), stdout);
+        return good;
+    }
+    for (const std::string& key : liveKeys()) {
+        std::puts(key.c_str());
+    }
     return good;
 }
 
@@ -44,7 +51,8 @@ void addDefaultsCommands(CLI::App& app, Arguments& arguments) {
     compared.add_option("NEW", arguments.file, "That of the release")->required();
     addStrict(compared, arguments);
     addFormat(compared, arguments);
-    addCommand(app, arguments, "settings", "Describe every setting of defaults files", settings);
+    addCommand(app, arguments, "settings", "Describe every setting of defaults files", settings)
+        .add_flag("--keys", arguments.wantsKeys, "Only the keys that show and set know");
 }
 
 } // namespace tools

@@ -227,6 +227,18 @@ void write(const KnownKey& known, const std::string& value) {
 
 } // namespace
 
+std::vector<std::string> liveKeys() {
+    std::vector<std::string> keys;
+    vx::forEachSection(vx::sections, [&](const Section& section, uint32_t number) {
+        vx::forEachSetting(section, [&](const Setting& setting) {
+            if (placeOf(section, number)) {
+                keys.push_back(keyOf(section, number, setting));
+            }
+        });
+    });
+    return keys;
+}
+
 LiveConfiguration liveSettings(const Place& place, const std::string& prefix, Side side) {
     requireVolume(place, side == Side::files ? storeVolume : mirrorVolume);
     LiveRecords records(place, side);

@@ -15,6 +15,9 @@ struct LiveSetting {
     std::string value;
 };
 
+// The keys of all settings that stores hold.
+std::vector<std::string> liveKeys();
+
 // What of a store cannot be read.
 struct Unreadable {
     std::string file;

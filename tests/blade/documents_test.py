@@ -15,7 +15,8 @@ import tempfile
 import jsonschema
 
 BIN, ROOT = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
-PAGES = ["docs/at-a-blade.md", "docs/defaults-files.md"]
+PAGES = ["README.md", "docs/at-a-blade.md", "docs/defaults-files.md", "docs/man/bladesim.1.scd",
+         "docs/man/vxblade-defaults.5.scd", "docs/man/vxcfg.1.scd"]
 # On the blade S, after all pages: each result by its name in the schema.
 DOCUMENTS = {
     "check": "vxcfg check samples/with-mistakes.cfg samples/personality-5.3.0.cfg",
