@@ -1,6 +1,7 @@
 #include "tools/backup.h"
 
 #include "tools/archive.h"
+#include "tools/blade_members.h"
 #include "tools/store_files.h"
 #include "upgrade/driver.h"
 
@@ -36,9 +37,14 @@ Still stateOf(const Place& place) {
     return state;
 }
 
+using Members = std::map<std::string, std::string>; // by path
+
 // The sums of all files that are there, as their member.
-std::string sumsOf(const Place& place) {
+std::string sumsOf(const Place& place, const Members& ofBlade) {
     std::string sums;
+    for (auto const& [path, content] : ofBlade) {
+        sums += sha256(content) + "  " + memberOf(path) + "\n";
+    }
     for (const std::string& path : storeFiles()) {
         FileStatus const status = place.statusOf(path);
         if (status.kind == FileKind::other) {
@@ -52,9 +58,12 @@ std::string sumsOf(const Place& place) {
 }
 
 // False where a file is not what the sums say.
-bool addFiles(const Place& place, const std::string& sums, ArchiveWriter& archive,
-              BackupReport& report) {
+bool addFiles(const Place& place, const Members& ofBlade, const std::string& sums,
+              ArchiveWriter& archive, BackupReport& report) {
     archive.add({.name = sumsMember, .size = sums.size(), .mode = 0644}, sums);
+    for (auto const& [path, content] : ofBlade) {
+        archive.add({memberOf(path), content.size(), 0644}, content);
+    }
     for (const std::string& path : storeFiles()) {
         FileStatus const status = place.statusOf(path);
         if (status.kind != FileKind::regular) {
@@ -72,12 +81,13 @@ bool addFiles(const Place& place, const std::string& sums, ArchiveWriter& archiv
 }
 
 // One try; nothing where a program changed a file meanwhile.
-std::optional<BackupReport> tryBackup(const Place& place, const fs::path& file) {
+std::optional<BackupReport> tryBackup(const Place& place, bool isBlade, const fs::path& file) {
     Still const before = stateOf(place);
-    std::string const sums = sumsOf(place);
+    Members const ofBlade = bladeMembers(place, isBlade);
+    std::string const sums = sumsOf(place, ofBlade);
     BackupReport report;
     ArchiveWriter archive(file);
-    if (!addFiles(place, sums, archive, report) || stateOf(place) != before) {
+    if (!addFiles(place, ofBlade, sums, archive, report) || stateOf(place) != before) {
         return {};
     }
     archive.finish();
@@ -153,12 +163,15 @@ class Backup : public Place {
     // Only files that a store may have are taken from an archive, each once.
     void addSum(const std::string& line) {
         std::string const path = "/" + line.substr(std::min(line.size(), sumLength + 2));
-        bool const isKnown = std::ranges::find(storeFiles(), path) != storeFiles().end();
+        bool const isOfStore = std::ranges::find(storeFiles(), path) != storeFiles().end();
+        bool const isKnown = isOfStore || path == identityMember || path == environmentMember;
         if (!isKnown || !sumOf_.emplace(path, line.substr(0, sumLength)).second) {
             throw std::runtime_error(file_.string() + " is no backup of a blade: \"" + line +
                                      "\" is not one of its files");
         }
-        paths_.push_back(path);
+        if (isOfStore) {
+            paths_.push_back(path);
+        }
     }
 
     // A file of which at least `wanted` bytes, or all, are there.
@@ -213,7 +226,7 @@ BackupReport writeBackup(const Place& place, bool isBlade, const fs::path& file)
     fs::path const part = file.string() + ".part";
     Unfinished const unfinished(part);
     for (int count = 0; count < tries; ++count) {
-        if (auto const report = tryBackup(place, part)) {
+        if (auto const report = tryBackup(place, isBlade, part)) {
             if (report->files == 0) {
                 throw std::runtime_error("there is no file of a store");
             }

@@ -28,6 +28,7 @@ struct Arguments {
     bool isVerbose = false;
     bool isDry = false;
     bool isStrict = false;
+    bool isForced = false;
     bool isMirror = false;
     bool wantsKeys = false;
     std::function<int()> action;

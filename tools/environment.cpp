@@ -166,9 +166,9 @@ int activeOf(const std::array<EnvironmentCopy, 2>& copies) {
     return bootenv::activeOf(known);
 }
 
-std::vector<std::pair<std::string, std::string>> variablesOf(const vx::Buffer& image) {
+VariableValues variablesOf(const vx::Buffer& image) {
     bootenv::Variables const variables(image.view().substr(bootenv::stringsOffset));
-    std::vector<std::pair<std::string, std::string>> all;
+    VariableValues all;
     std::string_view rest = variables.bytes().view();
     while (!rest.empty()) {
         std::string_view const text = rest.substr(0, rest.find('\0'));
@@ -188,6 +188,34 @@ std::string remarkOn(const Environment& environment, bool isBlade) {
     return environment.active >= 0                            ? ""
            : std::ranges::all_of(environment.copies, isBlank) ? "no environment was ever saved"
                                                               : "no copy counts";
+}
+
+// --- A change, by the layer.
+
+void requireWritableFlash() {
+    if (!vx::Descriptor(vx::openFile(bootenv::flashNode, O_RDWR | O_NONBLOCK)).ok()) {
+        std::string const why = std::strerror(errno);
+        throw std::runtime_error(
+            errno == EACCES ? std::string("permission denied: ") + bootenv::flashNode
+                            : std::string("cannot open ") + bootenv::flashNode + ": " + why);
+    }
+}
+
+void load() {
+    if (vornhal_init_env(vhnor_init()) != 0) {
+        throw std::runtime_error("the environment cannot be read, or is damaged");
+    }
+}
+
+void saveWith(const VariableValues& variables) {
+    for (auto const& [name, value] : variables) {
+        if (vornhal_setenv(name.c_str(), value.c_str()) != 0) {
+            throw std::runtime_error("the value does not fit into the environment");
+        }
+    }
+    if (vornhal_saveenv() != 0) {
+        throw std::runtime_error("the environment could not be saved (--verbose says more)");
+    }
 }
 
 } // namespace
@@ -232,26 +260,21 @@ VariableChange setVariable(const std::string& name, const std::string& value, bo
     if (value != printable(value)) {
         throw std::runtime_error("a value holds no control character");
     }
-    if (!vx::Descriptor(vx::openFile(bootenv::flashNode, O_RDWR | O_NONBLOCK)).ok()) {
-        std::string const why = std::strerror(errno);
-        throw std::runtime_error(
-            errno == EACCES ? std::string("permission denied: ") + bootenv::flashNode
-                            : std::string("cannot open ") + bootenv::flashNode + ": " + why);
-    }
+    requireWritableFlash();
     Silence const silence(isVerbose);
-    if (vornhal_init_env(vhnor_init()) != 0) {
-        throw std::runtime_error("the environment cannot be read, or is damaged");
-    }
+    load();
     std::string before(nor_info.size, '\0'); // more than any value has
     before.resize(static_cast<std::size_t>(
         vornhal_getenv(name.c_str(), before.data(), static_cast<int>(before.size()))));
-    if (vornhal_setenv(name.c_str(), value.c_str()) != 0) {
-        throw std::runtime_error("the value does not fit into the environment");
-    }
-    if (vornhal_saveenv() != 0) {
-        throw std::runtime_error("the environment could not be saved (--verbose says more)");
-    }
+    saveWith({{name, value}});
     return {before, value};
+}
+
+void setVariables(const VariableValues& variables, bool isVerbose) {
+    requireWritableFlash();
+    Silence const silence(isVerbose);
+    load();
+    saveWith(variables);
 }
 
 void printText(const Environment& environment) {

@@ -21,13 +21,16 @@ struct EnvironmentCopy {
     uint8_t flag;
 };
 
+// Names and values, in their order.
+using VariableValues = std::vector<std::pair<std::string, std::string>>;
+
 struct Environment {
     std::string device; // or the image
     uint32_t size;      // of a copy, in bytes
     std::array<EnvironmentCopy, 2> copies;
-    int active;                                                 // the copy that counts, or -1
-    std::vector<std::pair<std::string, std::string>> variables; // of that one
-    std::string remark;                                         // what an engineer should know
+    int active;               // the copy that counts, or -1
+    VariableValues variables; // of that one
+    std::string remark;       // what an engineer should know
 };
 
 struct EnvironmentSource {
@@ -53,6 +56,9 @@ struct VariableChange {
 // layer does: waits for the standard tools' lock, and writes nothing where nothing changes. Throws
 // std::runtime_error where it cannot.
 VariableChange setVariable(const std::string& name, const std::string& value, bool isVerbose);
+
+// The same for several at once, in one save.
+void setVariables(const VariableValues& variables, bool isVerbose);
 
 void printText(const Environment& environment);
 // As docs/vxcfg.schema.json describes it.

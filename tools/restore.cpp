@@ -5,6 +5,7 @@
 #include "store/psst_table.h"
 #include "store/record_io.h"
 #include "tools/backup.h"
+#include "tools/blade_members.h"
 #include "tools/forms.h"
 #include "tools/live_config.h"
 #include "tools/place.h"
@@ -97,6 +98,48 @@ void compareSettings(const Place& backup, const Place& now, RestoreReport& repor
     }
 }
 
+using Members = std::map<std::string, std::string>; // by path
+
+Members membersOf(const Place& backup) {
+    return bladeMembers(backup, false);
+}
+
+void requireSameBlade(const Members& backup, const Members& blade) {
+    if (!backup.contains(identityMember) || !blade.contains(identityMember)) {
+        return;
+    }
+    std::string const wanted = serialOf(backup.at(identityMember));
+    std::string const serial = serialOf(blade.at(identityMember));
+    if (!wanted.empty() && !serial.empty() && wanted != serial) {
+        throw std::runtime_error("the backup is of blade " + printable(wanted) + ", this is " +
+                                 printable(serial) + " (--force restores it all the same)");
+    }
+}
+
+// Nothing is changed where either is unknown.
+void compareVariables(const Members& backup, const Members& blade, RestoreReport& report) {
+    if (!backup.contains(environmentMember) || blade.empty()) {
+        return;
+    }
+    if (!blade.contains(environmentMember)) {
+        report.remark += "Not restored: the boot environment, which cannot be read\n";
+        return;
+    }
+    std::map<std::string, RestoredVariable> changes;
+    for (auto const& [name, value] : variablesOf(blade.at(environmentMember))) {
+        changes[name] = {name, value, ""};
+    }
+    for (auto const& [name, value] : variablesOf(backup.at(environmentMember))) {
+        changes[name].name = name;
+        changes[name].restored = value;
+    }
+    for (auto const& [name, change] : changes) {
+        if (change.live != change.restored) {
+            report.variables.push_back(change);
+        }
+    }
+}
+
 [[noreturn]] void failOn(const fs::path& path) {
     throw std::system_error(errno, std::generic_category(), "cannot write " + path.string());
 }
@@ -159,11 +202,13 @@ void requireWhole(const Place& backup) {
     for (const std::string& path : backup.files()) {
         (void)backup.read(path);
     }
+    (void)membersOf(backup);
 }
 
-RestoreReport compare(const Place& backup, const Place& now) {
+RestoreReport compare(const Place& backup, const Place& now, const Members& ofBlade) {
     RestoreReport report;
     compareSettings(backup, now, report);
+    compareVariables(membersOf(backup), ofBlade, report);
     for (const std::string& path : inOrder()) {
         if (const char* const action = actionOn(path, backup, now)) {
             report.files.push_back({action, path});
@@ -172,29 +217,50 @@ RestoreReport compare(const Place& backup, const Place& now) {
     return report;
 }
 
-void putAll(const Place& backup, const Place& now, const fs::path& folder) {
+void putFiles(const Place& backup, const Place& now, const fs::path& folder) {
     leadMirrors(backup, now, folder);
     for (const std::string& path : inOrder()) {
         put(path, backup, now, folder);
     }
 }
 
+void putVariables(const RestoreReport& report) {
+    VariableValues changes;
+    for (auto const& [name, live, restored] : report.variables) {
+        changes.emplace_back(name, restored);
+    }
+    if (!changes.empty()) {
+        setVariables(changes, false);
+    }
+}
+
+bool isNothing(const RestoreReport& report) {
+    return report.files.empty() && report.variables.empty();
+}
+
 } // namespace
 
-RestoreReport restoreBackup(const fs::path& backup, const fs::path& folder, bool isDry) {
-    vx::Descriptor const turn = folder == "/mnt" && !isDry ? vx::waitForTurn() : vx::Descriptor();
+RestoreReport restoreBackup(const fs::path& backup, const fs::path& folder,
+                            const RestoreOptions& options) {
+    bool const isBlade = folder == "/mnt";
+    vx::Descriptor const turn = isBlade && !options.isDry ? vx::waitForTurn() : vx::Descriptor();
     auto const from = openBackup(backup);
     auto const now = openPlace(folder);
     requireWhole(*from);
     requireVolumes(folder, *now);
-    RestoreReport report = compare(*from, *now);
-    if (isDry || (report.files.empty() && !isThere(*now, restoreNote))) {
+    Members const ofBlade = isBlade ? bladeMembers(*now, true) : Members();
+    if (!options.isForced) {
+        requireSameBlade(membersOf(*from), ofBlade);
+    }
+    RestoreReport report = compare(*from, *now, ofBlade);
+    if (options.isDry || (isNothing(report) && !isThere(*now, restoreNote))) {
         return report;
     }
     fs::path const note = onVolumes(folder, restoreNote);
     vx::removeTemporary(note.c_str());
     replace(note, backup.filename().string() + "\n", vx::plainFileMode);
-    putAll(*from, *now, folder);
+    putFiles(*from, *now, folder);
+    putVariables(report);
     removeDurably(note);
     return report;
 }
@@ -203,6 +269,10 @@ void printText(const RestoreReport& report) {
     for (auto const& [key, live, restored] : report.settings) {
         std::printf("%s: \"%s\" -> \"%s\"\n", key.c_str(), printable(live).c_str(),
                     printable(restored).c_str());
+    }
+    for (auto const& [name, live, restored] : report.variables) {
+        std::printf("boot environment: %s: \"%s\" -> \"%s\"\n", printable(name).c_str(),
+                    printable(live).c_str(), printable(restored).c_str());
     }
     for (auto const& [action, path] : report.files) {
         std::printf("%-7s %s\n", action, path.c_str());
@@ -214,9 +284,13 @@ void printText(const RestoreReport& report) {
 }
 
 Json toJson(const RestoreReport& report) {
-    Json document = {{"settings", Json::array()}, {"files", Json::array()}};
+    Json document = {
+        {"settings", Json::array()}, {"variables", Json::array()}, {"files", Json::array()}};
     for (auto const& [key, live, restored] : report.settings) {
         document["settings"].push_back({{"key", key}, {"live", live}, {"restored", restored}});
+    }
+    for (auto const& [name, live, restored] : report.variables) {
+        document["variables"].push_back({{"name", name}, {"live", live}, {"restored", restored}});
     }
     for (auto const& [action, path] : report.files) {
         document["files"].push_back({{"file", path}, {"action", action}});

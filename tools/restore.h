@@ -22,22 +22,35 @@ struct RestoredSetting {
     std::string restored;
 };
 
+struct RestoredVariable {
+    std::string name;
+    std::string live;
+    std::string restored; // empty: removed
+};
+
 struct RestoredFile {
     const char* action; // "replace", "make" or "remove"
     std::string path;   // on a blade
 };
 
 struct RestoreReport {
-    std::vector<RestoredSetting> settings; // that differ
-    std::string remark;                    // why they could not be compared; mostly empty
-    std::vector<RestoredFile> files;       // that differ
+    std::vector<RestoredSetting> settings;   // that differ
+    std::vector<RestoredVariable> variables; // of the boot environment, of this blade only
+    std::vector<RestoredFile> files;         // that differ
+    std::string remark;                      // what could not be compared or restored; mostly empty
 };
 
-// Puts `backup` into the volumes of a folder, or with `isDry` only says what that would change.
+struct RestoreOptions {
+    bool isDry = false;
+    bool isForced = false; // also of another blade
+};
+
+// Puts `backup` into the volumes of a folder, or when dry only says what that would change.
 // "/mnt" are the volumes of this blade, whose upgrades wait meanwhile. Throws std::runtime_error
-// where the backup is not whole, where either cannot be read, and where a file cannot be written.
+// where the backup is not whole or of another blade, where either cannot be read, and where a file
+// cannot be written.
 RestoreReport restoreBackup(const std::filesystem::path& backup,
-                            const std::filesystem::path& folder, bool isDry);
+                            const std::filesystem::path& folder, const RestoreOptions& options);
 
 void printText(const RestoreReport& report);
 [[nodiscard]] Json toJson(const RestoreReport& report);

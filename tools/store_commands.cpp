@@ -131,9 +131,10 @@ int backup(const Arguments& arguments) {
 }
 
 int restore(const Arguments& arguments) {
-    auto const report = restoreBackup(arguments.file, arguments.place, arguments.isDry);
+    auto const report =
+        restoreBackup(arguments.file, arguments.place, {arguments.isDry, arguments.isForced});
     arguments.wantsJson() ? print(toJson(report)) : printText(report);
-    return good;
+    return report.remark.empty() ? good : found;
 }
 
 int verify(const Arguments& arguments) {
@@ -188,6 +189,7 @@ void addStoreCommands(CLI::App& app, Arguments& arguments) {
     CLI::App& restored = addCommand(*store, arguments, "restore", "Put a backup back", restore);
     restored.add_option("FILE", arguments.file, "The archive")->required();
     restored.add_flag("--dry-run", arguments.isDry, "Only say what it would change");
+    restored.add_flag("--force", arguments.isForced, "Also a backup of another blade");
     addPlace(restored, arguments);
     addFormat(restored, arguments);
     made.add_flag("--verbose", arguments.create.isVerbose, "Print what the layer below says too");

@@ -27,9 +27,8 @@ const char* const readByPlans[] = {
 
 // Without a header, an index and a mirror.
 const char* const others[] = {
-    VX_TELNET_CONFIG_PATH,          VX_SSH_CONFIG_PATH,
-    vx::savedPersonalityFiles[1],   vx::unmergedPersonalityFile,
-    vx::backupMarks,
+    VX_TELNET_CONFIG_PATH,       VX_SSH_CONFIG_PATH, vx::savedPersonalityFiles[1],
+    vx::unmergedPersonalityFile, vx::backupMarks,
 };
 
 std::vector<std::string> listed() {

@@ -66,7 +66,7 @@ TEST_F(Backup, Damaged) {
         }
         writeBytes(file, damaged);
         try {
-            tools::restoreBackup(file, "/mnt", true); // all of it but the writes
+            tools::restoreBackup(file, "/mnt", {.isDry = true}); // all of it but the writes
             EXPECT_EQ(contentOf(file), storeOf(end)) << round;
         } catch (const std::runtime_error&) {
             ++refused;
@@ -104,7 +104,7 @@ TEST_F(Backup, Foreign) {
             archive.add({name, content.size(), 0644}, content);
         }
         archive.finish();
-        EXPECT_THROW(tools::restoreBackup(file, "/mnt", false), std::runtime_error) << what;
+        EXPECT_THROW(tools::restoreBackup(file, "/mnt", {}), std::runtime_error) << what;
         EXPECT_EQ(volumesNow(), end) << what;
     }
 }

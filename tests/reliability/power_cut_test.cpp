@@ -106,7 +106,7 @@ const Arrangement arrangements[] = {
          fs::remove(mirror(7));
          writeText(UpgradeTest::unmerged, "no part of the backup");
          UpgradeTest::work = [] {
-             tools::restoreBackup(backup, "/mnt", false);
+             tools::restoreBackup(backup, "/mnt", {});
              return 0;
          };
      },
