@@ -308,7 +308,8 @@ void expectAsPlanned(const tools::Account& plan, const std::string& output) {
         printed += line.starts_with("Compare Diff") ? line + "\n" : "";
     }
     EXPECT_EQ(printed, lines);
-    for (auto const& [key, value] : tools::liveSettings(*tools::openPlace("/mnt"), "config.").settings) {
+    for (auto const& [key, value] :
+         tools::liveSettings(*tools::openPlace("/mnt"), "config.").settings) {
         EXPECT_TRUE(!stored.contains(key) || stored[key] == value) << key;
     }
 }
