@@ -10,8 +10,8 @@ namespace {
 
 // FNV-1a, over a key in two pieces.
 uint32_t hash(std::string_view piece, uint32_t start = 2166136261U) {
-    for (unsigned char const c : piece) {
-        start = (start ^ c) * 16777619U;
+    for (char const c : piece) {
+        start = (start ^ static_cast<unsigned char>(c)) * 16777619U;
     }
     return start;
 }

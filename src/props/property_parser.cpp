@@ -20,12 +20,12 @@ enum CharacterClass : uint8_t { blank = 1, ofKey = 2 };
 
 constexpr std::array<uint8_t, 256> classes = [] {
     std::array<uint8_t, 256> table{};
-    for (unsigned char const c : std::string_view(" \t\r")) {
-        table[c] = blank;
+    for (char const c : std::string_view(" \t\r")) {
+        table[static_cast<unsigned char>(c)] = blank;
     }
-    for (unsigned char const c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"
-                                                  "abcdefghijklmnopqrstuvwxyz0123456789._-")) {
-        table[c] = ofKey;
+    for (char const c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                         "abcdefghijklmnopqrstuvwxyz0123456789._-")) {
+        table[static_cast<unsigned char>(c)] = ofKey;
     }
     return table;
 }();
