@@ -11,6 +11,7 @@
 #include "tools/values.h"
 
 #include <CLI/CLI.hpp>
+#include <vxblade/version.h>
 
 #include <cstdio>
 #include <exception>

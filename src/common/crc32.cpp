@@ -1,4 +1,4 @@
-#include <vxblade/common.h>
+#include "common/crc32.h"
 
 #include <array>
 #include <bit>
@@ -61,7 +61,7 @@ uint32_t word(const unsigned char* bytes) {
 
 } // namespace
 
-uint32_t crc32(uint32_t crc, const void* data, int length) {
+uint32_t vx::crc32Of(uint32_t crc, const void* data, int length) {
     auto const* bytes = static_cast<const unsigned char*>(data);
     uint32_t c = ~crc;
     constexpr int round = 2 * step;

@@ -1,8 +1,7 @@
 #include "props/property_parser.h"
 
+#include "common/crc32.h"
 #include "common/files.h"
-
-#include <vxblade/common.h>
 
 #include <array>
 #include <climits>
@@ -206,8 +205,8 @@ int PropertyParser::getCrc(unsigned long* storedCrc, unsigned long* computedCrc)
                 *storedCrc = static_cast<uint32_t>(stored);
             }
         } else {
-            crc = crc32(crc, key.data(), static_cast<int>(std::strlen(key.data())));
-            crc = crc32(crc, value.data(), static_cast<int>(std::strlen(value.data())));
+            crc = crc32Of(crc, key.data(), static_cast<int>(std::strlen(key.data())));
+            crc = crc32Of(crc, value.data(), static_cast<int>(std::strlen(value.data())));
         }
     }
     if (computedCrc != nullptr) {

@@ -2,6 +2,7 @@
 #include <vxblade/mirror_sync.h>
 #include <vxblade/platform.h>
 
+#include "common/crc32.h"
 #include "common/files.h"
 #include "common/shell.h"
 #include "common/streams.h"
@@ -133,7 +134,7 @@ uint32_t ComputeFileCrc(const char* path, int64_t start, int64_t end) {
         if (got == 0) {
             break;
         }
-        crc = crc32(crc, buffer.data(), static_cast<int>(got));
+        crc = crc32Of(crc, buffer.data(), static_cast<int>(got));
         position += static_cast<int64_t>(got);
     }
     return crc;

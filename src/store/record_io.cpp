@@ -1,5 +1,6 @@
 #include "store/record_io.h"
 
+#include "common/crc32.h"
 #include "common/files.h"
 #include "store/psst_table.h"
 
@@ -246,7 +247,7 @@ void CreateHeader(PsstHeader* header, uint32_t type) {
     header->type = type;
     header->headerLength = PSST_HEADER_LENGTH;
     if (type == PSST_VPD || type == PSST_VPD_BACKUP) {
-        header->crc = crc32(0, &vpd_info.record, sizeof vpd_info.record);
+        header->crc = crc32Of(0, &vpd_info.record, sizeof vpd_info.record);
     }
 }
 

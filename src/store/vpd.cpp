@@ -2,6 +2,7 @@
 // whole at any instant.
 #include <vxblade/vpd.h>
 
+#include "common/crc32.h"
 #include "common/files.h"
 #include "store/creators.h"
 #include "store/psst_table.h"
@@ -41,7 +42,7 @@ int readChecked(uint32_t type, VpdRecord& record) {
         ReadPsstFile(&record, sizeof record, type, 0, PSST_MODE_RECORD) != 0) {
         return -1;
     }
-    return header.crc == crc32(0, &record, sizeof record) ? 0 : -1;
+    return header.crc == crc32Of(0, &record, sizeof record) ? 0 : -1;
 }
 
 // Data before header: a cut between them leaves a CRC that does not match, and the twin serves.
