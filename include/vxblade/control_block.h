@@ -129,6 +129,7 @@ VXBLADE_STATIC_ASSERT(offsetof(PmgrControlBlock, descriptors) == 400, "control b
 VXBLADE_STATIC_ASSERT(offsetof(PmgrControlBlock, sequenceNumber) == 664,
                       "control block sequence number");
 #define PMGR_FLAG_SEQUENCE_STOPPED 0x01U /* writes leave the sequence number alone */
+#define PMGR_FLAG_READ_ONLY 0x80000000U  /* vxpmgr_open_readonly: writes are refused */
 
 VXBLADE_API extern PmgrControlBlock pmgr_control_block;
 /* Points to pmgr_control_block from load on. */

@@ -59,6 +59,9 @@ int makeVpd(uint32_t type) {
 
 // Writes the loaded record to the file of a type; a missing one is made where `create` says.
 int rewriteVpd(uint32_t type, int create) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (isMissing(type)) {
         return create != 0 ? makeVpd(type) : -1;
     }
@@ -66,6 +69,9 @@ int rewriteVpd(uint32_t type, int create) {
 }
 
 int copyVpd(uint32_t from, uint32_t to, int create) {
+    if (refusesWrites()) {
+        return -1;
+    }
     VpdRecord record;
     if (readChecked(from, record) != 0) {
         return -1;
@@ -126,6 +132,9 @@ int vxpmgr_GetVpdInfo(VpdRecord* record) {
 }
 
 int vxpmgr_UpdateVpdInfo(const VpdRecord* record) {
+    if (refusesWrites()) {
+        return -1;
+    }
     vpd_info.record = *record;
     int const result = writeVpd(PSST_VPD);
     return result == 0 ? writeVpd(PSST_VPD_BACKUP) : result;
