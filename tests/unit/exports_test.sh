@@ -15,7 +15,8 @@ rows=$(sed -nE 's/^ *(PASS|PUT|REQUIRE|OWN)\( *(\w+),.*/XBMGT_\2/p' "$source"/sr
 # The class stands for the mangled names of its members and tables.
 exported=$(nm -D --defined-only "$@" | sed -nE 's/^\w+ [^A] (.*)@@VXBLADE_[0-9]+$/\1/p' |
   sed -E 's/^_Z(T[VIS]|NK?)10VXNetIoctl.*/VXNetIoctl/' | sort -u)
-stray=$(nm -D --defined-only "$@" | grep -vE ' A |@@VXBLADE_[0-9]+$|^$|:$')
+# Another library's crc32 must never be taken for ours.
+stray=$(nm -D --defined-only "$@" | grep -vE ' A |@@VXBLADE_[0-9]+$|^$|:$'; nm -D --undefined-only "$@" | grep -w crc32)
 
 records=$(sed -nE 's/^} (\w+);$/\1/p; s/^PSST_(OPAQUE_)?ENTRY\((\w+),.*/\2/p' "$source"/include/vxblade/*.h | grep -v '^VXLIST$')
 abi() {
