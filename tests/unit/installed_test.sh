@@ -74,6 +74,12 @@ check "what it prints" "bridge 0, gateway c0a80101" \
 check "what the driver saw" "vxbrapp open = 0
 vxbrapp b1 844 = 0" "$(cat "$state/trace")"
 
+# A chroot to a plain folder has no mount at "/".
+mkdir -p "$work/root/blade" "$work/root/mnt" "$work/root/tmp"
+check "the simulated blade in a chroot" "nand0 nand1 nand2" "$(unshare -m sh -c 'cd "$1" && for folder in /usr /bin /lib* /etc /proc /dev /sys /var /run; do
+    if [ -h $folder ]; then cp -d $folder .; else mkdir .$folder && mount --rbind $folder .$folder; fi; done
+  mount --bind "$2" blade && chroot . /blade/bladesim --state /tmp/state ls /mnt' sh "$work/root" "$bin" 2>&1 | xargs)"
+
 new_store
 show='cd "$1" && ./change_setting 4711 && ./read_setting$2 && ./eeprom_identity && ./interfaces | grep eth0'
 for examples in "$work " "$work/examples _static"; do
