@@ -11,7 +11,10 @@ install(FILES ${PROJECT_BINARY_DIR}/vxbladeConfigVersion.cmake DESTINATION ${pac
 set(libraries -lvxblade)
 foreach(library IN LISTS VXBLADE_PLATFORM_SHARED)
     string(REGEX REPLACE "_shared$" "" library ${library})
-    string(APPEND libraries " -l${library}")
+    if(NOT library MATCHES "^[/-]") # neither a path nor a flag
+        string(PREPEND library -l)
+    endif()
+    string(APPEND libraries " ${library}")
 endforeach()
 file(RELATIVE_PATH prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" prefix ${prefix})

@@ -13,6 +13,10 @@
  * 6. Descriptors are close-on-exec and above 2, so that a closed standard stream is never a device.
  * 7. One thread at a time: the layer's tables and descriptors are process-wide and unlocked. A
  *    header or comment that allows more says so.
+ *
+ * Programs find headers and libraries by pkg-config (vxblade) or by CMake's find_package(vxblade),
+ * whose targets are vxblade::vxblade, the shared library, and vxblade::vxblade_static; each brings
+ * what it imports along.
  */
 #ifndef VXBLADE_EXPORT_H
 #define VXBLADE_EXPORT_H
