@@ -64,24 +64,24 @@ Volumes volumes() {
     return found;
 }
 
-template <auto get, class Record, class... Arguments>
-int firstByte(Arguments... arguments) {
+template <auto get, class Record>
+int firstByte(auto... arguments) {
     Record record = filled<Record>(0);
-    return get(&record, arguments...) == 0 ? bytesOf(&record, 1)[0] : -1;
+    return get(&record, static_cast<uint32_t>(arguments)...) == 0 ? bytesOf(&record, 1)[0] : -1;
 }
 
 int mirroredNumber(uint64_t* number) {
     return vxpmgr_GetSequenceNumber(1, number);
 }
 
-template <auto update, class Record, class... Arguments>
-int updated(Arguments... arguments) {
+template <auto update, class Record>
+int updated(auto... arguments) {
     Record record = filled<Record>(0x77);
     if constexpr (std::is_same_v<Record, PortParams>) {
         record.type = PORT_TYPE_ISCSI;
         record.number = 0;
     }
-    return update(&record, arguments...);
+    return update(&record, static_cast<uint32_t>(arguments)...);
 }
 
 void readAsAnybody() {
