@@ -18,8 +18,17 @@ namespace {
 
 constexpr uint64_t everyFile = (uint64_t{2} << PSST_LAST_INDEX) - (uint64_t{1} << PSST_FIRST_INDEX);
 
+// As the store's own writers do where it is open for reading alone.
+bool refusesWrites() {
+    if ((pmgr_cb->flags & PMGR_FLAG_READ_ONLY) == 0) {
+        return false;
+    }
+    errno = EROFS;
+    return true;
+}
+
 int initialize(const char* path, std::string_view content) {
-    return vx::replaceFile(path, content.data(), content.size());
+    return refusesWrites() ? -1 : vx::replaceFile(path, content.data(), content.size());
 }
 
 int createFile(uint32_t type) {
@@ -52,7 +61,7 @@ int vxpmgr_create_mirror_paths(uint32_t /*a*/, uint32_t /*b*/, uint32_t /*c*/, u
 }
 
 int vxbackup_SetBackupBitmap(uint32_t fileIndex) {
-    if (fileIndex < PSST_FIRST_INDEX || fileIndex > PSST_LAST_INDEX) {
+    if (fileIndex < PSST_FIRST_INDEX || fileIndex > PSST_LAST_INDEX || refusesWrites()) {
         return -1;
     }
     uint64_t marked = 0;
@@ -121,7 +130,7 @@ int vxpmgr_GetDMGlobals(DmGlobals* record) {
 }
 
 int vxpmgr_SetDMGlobals(const DmGlobals* record) {
-    if (createFile(PSST_DM_GLOBALS) != 0) {
+    if (refusesWrites() || createFile(PSST_DM_GLOBALS) != 0) {
         return -1;
     }
     dm_globals.record = *record;
@@ -130,13 +139,16 @@ int vxpmgr_SetDMGlobals(const DmGlobals* record) {
 
 // Cache parameters have no file of their own among the record files.
 int vxpmgr_setCacheParams(const CacheParams* record) {
-    return vx::overwriteStart(psstAdditionalFilePrimaryPaths[PSST_ADDITIONAL_DATA], record,
-                              sizeof *record);
+    return refusesWrites()
+               ? -1
+               : vx::overwriteStart(psstAdditionalFilePrimaryPaths[PSST_ADDITIONAL_DATA], record,
+                                    sizeof *record);
 }
 
 int vxpmgr_updateDefaultStoragePoolConfig(const StoragePoolConfig* record) {
     StoragePoolRecord& slot = StoragePoolInfo[0].record;
-    if (CreateStoragePoolInfoPsstFile() != 0 || readFirst(PSST_STORAGE_POOL, slot) != 0) {
+    if (refusesWrites() || CreateStoragePoolInfoPsstFile() != 0 ||
+        readFirst(PSST_STORAGE_POOL, slot) != 0) {
         return -1;
     }
     std::memcpy(slot.bytes, record, sizeof *record);

@@ -2,6 +2,8 @@
 #include "common/streams.h"
 #include "tools/commands.h"
 
+#include <vxblade/version.h>
+
 #include <cstdio>
 #include <exception>
 

@@ -19,8 +19,14 @@ VXBLADE_BEGIN
  *   length  in bytes; for 0 or less `data` is not looked at and `crc` returned
  *
  * Returns the CRC of all data so far: of the digits "123456789" it is 0xCBF43926.
+ *
+ * Other libraries have a function of this name with other parameters, and a program may have its
+ * own. Such a program defines VXBLADE_NO_CRC32 before it includes a header; the layer never calls
+ * its function.
  */
+#ifndef VXBLADE_NO_CRC32
 VXBLADE_API uint32_t crc32(uint32_t crc, const void* data, int length);
+#endif
 
 /*
  * Link and head of an intrusive circular doubly linked list. An empty head, and a link on no

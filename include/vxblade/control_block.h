@@ -24,7 +24,7 @@ typedef struct PsstEntryPrefix {
     uint32_t kind;    /* file-type code, where the table sets it */
     uint32_t index;   /* of the entry in its table and its file */
 } PsstEntryPrefix;
-static_assert(sizeof(PsstEntryPrefix) == 16, "entry prefix");
+VXBLADE_STATIC_ASSERT(sizeof(PsstEntryPrefix) == 16, "entry prefix");
 
 /* NOLINTBEGIN(bugprone-macro-parentheses): the arguments name types */
 #define PSST_ENTRY(Name, Record)                                                                   \
@@ -32,7 +32,7 @@ static_assert(sizeof(PsstEntryPrefix) == 16, "entry prefix");
         PsstEntryPrefix prefix;                                                                    \
         Record record;                                                                             \
     } Name;                                                                                        \
-    static_assert(sizeof(Name) == sizeof(PsstEntryPrefix) + sizeof(Record), #Name)
+    VXBLADE_STATIC_ASSERT(sizeof(Name) == sizeof(PsstEntryPrefix) + sizeof(Record), #Name)
 #define PSST_OPAQUE_ENTRY(Name, Record, size)                                                      \
     typedef struct Record {                                                                        \
         uint8_t bytes[size];                                                                       \
@@ -124,10 +124,12 @@ typedef struct PmgrControlBlock {
     uint8_t reserved592[72];
     uint64_t sequenceNumber;
 } PmgrControlBlock;
-static_assert(sizeof(PmgrControlBlock) == 672, "control block");
-static_assert(offsetof(PmgrControlBlock, descriptors) == 400, "control block descriptors");
-static_assert(offsetof(PmgrControlBlock, sequenceNumber) == 664, "control block sequence number");
+VXBLADE_STATIC_ASSERT(sizeof(PmgrControlBlock) == 672, "control block");
+VXBLADE_STATIC_ASSERT(offsetof(PmgrControlBlock, descriptors) == 400, "control block descriptors");
+VXBLADE_STATIC_ASSERT(offsetof(PmgrControlBlock, sequenceNumber) == 664,
+                      "control block sequence number");
 #define PMGR_FLAG_SEQUENCE_STOPPED 0x01U /* writes leave the sequence number alone */
+#define PMGR_FLAG_READ_ONLY 0x80000000U  /* vxpmgr_open_readonly: writes are refused */
 
 VXBLADE_API extern PmgrControlBlock pmgr_control_block;
 /* Points to pmgr_control_block from load on. */

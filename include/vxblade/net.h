@@ -90,13 +90,14 @@ typedef struct VXNetInterfaceParams {
     uint32_t flags;
     char name[12]; /* at most 8 characters, NUL-padded */
 } VXNetInterfaceParams;
-static_assert(sizeof(VXNetInterfaceParams) == 44, "interface address record");
-static_assert(offsetof(VXNetInterfaceParams, address) == 0, "interface address");
-static_assert(offsetof(VXNetInterfaceParams, index) == 16, "interface index");
-static_assert(offsetof(VXNetInterfaceParams, prefixLength) == 20, "interface prefix length");
-static_assert(offsetof(VXNetInterfaceParams, scope) == 24, "interface scope");
-static_assert(offsetof(VXNetInterfaceParams, flags) == 28, "interface flags");
-static_assert(offsetof(VXNetInterfaceParams, name) == 32, "interface name");
+VXBLADE_STATIC_ASSERT(sizeof(VXNetInterfaceParams) == 44, "interface address record");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetInterfaceParams, address) == 0, "interface address");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetInterfaceParams, index) == 16, "interface index");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetInterfaceParams, prefixLength) == 20,
+                      "interface prefix length");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetInterfaceParams, scope) == 24, "interface scope");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetInterfaceParams, flags) == 28, "interface flags");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetInterfaceParams, name) == 32, "interface name");
 
 /* A line of /proc/net/ipv6_route. */
 typedef struct VXNetRouteEntry6 {
@@ -106,12 +107,12 @@ typedef struct VXNetRouteEntry6 {
     uint32_t flags; /* RTF_ bits of <net/route.h> */
     char name[12];  /* NUL-padded */
 } VXNetRouteEntry6;
-static_assert(sizeof(VXNetRouteEntry6) == 52, "IPv6 route record");
-static_assert(offsetof(VXNetRouteEntry6, destination) == 0, "route destination");
-static_assert(offsetof(VXNetRouteEntry6, prefixLength) == 16, "route prefix length");
-static_assert(offsetof(VXNetRouteEntry6, nextHop) == 20, "route next hop");
-static_assert(offsetof(VXNetRouteEntry6, flags) == 36, "route flags");
-static_assert(offsetof(VXNetRouteEntry6, name) == 40, "route device name");
+VXBLADE_STATIC_ASSERT(sizeof(VXNetRouteEntry6) == 52, "IPv6 route record");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetRouteEntry6, destination) == 0, "route destination");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetRouteEntry6, prefixLength) == 16, "route prefix length");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetRouteEntry6, nextHop) == 20, "route next hop");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetRouteEntry6, flags) == 36, "route flags");
+VXBLADE_STATIC_ASSERT(offsetof(VXNetRouteEntry6, name) == 40, "route device name");
 
 /*
  * Both IPv6 tables are read by fixed widths, 54 and 150 bytes a line. An interface whose name is

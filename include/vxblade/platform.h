@@ -3,6 +3,10 @@
  * (bootenv.h) among them. The build carries working stand-ins (platform/), which the blade's own
  * libraries replace. Buffers are the caller's and not kept.
  *
+ * They replace them when the layer is built (VXBLADE_PLATFORM_LIBRARIES), or when a program starts,
+ * by their soname (libvxplatform.so.0): such a library has all of these functions, and where their
+ * names do not have the version VXBLADE_0 the loader says so on standard error and goes on.
+ *
  * Threads: one at a time uses the store. Locks may be taken and given back on any.
  */
 #ifndef VXBLADE_PLATFORM_H

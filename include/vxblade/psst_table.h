@@ -88,9 +88,9 @@ typedef struct PsstHeader {
     uint8_t headerLength;
     uint8_t reserved[35];
 } PsstHeader;
-static_assert(sizeof(PsstHeader) == PSST_HEADER_LENGTH, "header");
-static_assert(offsetof(PsstHeader, sequenceLow) == 20, "header sequence number");
-static_assert(offsetof(PsstHeader, headerLength) == 28, "header length byte");
+VXBLADE_STATIC_ASSERT(sizeof(PsstHeader) == PSST_HEADER_LENGTH, "header");
+VXBLADE_STATIC_ASSERT(offsetof(PsstHeader, sequenceLow) == 20, "header sequence number");
+VXBLADE_STATIC_ASSERT(offsetof(PsstHeader, headerLength) == 28, "header length byte");
 
 /* ---- Tables by file index ---------------------------------------------------------------- */
 

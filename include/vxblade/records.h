@@ -22,7 +22,7 @@ typedef struct CliConfig {
     uint32_t BridgeCliTimeout;
     char BridgeCliPrompt[64];
 } CliConfig;
-static_assert(sizeof(CliConfig) == 68, "CLI settings");
+VXBLADE_STATIC_ASSERT(sizeof(CliConfig) == 68, "CLI settings");
 
 typedef struct BridgeConfig {
     char BridgeProductName[256];
@@ -48,11 +48,11 @@ typedef struct BridgeConfig {
     CliConfig cli;
     uint8_t opaque1100[1604];
 } BridgeConfig;
-static_assert(sizeof(BridgeConfig) == 2704, "bridge record");
-static_assert(offsetof(BridgeConfig, BridgeLogSize) == 640, "bridge numbers");
-static_assert(offsetof(BridgeConfig, volatile744) == 744, "bridge volatile block");
-static_assert(offsetof(BridgeConfig, BridgeMode) == 776, "bridge modes");
-static_assert(offsetof(BridgeConfig, cli) == 1032, "bridge CLI settings");
+VXBLADE_STATIC_ASSERT(sizeof(BridgeConfig) == 2704, "bridge record");
+VXBLADE_STATIC_ASSERT(offsetof(BridgeConfig, BridgeLogSize) == 640, "bridge numbers");
+VXBLADE_STATIC_ASSERT(offsetof(BridgeConfig, volatile744) == 744, "bridge volatile block");
+VXBLADE_STATIC_ASSERT(offsetof(BridgeConfig, BridgeMode) == 776, "bridge modes");
+VXBLADE_STATIC_ASSERT(offsetof(BridgeConfig, cli) == 1032, "bridge CLI settings");
 
 /* The management port as callers see it. */
 typedef struct MgmtPortConfig {
@@ -69,16 +69,16 @@ typedef struct MgmtPortConfig {
     uint32_t words76[2];
     uint8_t reserved84[20];
 } MgmtPortConfig;
-static_assert(sizeof(MgmtPortConfig) == 104, "management record");
-static_assert(offsetof(MgmtPortConfig, IpAddr_ipv60) == 26, "management addresses");
-static_assert(offsetof(MgmtPortConfig, words76) == 76, "management words");
+VXBLADE_STATIC_ASSERT(sizeof(MgmtPortConfig) == 104, "management record");
+VXBLADE_STATIC_ASSERT(offsetof(MgmtPortConfig, IpAddr_ipv60) == 26, "management addresses");
+VXBLADE_STATIC_ASSERT(offsetof(MgmtPortConfig, words76) == 76, "management words");
 
 /* The management port's slot: the first 84 bytes of MgmtPortConfig, the rest opaque. */
 typedef struct MgmtPortSlot {
     uint8_t config[84];
     uint8_t opaque84[248];
 } MgmtPortSlot;
-static_assert(sizeof(MgmtPortSlot) == 332, "management slot");
+VXBLADE_STATIC_ASSERT(sizeof(MgmtPortSlot) == 332, "management slot");
 
 /* A port's type: the block of eight slots that holds it. */
 enum PortType {
@@ -189,15 +189,15 @@ typedef struct PortParams {
     uint32_t RxParam8G;
     uint8_t reserved620[92];
 } PortParams;
-static_assert(sizeof(PortParams) == 712, "port record");
-static_assert(offsetof(PortParams, IpAddr_ipv60) == 26, "port IPv6 address 0");
-static_assert(offsetof(PortParams, IpAddr_ipv61) == 42, "port IPv6 address 1");
-static_assert(offsetof(PortParams, Ipv6LinkLocalAddr) == 58, "port link-local address");
-static_assert(offsetof(PortParams, FwOptions) == 446, "port 16-bit numbers");
-static_assert(offsetof(PortParams, LinkCfg) == 500, "port 32-bit numbers");
-static_assert(offsetof(PortParams, PortName) == 532, "port FC block");
-static_assert(offsetof(PortParams, boardWords) == 592, "port board words");
-static_assert(offsetof(PortParams, TxParam4G) == 604, "port FC parameters");
+VXBLADE_STATIC_ASSERT(sizeof(PortParams) == 712, "port record");
+VXBLADE_STATIC_ASSERT(offsetof(PortParams, IpAddr_ipv60) == 26, "port IPv6 address 0");
+VXBLADE_STATIC_ASSERT(offsetof(PortParams, IpAddr_ipv61) == 42, "port IPv6 address 1");
+VXBLADE_STATIC_ASSERT(offsetof(PortParams, Ipv6LinkLocalAddr) == 58, "port link-local address");
+VXBLADE_STATIC_ASSERT(offsetof(PortParams, FwOptions) == 446, "port 16-bit numbers");
+VXBLADE_STATIC_ASSERT(offsetof(PortParams, LinkCfg) == 500, "port 32-bit numbers");
+VXBLADE_STATIC_ASSERT(offsetof(PortParams, PortName) == 532, "port FC block");
+VXBLADE_STATIC_ASSERT(offsetof(PortParams, boardWords) == 592, "port board words");
+VXBLADE_STATIC_ASSERT(offsetof(PortParams, TxParam4G) == 604, "port FC parameters");
 
 /* A port's slot in the configuration file. */
 typedef struct PortSlot {
@@ -211,9 +211,10 @@ typedef struct PortSlot {
 /* A block of slots for each of the types 0, 1, 2 and 4. */
 #define PORT_SLOTS_PER_TYPE 8
 #define PORT_SLOTS 32
-static_assert(sizeof(PortSlot) == 1296, "port slot");
-static_assert(offsetof(PortSlot, params) == 8, "port slot parameters");
-static_assert(offsetof(PortSlot, params) + offsetof(PortParams, boardWords) == 600, "board words");
+VXBLADE_STATIC_ASSERT(sizeof(PortSlot) == 1296, "port slot");
+VXBLADE_STATIC_ASSERT(offsetof(PortSlot, params) == 8, "port slot parameters");
+VXBLADE_STATIC_ASSERT(offsetof(PortSlot, params) + offsetof(PortParams, boardWords) == 600,
+                      "board words");
 
 typedef struct HostGroupConfig {
     uint32_t slot; /* set by the store to the slot's number */
@@ -222,20 +223,20 @@ typedef struct HostGroupConfig {
     char HostGroupName[64];
     uint8_t opaque70[870];
 } HostGroupConfig;
-static_assert(sizeof(HostGroupConfig) == 940, "host-group record");
-static_assert(offsetof(HostGroupConfig, HostGroupName) == 6, "host-group name");
+VXBLADE_STATIC_ASSERT(sizeof(HostGroupConfig) == 940, "host-group record");
+VXBLADE_STATIC_ASSERT(offsetof(HostGroupConfig, HostGroupName) == 6, "host-group name");
 
 /* Two halves of eight passwords. */
 typedef struct PasswordConfig {
     char Passwd[2][8][128];
 } PasswordConfig;
-static_assert(sizeof(PasswordConfig) == 2048, "password record");
+VXBLADE_STATIC_ASSERT(sizeof(PasswordConfig) == 2048, "password record");
 
 typedef struct PasswordSlot {
     PasswordConfig passwords;
     uint8_t opaque2048[64];
 } PasswordSlot;
-static_assert(sizeof(PasswordSlot) == 2112, "password slot");
+VXBLADE_STATIC_ASSERT(sizeof(PasswordSlot) == 2112, "password slot");
 
 /* One destination of SNMP traps. */
 typedef struct SnmpTrap {
@@ -244,7 +245,7 @@ typedef struct SnmpTrap {
     uint32_t TrapVersion;
     uint32_t enabled; /* non-zero: configured by a user */
 } SnmpTrap;
-static_assert(sizeof(SnmpTrap) == 36, "SNMP trap entry");
+VXBLADE_STATIC_ASSERT(sizeof(SnmpTrap) == 36, "SNMP trap entry");
 
 typedef struct SnmpConfig {
     char ReadCommunity[64];
@@ -252,7 +253,7 @@ typedef struct SnmpConfig {
     SnmpTrap traps[8];
     uint8_t opaque416[6660];
 } SnmpConfig;
-static_assert(sizeof(SnmpConfig) == 7076, "SNMP record");
+VXBLADE_STATIC_ASSERT(sizeof(SnmpConfig) == 7076, "SNMP record");
 
 /* Vital product data: opaque here, guarded by a CRC-32 in its file's header. */
 typedef struct VpdRecord {
@@ -265,14 +266,14 @@ typedef struct ClusterMetaData {
     uint32_t flags; /* bits 0 to 2 are kept, the others stored as 0 */
     uint32_t words2[14];
 } ClusterMetaData;
-static_assert(sizeof(ClusterMetaData) == 64, "cluster metadata");
+VXBLADE_STATIC_ASSERT(sizeof(ClusterMetaData) == 64, "cluster metadata");
 #define CLUSTER_METADATA_FLAGS 0x07U
 
 typedef struct ClusterMetaDataSlot {
     ClusterMetaData data;
     uint8_t opaque64[64];
 } ClusterMetaDataSlot;
-static_assert(sizeof(ClusterMetaDataSlot) == 128, "cluster metadata slot");
+VXBLADE_STATIC_ASSERT(sizeof(ClusterMetaDataSlot) == 128, "cluster metadata slot");
 
 /* A slot of the record files that are tables is in use when its valid byte holds this; any other
  * value marks a free one. */
@@ -284,14 +285,14 @@ typedef struct RegisteredClient {
     uint8_t identity[256];
     uint8_t block[128];
 } RegisteredClient;
-static_assert(sizeof(RegisteredClient) == 388, "registered client");
+VXBLADE_STATIC_ASSERT(sizeof(RegisteredClient) == 388, "registered client");
 
 typedef struct RegisteredClientSlot {
     RegisteredClient client;
     uint8_t valid;
     uint8_t opaque389[199];
 } RegisteredClientSlot;
-static_assert(sizeof(RegisteredClientSlot) == 588, "registered-client slot");
+VXBLADE_STATIC_ASSERT(sizeof(RegisteredClientSlot) == 588, "registered-client slot");
 
 /* A physical drive of the cache store. */
 typedef struct CacheStorePhysDrv {
@@ -304,8 +305,8 @@ typedef struct CacheStorePhysDrv {
     uint8_t valid;
     uint8_t opaque37[91];
 } CacheStorePhysDrv;
-static_assert(sizeof(CacheStorePhysDrv) == 128, "cache-store drive");
-static_assert(offsetof(CacheStorePhysDrv, valid) == 36, "cache-store drive's valid byte");
+VXBLADE_STATIC_ASSERT(sizeof(CacheStorePhysDrv) == 128, "cache-store drive");
+VXBLADE_STATIC_ASSERT(offsetof(CacheStorePhysDrv, valid) == 36, "cache-store drive's valid byte");
 
 /* What is known of a LUN; its unique name is preceded by its length. */
 typedef struct LunInfo {
@@ -313,7 +314,7 @@ typedef struct LunInfo {
     uint8_t wwuln[256];
     uint8_t opaque258[500];
 } LunInfo;
-static_assert(sizeof(LunInfo) == 758, "LUN information");
+VXBLADE_STATIC_ASSERT(sizeof(LunInfo) == 758, "LUN information");
 
 /* Stripes of a physical LUN. */
 typedef struct PhysLunStripe {
@@ -321,7 +322,7 @@ typedef struct PhysLunStripe {
     uint8_t valid;
     uint8_t opaque5[8195];
 } PhysLunStripe;
-static_assert(sizeof(PhysLunStripe) == 8200, "stripe-table slot");
+VXBLADE_STATIC_ASSERT(sizeof(PhysLunStripe) == 8200, "stripe-table slot");
 
 /* A cached LUN of the cluster: the bridge application driver's record, and the slot's own tail. */
 typedef struct ClusterCachedLun {
@@ -330,8 +331,8 @@ typedef struct ClusterCachedLun {
     uint8_t valid;
     uint8_t opaque309[59];
 } ClusterCachedLun;
-static_assert(sizeof(ClusterCachedLun) == 368, "cached-LUN slot");
-static_assert(offsetof(ClusterCachedLun, index) == 304, "cached-LUN slot's tail");
+VXBLADE_STATIC_ASSERT(sizeof(ClusterCachedLun) == 368, "cached-LUN slot");
+VXBLADE_STATIC_ASSERT(offsetof(ClusterCachedLun, index) == 304, "cached-LUN slot's tail");
 
 /* Where one client wants its events. */
 typedef struct EventNotifyInfo {
@@ -342,7 +343,7 @@ typedef struct EventNotifyInfo {
     uint8_t valid; /* set by the store */
     uint8_t opaque269[3487];
 } EventNotifyInfo;
-static_assert(sizeof(EventNotifyInfo) == 3756, "event-notification entry");
+VXBLADE_STATIC_ASSERT(sizeof(EventNotifyInfo) == 3756, "event-notification entry");
 
 /* The event-notification file's single record. */
 typedef struct EventNotifyTable {
@@ -350,14 +351,14 @@ typedef struct EventNotifyTable {
     uint32_t opaque4[22];
     EventNotifyInfo entries[25];
 } EventNotifyTable;
-static_assert(sizeof(EventNotifyTable) == 93992, "event-notification record");
-static_assert(offsetof(EventNotifyTable, entries) == 92, "event-notification entries");
+VXBLADE_STATIC_ASSERT(sizeof(EventNotifyTable) == 93992, "event-notification record");
+VXBLADE_STATIC_ASSERT(offsetof(EventNotifyTable, entries) == 92, "event-notification entries");
 
 typedef struct MigrationParam {
     uint32_t JOBUUID; /* the job's identifier */
     uint8_t opaque4[512];
 } MigrationParam;
-static_assert(sizeof(MigrationParam) == 516, "migration parameters");
+VXBLADE_STATIC_ASSERT(sizeof(MigrationParam) == 516, "migration parameters");
 
 /* What the firmware can do, from a personality file; not stored. */
 typedef struct SystemCapabilities {
@@ -372,8 +373,9 @@ typedef struct SystemCapabilities {
     uint8_t ExtendedCapabilities0;
     uint32_t EnabledFwCapabilities;
 } SystemCapabilities;
-static_assert(sizeof(SystemCapabilities) == 16, "capabilities");
-static_assert(offsetof(SystemCapabilities, EnabledFwCapabilities) == 12, "firmware capabilities");
+VXBLADE_STATIC_ASSERT(sizeof(SystemCapabilities) == 16, "capabilities");
+VXBLADE_STATIC_ASSERT(offsetof(SystemCapabilities, EnabledFwCapabilities) == 12,
+                      "firmware capabilities");
 
 /* Data-migration globals, the first words of their 512-byte record. */
 typedef struct DmGlobals {
@@ -384,7 +386,7 @@ typedef struct DmGlobals {
     uint8_t MigrFailoverPolicy;
     uint8_t opaque17[495];
 } DmGlobals;
-static_assert(sizeof(DmGlobals) == 512, "data-migration globals");
+VXBLADE_STATIC_ASSERT(sizeof(DmGlobals) == 512, "data-migration globals");
 
 /* Parameters of the cache, kept by the platform's utility library. */
 typedef struct CacheParams {
@@ -396,13 +398,13 @@ typedef struct CacheParams {
     uint8_t Profile;
     uint8_t reserved18[2];
 } CacheParams;
-static_assert(sizeof(CacheParams) == 20, "cache parameters");
+VXBLADE_STATIC_ASSERT(sizeof(CacheParams) == 20, "cache parameters");
 
 /* Defaults of the storage pools, at the start of slot 0 of their file. */
 typedef struct StoragePoolConfig {
     uint32_t CachePoolPercent;
     uint32_t TotalSpareDrives;
 } StoragePoolConfig;
-static_assert(sizeof(StoragePoolConfig) == 8, "storage-pool defaults");
+VXBLADE_STATIC_ASSERT(sizeof(StoragePoolConfig) == 8, "storage-pool defaults");
 
 #endif

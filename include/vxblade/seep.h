@@ -44,12 +44,12 @@ typedef struct __attribute__((packed)) BistRecord {
     uint8_t trailer;  /* 0x53 */
     uint8_t checksum; /* sum of the bytes before it, modulo 256 */
 } BistRecord;
-static_assert(sizeof(BistRecord) == 64, "BIST record");
-static_assert(offsetof(BistRecord, testMode) == 8, "BIST test mode");
-static_assert(offsetof(BistRecord, byte10) == 10, "BIST byte 10");
-static_assert(offsetof(BistRecord, execCount) == 57, "BIST execution count");
-static_assert(offsetof(BistRecord, trailer) == 62, "BIST trailer");
-static_assert(offsetof(BistRecord, checksum) == 63, "BIST checksum");
+VXBLADE_STATIC_ASSERT(sizeof(BistRecord) == 64, "BIST record");
+VXBLADE_STATIC_ASSERT(offsetof(BistRecord, testMode) == 8, "BIST test mode");
+VXBLADE_STATIC_ASSERT(offsetof(BistRecord, byte10) == 10, "BIST byte 10");
+VXBLADE_STATIC_ASSERT(offsetof(BistRecord, execCount) == 57, "BIST execution count");
+VXBLADE_STATIC_ASSERT(offsetof(BistRecord, trailer) == 62, "BIST trailer");
+VXBLADE_STATIC_ASSERT(offsetof(BistRecord, checksum) == 63, "BIST checksum");
 
 /* Hardware statistics. The EEPROM holds the first 16 bytes; the rest stays zero. */
 typedef struct TolvaneStats {
@@ -61,10 +61,10 @@ typedef struct TolvaneStats {
     uint32_t nvdimmCount;
     uint8_t unused16[240];
 } TolvaneStats;
-static_assert(sizeof(TolvaneStats) == 256, "statistics");
-static_assert(offsetof(TolvaneStats, nandResets) == 2, "reset counters");
-static_assert(offsetof(TolvaneStats, nvdimmMarker) == 10, "NVDIMM marker");
-static_assert(offsetof(TolvaneStats, nvdimmCount) == 12, "NVDIMM counter");
+VXBLADE_STATIC_ASSERT(sizeof(TolvaneStats) == 256, "statistics");
+VXBLADE_STATIC_ASSERT(offsetof(TolvaneStats, nandResets) == 2, "reset counters");
+VXBLADE_STATIC_ASSERT(offsetof(TolvaneStats, nvdimmMarker) == 10, "NVDIMM marker");
+VXBLADE_STATIC_ASSERT(offsetof(TolvaneStats, nvdimmCount) == 12, "NVDIMM counter");
 #define TOLVANE_STATS_STORED 16
 
 /*

@@ -16,7 +16,7 @@ typedef struct VersionBlock {
     char version[16];
     char product[256];
 } VersionBlock;
-static_assert(sizeof(VersionBlock) == 272, "version block");
+VXBLADE_STATIC_ASSERT(sizeof(VersionBlock) == 272, "version block");
 
 /* Fills the parts of `result` whose keys ("properties.file.version" and "properties.file.product")
  * exist. Always returns -1. */

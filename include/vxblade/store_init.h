@@ -21,6 +21,28 @@ VXBLADE_BEGIN
  * three files aside, a bad migration-parameter file is moved aside and made anew.
  */
 VXBLADE_API int vxpmgr_init_lite(void);
+/*
+ * Opens the store for reading alone: resets its memory and loads what there is, the SNMP settings
+ * included. Nothing is made, repaired, mirrored or written, and no device opened; it needs the
+ * right to read the files, no other.
+ *
+ * Every Get function and reader of a file works then. Every function that writes a record, a file
+ * or a mirror of the store, or changes one of its tables, returns -1 (null where it returns a
+ * pointer) with errno EROFS and changes nothing, also with PSST_MEMORY_ONLY. What a blade's own
+ * platform library writes by itself is for that library to refuse; the stand-in does. The boot
+ * environment (bootenv.h) is not part of the store.
+ *
+ * That lasts until the store is opened again: vxpmgr_init_lite, vxpmgr_create_files_on_upgrade and
+ * InitDatabaseLite close all files and forget it, so a program that reads first may write later. A
+ * call after vxpmgr_init_lite likewise closes the files and loads them anew, to be read alone.
+ *
+ * Returns 0; 1 where the configuration is loaded and one of the other tables is not, because its
+ * file is missing, cannot be read or is bad (such a table is zero; a blade may be without SNMP
+ * settings); -1 where the configuration file is so, or is of another version: everything is zero
+ * and closed then. It takes no lock: who may read while another program writes reads again where
+ * the sequence number (vxpmgr_GetSequenceNumber of side 1) has changed meanwhile.
+ */
+VXBLADE_API int vxpmgr_open_readonly(void);
 /* Resets the store's memory and makes the record files that are missing, without loading a
  * configuration: for runs where no default changed. Failures are not reported. */
 VXBLADE_API void vxpmgr_create_files_on_upgrade(void);

@@ -43,6 +43,29 @@ void writeFile(const fs::path& path, const std::string& text) {
     }
 }
 
+// Makes the mounts private where "/" is no mount point: in a chroot to a plain folder. The mount
+// that holds the folder is above it, where ".." leads once the root is below.
+void makePrivateFromAbove() {
+    int const root = ::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    int const here = ::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (root < 0 || here < 0 || ::chroot("/proc") != 0 || ::fchdir(root) != 0) {
+        fail("cannot leave the chroot (needs its /proc, and CAP_SYS_CHROOT)");
+    }
+    while (!fs::equivalent(".", "..")) {
+        if (::chdir("..") != 0) {
+            fail("cannot leave the chroot");
+        }
+    }
+    if (::mount("none", ".", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        fail("cannot make the mounts above the chroot private");
+    }
+    if (::fchdir(root) != 0 || ::chroot(".") != 0 || ::fchdir(here) != 0) {
+        fail("cannot enter the chroot again");
+    }
+    ::close(root);
+    ::close(here);
+}
+
 // Root enters a mount namespace; anybody else needs a user namespace in which to be root.
 void enterNamespace() {
     uid_t const user = ::geteuid();
@@ -54,16 +77,21 @@ void enterNamespace() {
     } else {
         if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
             fail(
-                "cannot make a user namespace (run as root, or allow unprivileged user namespaces)");
+                "cannot make a user namespace (run as root, or allow unprivileged user namespaces; "
+                "there are none in a chroot)");
         }
         writeFile("/proc/self/setgroups", "deny");
         writeFile("/proc/self/uid_map", "0 " + std::to_string(user) + " 1");
         writeFile("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
     }
     // Nothing that is mounted from here on may show outside.
-    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+    if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0) {
+        return;
+    }
+    if (errno != EINVAL) {
         fail("cannot make the mounts private");
     }
+    makePrivateFromAbove();
 }
 
 // A folder by its descriptor: reachable whatever covers it.

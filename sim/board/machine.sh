@@ -42,7 +42,7 @@ make_initramfs() {
   for program in vxpvh vxcfg layer driver finish peak_memory; do
     arm-linux-gnueabihf-strip -o "$root/bin/$program" "$build/bin/$program" || return 1
   done
-  for library in "$build"/lib/lib{vxblade.so.0,vxbootenv.so,vxplatform.so} \
+  for library in "$build"/lib/lib{vxblade,vxbootenv,vxplatform}.so.0 \
     "$cross"/{ld-linux-armhf.so.3,libc.so.6,libm.so.6,libgcc_s.so.1,libstdc++.so.6}; do
     arm-linux-gnueabihf-strip -o "$root/lib/${library##*/}" "$library" || return 1
   done

@@ -2,10 +2,9 @@
 // a block is erased, and after a save that was cut.
 #include "bootenv/copies.h"
 
+#include "common/crc32.h"
 #include "common/files.h"
 #include "hw/nor_region.h"
-
-#include <vxblade/common.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -100,7 +99,7 @@ bool defaultLayout(Layout& layout) {
 }
 
 uint32_t crcOf(const Buffer& image) {
-    return crc32(0, image.data() + stringsOffset, static_cast<int>(image.size() - stringsOffset));
+    return crc32Of(0, image.data() + stringsOffset, static_cast<int>(image.size() - stringsOffset));
 }
 
 uint32_t storedCrc(const Buffer& image) {

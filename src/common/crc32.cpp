@@ -1,9 +1,11 @@
-#include <vxblade/common.h>
+#include "common/crc32.h"
 
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstring>
+
+#include <pthread.h>
 
 namespace {
 
@@ -16,29 +18,37 @@ using Table = std::array<uint32_t, 256>;
 // their tables and gain it nothing.
 constexpr int step = sizeof(std::size_t);
 
-// tables[0] is the standard byte table; tables[k] advances a byte by k further zero bytes, so
-// that one look-up for each byte of a word folds them all.
-constexpr std::array<Table, step> makeTables() {
-    std::array<Table, step> tables{};
+constexpr Table makeByteTable() {
+    Table table{};
     for (uint32_t n = 0; n < 256; ++n) {
         uint32_t c = n;
         for (int bit = 0; bit < 8; ++bit) {
             c = (c & 1) != 0 ? 0xEDB88320U ^ (c >> 1) : c >> 1;
         }
-        tables[0][n] = c;
+        table[n] = c;
     }
+    return table;
+}
+
+constexpr Table byteTable = makeByteTable();
+static_assert(byteTable[1] == 0x77073096 && byteTable[128] == 0xEDB88320 &&
+              byteTable[255] == 0x2D02EF8D);
+
+// tables[0] is the byte table; tables[k] advances a byte by k further zero bytes, so that one
+// look-up for each byte of a word folds them all. Made when the first word is folded: in the
+// programs' files they would take room that a blade has little of.
+std::array<Table, step> tables;
+pthread_once_t tablesMade = PTHREAD_ONCE_INIT;
+
+void makeTables() {
+    tables[0] = byteTable;
     for (std::size_t k = 1; k < tables.size(); ++k) {
         for (std::size_t n = 0; n < 256; ++n) {
             uint32_t const c = tables[k - 1][n];
-            tables[k][n] = tables[0][c & 0xFF] ^ (c >> 8);
+            tables[k][n] = byteTable[c & 0xFF] ^ (c >> 8);
         }
     }
-    return tables;
 }
-
-constexpr std::array<Table, step> tables = makeTables();
-static_assert(tables[0][1] == 0x77073096 && tables[0][128] == 0xEDB88320 &&
-              tables[0][255] == 0x2D02EF8D);
 
 uint32_t word(const unsigned char* bytes) {
     uint32_t value = 0;
@@ -61,15 +71,18 @@ uint32_t word(const unsigned char* bytes) {
 
 } // namespace
 
-uint32_t crc32(uint32_t crc, const void* data, int length) {
+uint32_t vx::crc32Of(uint32_t crc, const void* data, int length) {
     auto const* bytes = static_cast<const unsigned char*>(data);
     uint32_t c = ~crc;
     constexpr int round = 2 * step;
+    if (length >= round) {
+        ::pthread_once(&tablesMade, makeTables);
+    }
     for (; length >= round; length -= round, bytes += round) {
         c = fold(fold(c, bytes), bytes + step);
     }
     for (; length > 0; --length, ++bytes) {
-        c = tables[0][(c ^ *bytes) & 0xFF] ^ (c >> 8);
+        c = byteTable[(c ^ *bytes) & 0xFF] ^ (c >> 8);
     }
     return ~c;
 }

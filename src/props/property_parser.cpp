@@ -1,8 +1,7 @@
 #include "props/property_parser.h"
 
+#include "common/crc32.h"
 #include "common/files.h"
-
-#include <vxblade/common.h>
 
 #include <array>
 #include <climits>
@@ -20,12 +19,12 @@ enum CharacterClass : uint8_t { blank = 1, ofKey = 2 };
 
 constexpr std::array<uint8_t, 256> classes = [] {
     std::array<uint8_t, 256> table{};
-    for (unsigned char const c : std::string_view(" \t\r")) {
-        table[c] = blank;
+    for (char const c : std::string_view(" \t\r")) {
+        table[static_cast<unsigned char>(c)] = blank;
     }
-    for (unsigned char const c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"
-                                                  "abcdefghijklmnopqrstuvwxyz0123456789._-")) {
-        table[c] = ofKey;
+    for (char const c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                         "abcdefghijklmnopqrstuvwxyz0123456789._-")) {
+        table[static_cast<unsigned char>(c)] = ofKey;
     }
     return table;
 }();
@@ -210,8 +209,8 @@ int PropertyParser::getCrc(unsigned long* storedCrc, unsigned long* computedCrc)
                 *storedCrc = static_cast<uint32_t>(stored);
             }
         } else {
-            crc = crc32(crc, key.data(), static_cast<int>(std::strlen(key.data())));
-            crc = crc32(crc, value.data(), static_cast<int>(std::strlen(value.data())));
+            crc = crc32Of(crc, key.data(), static_cast<int>(std::strlen(key.data())));
+            crc = crc32Of(crc, value.data(), static_cast<int>(std::strlen(value.data())));
         }
     }
     if (computedCrc != nullptr) {

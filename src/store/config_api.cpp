@@ -102,6 +102,9 @@ int vxpmgr_GetBridgeConfigInfo(BridgeConfig* record) {
 }
 
 int vxpmgr_UpdateBridgeConfigInfo(const BridgeConfig* record, uint32_t flags) {
+    if (refusesWrites()) {
+        return -1;
+    }
     BridgeConfig& stored = bridge_configuration.record;
     stored = *record;
     std::memset(stored.volatile744, 0, sizeof stored.volatile744);
@@ -114,6 +117,9 @@ int vxpmgr_GetCliConfigInfo(CliConfig* record) {
 }
 
 int vxpmgr_UpdateCliConfigInfo(const CliConfig* record) {
+    if (refusesWrites()) {
+        return -1;
+    }
     bridge_configuration.record.cli = *record;
     return writeEntry(bridge_configuration, PSST_BRIDGE_CONFIG);
 }
@@ -125,6 +131,9 @@ int vxpmgr_GetMgmtInfo(MgmtPortConfig* record) {
 }
 
 int vxpmgr_UpdateMgmtPortInfo(const MgmtPortConfig* record, uint32_t flags) {
+    if (refusesWrites()) {
+        return -1;
+    }
     copyMgmtConfig(mgmt_port.record.config, record);
     return writesThrough(flags) ? writeEntry(mgmt_port, PSST_MGMT_PORT) : 0;
 }
@@ -150,6 +159,9 @@ int vxpmgr_GetPortParams(PortParams* record, uint32_t type, uint32_t number) {
 }
 
 int vxpmgr_UpdatePortParams(const PortParams* record, uint32_t flags) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (record->type == PORT_TYPE_NONE) {
         return 0;
     }
@@ -207,6 +219,9 @@ int vxpmgr_GetHostGroup(HostGroupConfig* record, uint32_t index) {
 }
 
 int vxpmgr_SetHostGroup(const HostGroupConfig* record, uint32_t index) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (index > lastHostGroupIndex) {
         return -1;
     }
@@ -232,6 +247,9 @@ int vxpmgr_GetPasswordInfo(PasswordConfig* record) {
 }
 
 int vxpmgr_UpdatePasswordInfo(const PasswordConfig* record) {
+    if (refusesWrites()) {
+        return -1;
+    }
     passwd_data.record.passwords = *record;
     return WritePasswdFile(&passwd_data);
 }
@@ -250,6 +268,9 @@ int vxpmgr_GetSnmpConfigInfo(SnmpConfig* record) {
 }
 
 int vxpmgr_UpdateSnmpInfo(const SnmpConfig* record) {
+    if (refusesWrites()) {
+        return -1;
+    }
     snmp_info.record = *record;
     return WriteSnmpFile(&snmp_info);
 }
@@ -268,6 +289,9 @@ int vxpmgr_GetClusterMetaData(ClusterMetaData* record) {
 }
 
 int vxpmgr_UpdateClusterMetaData(const ClusterMetaData* record) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (int const result = ReadClusterMetaData(); result != 0) {
         return result;
     }

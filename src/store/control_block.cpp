@@ -4,6 +4,7 @@
 #include "common/heap.h"
 #include "store/psst_table.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -97,8 +98,18 @@ int descriptorOf(int fileIndex) {
     return hasSlot(fileIndex) ? pmgr_cb->descriptors[fileIndex] : -1;
 }
 
+bool refusesWrites() {
+    if ((pmgr_cb->flags & PMGR_FLAG_READ_ONLY) == 0) {
+        return false;
+    }
+    errno = EROFS;
+    return true;
+}
+
 int openPsstFile(int fileIndex, int flags) {
-    return openFile(psstFilePrimaryPaths[fileIndex], flags | O_SYNC);
+    // Non-blocking: no other program is waited for, whatever is in the file's place.
+    return openFile(psstFilePrimaryPaths[fileIndex],
+                    refusesWrites() ? O_RDONLY | O_NONBLOCK : flags | O_SYNC);
 }
 
 void keepDescriptor(int fileIndex, int fd) {

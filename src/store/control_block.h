@@ -11,7 +11,12 @@ namespace vx {
 // The open descriptor of a file index; 0 or -1 where there is none.
 [[nodiscard]] int descriptorOf(int fileIndex);
 
-// Opens the file of an index (O_SYNC added to `flags`); -1 on failure.
+// True where the store is open for reading alone, with errno EROFS. Whatever writes a file or
+// changes a table on its caller's word asks first.
+[[nodiscard]] bool refusesWrites();
+
+// Opens the file of an index (O_SYNC added to `flags`); -1 on failure. Where writes are refused it
+// is opened for reading whatever `flags` say.
 [[nodiscard]] int openPsstFile(int fileIndex, int flags);
 
 // Puts a descriptor into the slot of its file, a failed one too, and closes what was there. For

@@ -81,6 +81,9 @@ void finishMirror(int fileIndex) {
 }
 
 int makePsstFile(int fileIndex, RecordWriter writeRecords) {
+    if (refusesWrites()) {
+        return -1;
+    }
     // Truncated: the zeros that fill the file would else complete the remnant of a good header.
     if (openIntoSlot(fileIndex, O_RDWR | O_CREAT | O_TRUNC) != 0) {
         return -1;

@@ -2,6 +2,7 @@
 #include <vxblade/mirror_sync.h>
 #include <vxblade/platform.h>
 
+#include "common/crc32.h"
 #include "common/files.h"
 #include "common/shell.h"
 #include "common/streams.h"
@@ -67,6 +68,9 @@ bool isReserved(int fileIndex) {
 using namespace vx;
 
 int vxpmgr_Sync(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
+    if (refusesWrites()) {
+        return -1;
+    }
     vxpmgr_create_mirror_paths(a, b, c, d);
     for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
         if (index != PSST_SEQUENCE_INDEX && !isReserved(index) && syncPair(index) != 0) {
@@ -85,6 +89,9 @@ int vxpmgr_Sync(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
 }
 
 int vxpmgr_CopyFiles(uint32_t direction) {
+    if (refusesWrites()) {
+        return -1;
+    }
     vxpmgr_create_mirror_paths(direction, 0, 0, 0);
     if (direction > 1) {
         return -1;
@@ -133,7 +140,7 @@ uint32_t ComputeFileCrc(const char* path, int64_t start, int64_t end) {
         if (got == 0) {
             break;
         }
-        crc = crc32(crc, buffer.data(), static_cast<int>(got));
+        crc = crc32Of(crc, buffer.data(), static_cast<int>(got));
         position += static_cast<int64_t>(got);
     }
     return crc;
@@ -144,7 +151,8 @@ int vxpmgr_GetSequenceNumber(int side, uint64_t* number) {
         *number = pmgr_cb->sequenceNumber;
         return 0;
     }
-    Descriptor const file(openFile(psstFileMirrorPaths[PSST_SEQUENCE_INDEX], O_RDWR | O_SYNC));
+    Descriptor const file(
+        openFile(psstFileMirrorPaths[PSST_SEQUENCE_INDEX], O_RDONLY | O_NONBLOCK));
     PsstHeader header{};
     if (!file.ok() || ::read(file.get(), &header, sizeof header) != sizeof header) {
         return -1;
@@ -154,6 +162,9 @@ int vxpmgr_GetSequenceNumber(int side, uint64_t* number) {
 }
 
 int CreatePeerPsstFile(int fileIndex) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (GetPeerStatus(PSST_PEER_MIRRORS) == 0 || isReserved(fileIndex)) {
         return -1;
     }
@@ -162,6 +173,9 @@ int CreatePeerPsstFile(int fileIndex) {
 }
 
 int vxpmgr_validate_headers(void) {
+    if (refusesWrites()) {
+        return -1;
+    }
     // The order is the field's. Left out are files whose headers say more than their type (VPD, the
     // keys, the sequence number) and those that later firmware made with theirs.
     constexpr uint32_t types[] = {

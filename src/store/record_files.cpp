@@ -100,6 +100,9 @@ RegisteredClientEntry* findRegisteredClient(const RegisteredClient* client) {
 }
 
 int vxpmgr_addRegisteredClient(const RegisteredClient* client) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (client->identityLength > sizeof client->identity ||
         findRegisteredClient(client) != nullptr) {
         return -1;
@@ -113,6 +116,9 @@ int vxpmgr_addRegisteredClient(const RegisteredClient* client) {
 }
 
 int vxpmgr_delRegisteredClient(const RegisteredClient* client) {
+    if (refusesWrites()) {
+        return -1;
+    }
     RegisteredClientEntry* const entry = findRegisteredClient(client);
     if (entry == nullptr) {
         return -1;
@@ -179,7 +185,7 @@ int vxpmgr_getCacheStorePhysDrvInfoByWwuln(const uint8_t* name, uint16_t length,
 
 CacheStorePhysDrvEntry*
 vxpmgr_helperAllocAndUpdateCacheStorePhysLunInfo(const CacheStorePhysDrv* drive) {
-    CacheStorePhysDrvEntry* const entry = drives.take();
+    CacheStorePhysDrvEntry* const entry = refusesWrites() ? nullptr : drives.take();
     if (entry != nullptr) {
         entry->record = *drive;
         entry->record.valid = PSST_SLOT_VALID;
@@ -229,6 +235,9 @@ int WriteEventNotifyFile(const EventNotifyEntry* entry) {
 }
 
 int vxpmgr_UpdateEventNotifyInfo(const EventNotifyInfo* entry) {
+    if (refusesWrites()) {
+        return -1;
+    }
     EventNotifyInfo* place = findEntry(entry->clientId);
     if (place == nullptr) {
         place = takeEntry();
@@ -257,6 +266,9 @@ int ReadMigrationParamFile(void) {
 }
 
 int WriteMigrationParamFile(const MigrationParam* record, uint32_t type) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (type != PSST_MIGRATION_PARAM) {
         return -1;
     }
@@ -276,6 +288,9 @@ int vxpmgr_GetMigrationParam(MigrationParam* out) {
 }
 
 int vxpmgr_SetMigrationParam(const MigrationParam* in) {
+    if (refusesWrites()) {
+        return -1;
+    }
     (void)ReadMigrationParamFile(); // bytes beside the identifier are kept
     migration_param.record.JOBUUID = in->JOBUUID;
     return WriteMigrationParamFile(&migration_param.record, PSST_MIGRATION_PARAM);

@@ -1,5 +1,6 @@
 #include "store/record_io.h"
 
+#include "common/crc32.h"
 #include "common/files.h"
 #include "store/psst_table.h"
 
@@ -142,6 +143,9 @@ using namespace vx;
 
 int WritePsstFile(const void* buffer, int32_t length, uint32_t type, uint32_t recordNumber,
                   int mode) {
+    if (refusesWrites()) {
+        return -1;
+    }
     auto const target = targetOf(length, type, recordNumber, mode);
     if (!target) {
         return -1;
@@ -163,6 +167,9 @@ int WritePsstFile(const void* buffer, int32_t length, uint32_t type, uint32_t re
 }
 
 int MirrorPsstFile(const void* buffer, int32_t length, int fileIndex, int64_t offset) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (fileIndex < PSST_FIRST_INDEX || fileIndex > PSST_LAST_INDEX || length < 0) {
         return -1;
     }
@@ -175,6 +182,9 @@ int MirrorPsstFile(const void* buffer, int32_t length, int fileIndex, int64_t of
 }
 
 int UpdateSequenceNumber(int increment) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if ((pmgr_cb->flags & PMGR_FLAG_SEQUENCE_STOPPED) != 0) {
         return 0;
     }
@@ -197,6 +207,9 @@ int WriteHeader(const PsstHeader* header) {
 }
 
 int WriteZeroFile(int fileIndex, uint32_t length) {
+    if (refusesWrites()) {
+        return -1;
+    }
     constexpr uint32_t chunkSize = 131072;
     if (zero_scrath_pad == nullptr) {
         zero_scrath_pad = static_cast<uint8_t*>(std::calloc(1, chunkSize));
@@ -235,7 +248,8 @@ int ReadHeader(PsstHeader* header, uint32_t type) {
 int ReadSequenceNumber(void) {
     const char* const path = psstFilePrimaryPaths[PSST_SEQUENCE_INDEX];
     bool const create = isMissing(path);
-    if (openIntoSlot(PSST_SEQUENCE_INDEX, create ? O_RDWR | O_CREAT : O_RDWR) != 0) {
+    if ((create && refusesWrites()) ||
+        openIntoSlot(PSST_SEQUENCE_INDEX, create ? O_RDWR | O_CREAT : O_RDWR) != 0) {
         return -1;
     }
     int const fd = descriptorOf(PSST_SEQUENCE_INDEX);
@@ -259,7 +273,7 @@ void CreateHeader(PsstHeader* header, uint32_t type) {
     header->type = type;
     header->headerLength = PSST_HEADER_LENGTH;
     if (type == PSST_VPD || type == PSST_VPD_BACKUP) {
-        header->crc = crc32(0, &vpd_info.record, sizeof vpd_info.record);
+        header->crc = crc32Of(0, &vpd_info.record, sizeof vpd_info.record);
     }
 }
 

@@ -162,6 +162,22 @@ void loadTables() {
     (void)vxpmgr_readVpdFile();
 }
 
+// The store's memory as it is before the first use of the store, and no file open for writing.
+void resetReadOnly() {
+    InitDatabaseLite();
+    pmgr_cb->flags |= PMGR_FLAG_READ_ONLY;
+}
+
+// Opens all files that are there, for whoever reads more than the tables.
+void openForReading() {
+    for (int index = PSST_FIRST_INDEX; index <= PSST_LAST_INDEX; ++index) {
+        if (placeOf(fileTypeOf(index)) && descriptorOf(index) == 0 &&
+            !isUnfinished(psstFilePrimaryPaths[index])) {
+            (void)openIntoSlot(index, O_RDONLY);
+        }
+    }
+}
+
 // Files of newer firmware, made where they are missing.
 void createNewerFiles() {
     (void)CreateRegisteredClientPsstFile();
@@ -179,6 +195,9 @@ void createNewerFiles() {
 using namespace vx;
 
 void vxpmgr_deleteSelectiveCfgPsstFiles(void) {
+    if (refusesWrites()) {
+        return;
+    }
     for (const char* const* path = psstCfgFilesToDelete; *path != nullptr; ++path) {
         if (fileExists(*path)) {
             moveAside(*path);
@@ -204,6 +223,24 @@ int vxpmgr_init_lite(void) {
     (void)CreateLogicalLunPsst();
     createNewerFiles();
     return 0;
+}
+
+int vxpmgr_open_readonly(void) {
+    resetReadOnly();
+    fillMirrorPaths();
+    (void)ReadSequenceNumber();
+    if (loadConfiguration() != 0) {
+        resetReadOnly();
+        return -1;
+    }
+    openForReading();
+    int result = 0;
+    for (auto const read : {ReadPasswdFile, ReadHostGroupFile, ReadTargetDeviceFile,
+                            ReadEventNotifyFile, vxpmgr_readVpdFile}) {
+        result = read() == 0 ? result : 1;
+    }
+    (void)ReadSnmpFile();
+    return result;
 }
 
 void vxpmgr_create_files_on_upgrade(void) {

@@ -2,6 +2,7 @@
 // whole at any instant.
 #include <vxblade/vpd.h>
 
+#include "common/crc32.h"
 #include "common/files.h"
 #include "store/creators.h"
 #include "store/psst_table.h"
@@ -41,7 +42,7 @@ int readChecked(uint32_t type, VpdRecord& record) {
         ReadPsstFile(&record, sizeof record, type, 0, PSST_MODE_RECORD) != 0) {
         return -1;
     }
-    return header.crc == crc32(0, &record, sizeof record) ? 0 : -1;
+    return header.crc == crc32Of(0, &record, sizeof record) ? 0 : -1;
 }
 
 // Data before header: a cut between them leaves a CRC that does not match, and the twin serves.
@@ -58,6 +59,9 @@ int makeVpd(uint32_t type) {
 
 // Writes the loaded record to the file of a type; a missing one is made where `create` says.
 int rewriteVpd(uint32_t type, int create) {
+    if (refusesWrites()) {
+        return -1;
+    }
     if (isMissing(type)) {
         return create != 0 ? makeVpd(type) : -1;
     }
@@ -65,6 +69,9 @@ int rewriteVpd(uint32_t type, int create) {
 }
 
 int copyVpd(uint32_t from, uint32_t to, int create) {
+    if (refusesWrites()) {
+        return -1;
+    }
     VpdRecord record;
     if (readChecked(from, record) != 0) {
         return -1;
@@ -125,6 +132,9 @@ int vxpmgr_GetVpdInfo(VpdRecord* record) {
 }
 
 int vxpmgr_UpdateVpdInfo(const VpdRecord* record) {
+    if (refusesWrites()) {
+        return -1;
+    }
     vpd_info.record = *record;
     int const result = writeVpd(PSST_VPD);
     return result == 0 ? writeVpd(PSST_VPD_BACKUP) : result;

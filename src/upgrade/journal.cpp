@@ -1,9 +1,8 @@
 #include "upgrade/journal.h"
 
+#include "common/crc32.h"
 #include "common/files.h"
 #include "upgrade/report.h"
-
-#include <vxblade/common.h>
 
 #include <array>
 #include <cerrno>
@@ -14,7 +13,7 @@ namespace vx {
 namespace {
 
 uint32_t crcOf(const JournalRecord& record) {
-    return crc32(0, &record, offsetof(JournalRecord, crc));
+    return crc32Of(0, &record, offsetof(JournalRecord, crc));
 }
 
 bool isWhole(const JournalRecord& record) {

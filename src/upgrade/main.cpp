@@ -1,6 +1,8 @@
 #include "common/streams.h"
 #include "upgrade/driver.h"
 
+#include <vxblade/version.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstring>

@@ -90,7 +90,7 @@ std::string interfaces(const char* ifname) {
         found +=
             shown(AF_INET6, r.address) + joined(r.name, r.index, r.prefixLength, r.scope, r.flags);
     }
-    EXPECT_EQ(r.name[0] + r.index, 0U) << "cleared at the end";
+    EXPECT_TRUE(r.name[0] == '\0' && r.index == 0) << "cleared at the end";
     EXPECT_EQ(close_ipv6_interface_file(fd) + close_ipv6_interface_file(fd), -1);
     return found;
 }

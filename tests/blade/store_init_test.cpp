@@ -6,7 +6,12 @@
 
 #include <vxblade/nor.h>
 
+#include <map>
 #include <span>
+#include <tuple>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -48,6 +53,141 @@ TEST_F(StoreInit, FilesOfNewerFirmware) {
     setByte(primary(16), 4, 0);
     EXPECT_EQ(vxpmgr_init_lite(), -1);
     EXPECT_EQ(vx::descriptorOf(1), 0) << "all are closed";
+}
+
+using Volumes = std::map<std::string, std::pair<Bytes, fs::file_time_type>>;
+Volumes volumes() {
+    Volumes found;
+    for (std::string const& path : volumeFiles()) {
+        found[path] = {readBytes(path), fs::last_write_time(path)};
+    }
+    return found;
+}
+
+template <auto get, class Record>
+int firstByte(auto... arguments) {
+    Record record = filled<Record>(0);
+    return get(&record, static_cast<uint32_t>(arguments)...) == 0 ? bytesOf(&record, 1)[0] : -1;
+}
+
+int mirroredNumber(uint64_t* number) {
+    return vxpmgr_GetSequenceNumber(1, number);
+}
+
+template <auto update, class Record>
+int updated(auto... arguments) {
+    Record record = filled<Record>(0x77);
+    if constexpr (std::is_same_v<Record, PortParams>) {
+        record.type = PORT_TYPE_ISCSI;
+        record.number = 0;
+    }
+    return update(&record, static_cast<uint32_t>(arguments)...);
+}
+
+void readAsAnybody() {
+    ASSERT_EQ(vxpmgr_open_readonly(), 0);
+    int const got[] = {
+        firstByte<vxpmgr_GetBridgeConfigInfo, BridgeConfig>(),
+        firstByte<vxpmgr_GetCliConfigInfo, CliConfig>(),
+        firstByte<vxpmgr_GetMgmtInfo, MgmtPortConfig>(),
+        firstByte<vxpmgr_GetPortParams, PortParams>(PORT_TYPE_ISCSI, 0),
+        firstByte<vxpmgr_GetHostGroup, HostGroupConfig>(0),
+        firstByte<vxpmgr_GetPasswordInfo, PasswordConfig>(),
+        firstByte<vxpmgr_GetSnmpConfigInfo, SnmpConfig>(),
+        firstByte<vxpmgr_GetVpdInfo, VpdRecord>(),
+        firstByte<vxpmgr_GetDMGlobals, DmGlobals>(),
+        firstByte<vxpmgr_GetMigrationParam, MigrationParam>(),
+        firstByte<mirroredNumber, uint64_t>(),
+        TargetDevices[0].record.bytes[0],
+    };
+    for (std::size_t i = 0; i < std::size(got); ++i) {
+        EXPECT_EQ(got[i], 0x51) << i;
+    }
+    auto const before = std::tuple(bridge_configuration, mgmt_port, port_configuration[8]);
+    PsstHeader header;
+    CreateHeader(&header, PSST_PASSWD);
+    int const refused[] = {
+        updated<vxpmgr_UpdateBridgeConfigInfo, BridgeConfig>(PSST_MEMORY_ONLY),
+        updated<vxpmgr_UpdateCliConfigInfo, CliConfig>(),
+        updated<vxpmgr_UpdateMgmtPortInfo, MgmtPortConfig>(PSST_WRITE_THROUGH),
+        updated<vxpmgr_UpdatePortParams, PortParams>(PSST_WRITE_THROUGH),
+        updated<vxpmgr_SetHostGroup, HostGroupConfig>(1),
+        updated<vxpmgr_UpdatePasswordInfo, PasswordConfig>(),
+        updated<vxpmgr_UpdateSnmpInfo, SnmpConfig>(),
+        updated<vxpmgr_UpdateClusterMetaData, ClusterMetaData>(),
+        updated<vxpmgr_UpdateVpdInfo, VpdRecord>(),
+        updated<vxpmgr_UpdateEventNotifyInfo, EventNotifyInfo>(),
+        updated<vxpmgr_SetMigrationParam, MigrationParam>(),
+        updated<vxpmgr_SetDMGlobals, DmGlobals>(),
+        updated<vxpmgr_setCacheParams, CacheParams>(),
+        updated<vxpmgr_updateDefaultStoragePoolConfig, StoragePoolConfig>(),
+        WriteHeader(&header),
+        MirrorPsstFile(&header, sizeof header, 8, 0),
+        UpdateSequenceNumber(1),
+        WriteZeroFile(8, 8),
+        CreatePsstFile(5),
+        CreatePeerPsstFile(5),
+        CreateRegisteredClientPsstFile(),
+        copy_vpd_psst(1),
+        copy_backup_vpd_psst(1),
+        vxpmgr_Sync(0, 0, 0, 0),
+        vxpmgr_CopyFiles(0),
+        vxpmgr_validate_headers(),
+        vxbackup_SetBackupBitmap(1),
+        InitializeSshConfigFile(),
+    };
+    for (std::size_t i = 0; i < std::size(refused); ++i) {
+        EXPECT_EQ(refused[i], -1) << i;
+    }
+    EXPECT_EQ(errno, EROFS);
+    vxpmgr_deleteSelectiveCfgPsstFiles();
+    EXPECT_TRUE(equal(before, std::tuple(bridge_configuration, mgmt_port, port_configuration[8])));
+}
+
+// What nobody but root may write is read by anybody, and stays as it is: the VPD's bad backup, and
+// the files that an initialisation would make.
+TEST_F(StoreInit, OpenedForReadingAlone) {
+    makeStore();
+    ASSERT_EQ(vxpmgr_init_lite() + CreatePsstFile(9) + CreatePsstFile(24), 0);
+    auto const port = vx::placeOf(PSST_PORT_CONFIG);
+    std::size_t const firstIscsi = port->first + 8 * port->slotSize + offsetof(PortSlot, params);
+    std::pair<std::string, std::size_t> const marked[] = {
+        {primary(1), 64},   {primary(1), 64 + offsetof(BridgeConfig, cli)},
+        {primary(1), 2768}, {primary(1), firstIscsi},
+        {primary(4), 64},   {primary(8), 64},
+        {primary(9), 64},   {primary(20), 64},
+        {primary(24), 64},  {primary(36), 64 + offsetof(MigrationParam, JOBUUID)}};
+    for (auto const& [path, offset] : marked) {
+        setByte(path, offset, 0x51);
+    }
+    VpdRecord vpd = filled<VpdRecord>(0x51);
+    ASSERT_EQ(vxpmgr_UpdateVpdInfo(&vpd), 0);
+    close_all_files();
+    setByte(mirror(21), 20, 0x51);
+    setByte(primary(7), 64, 0);
+    fs::remove(primary(33));
+    auto const before = volumes();
+    pid_t const reader = ::fork();
+    if (reader == 0) {
+        (void)(::setresgid(65534, 65534, 65534) + ::setresuid(65534, 65534, 65534));
+        readAsAnybody();
+        ::_exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    ::waitpid(reader, &status, 0);
+    EXPECT_EQ(status, 0) << "see above";
+    EXPECT_EQ(volumes(), before);
+
+    setByte(primary(8), 4, 0);
+    EXPECT_EQ(vxpmgr_open_readonly(), 1);
+    setByte(primary(1), 4, 0);
+    EXPECT_EQ(vxpmgr_open_readonly(), -1);
+    EXPECT_EQ(bridge_configuration.record.BridgeProductName[0], 0);
+    EXPECT_EQ(vxpmgr_CopyFiles(0), -1) << "refused after a failure too";
+    setByte(primary(1), 4, PSST_MAGIC & 0xFF);
+    setByte(primary(8), 4, PSST_MAGIC & 0xFF);
+    EXPECT_EQ(vxpmgr_open_readonly() + vxpmgr_init_lite(), 0);
+    EXPECT_EQ((updated<vxpmgr_UpdateCliConfigInfo, CliConfig>()), 0) << "open for writing again";
 }
 
 TEST_F(StoreInit, ResetClearsEverything) {
