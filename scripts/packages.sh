@@ -53,7 +53,7 @@ new_state() {
   package_sources 'Origin: Debian' >"$2/sources.list"
   # Who made an archive is not known before its first update; others' archives do no harm.
   [ -s "$2/sources.list" ] || package_sources --no-release-info >"$2/sources.list"
-  other_apt "$1" "$2" apt-get update # what else is out of reach does not matter
+  other_apt "$1" "$2" apt-get update || true # what else is out of reach does not matter
 }
 
 # fetch_armhf FOLDER PACKAGE...: unpacks packages for the blade's processor below FOLDER, once; of a
