@@ -27,11 +27,12 @@ board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev nlohmann-json3-d
   device-tree-compiler cpio xz-utils libubootenv-tool mtd-utils)
 figures_packages=(zlib1g libinih1 git diffutils hyperfine valgrind strace qemu-user g++-arm-linux-gnueabihf)
 
-package_packages=(cmake ninja-build g++ debhelper dpkg-dev pkgconf libcli11-dev libfuse3-dev libgtest-dev nlohmann-json3-dev)
+package_packages=(cmake ninja-build g++ debhelper dpkg-dev pkgconf libarchive-dev libcli11-dev libfuse3-dev libgtest-dev nettle-dev
+  nlohmann-json3-dev)
 # The compilers for the architectures of packages, and what their packages are linked with.
 declare -A compiler_packages=([amd64]=g++-x86-64-linux-gnu [arm64]=g++-aarch64-linux-gnu
   [armel]=g++-arm-linux-gnueabi [armhf]=g++-arm-linux-gnueabihf)
-linked_packages=(libfuse3-dev libstdc++6)
+linked_packages=(libarchive-dev libfuse3-dev libstdc++6 nettle-dev)
 
 # Packages of another architecture come from where this machine has its own. apt works on a state of
 # its own, so that the machine learns of no other architecture.
@@ -94,4 +95,12 @@ fetch_sysroot() {
     ln -sfn "$folder$(readlink "$link")" "$link"
   done
   rm -r "$state" && echo "${@:3}" >"$folder/fetched"
+}
+
+# version_of TREE: as CMake takes it.
+version_of() {
+  local build=$1.version
+  cmake -S "$1" -B "$build" -G Ninja -DVXBLADE_COMPANIONS=OFF >/dev/null &&
+    sed -n 's/^CMAKE_PROJECT_VERSION:.*=//p' "$build/CMakeCache.txt"
+  rm -rf "$build"
 }
