@@ -56,17 +56,18 @@ bare_root() {
 }
 
 root=$work/root
-# As root of the bare system, with its devices and processes, until the command ends.
+# As root of the bare system, with its devices and processes, until the command ends. The root is a
+# mount, as a system's is.
 in_root() {
-  unshare --mount sh -c 'mount -t proc proc "$0/proc" && mount --rbind /dev "$0/dev" && exec chroot "$0" env -i \
+  unshare --mount sh -c 'mount --bind "$0" "$0" && mount -t proc proc "$0/proc" && mount --rbind /dev "$0/dev" && exec chroot "$0" env -i \
     PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 "$@"' "$root" "$@"
 }
-files() { (cd "$root" && find . -xdev \( -path ./var/log -o -path ./var/lib/dpkg -o -path ./tmp \) -prune -o -print | sort); }
+files() { (cd "$root" && find . -xdev \( -path ./var/log -o -path ./var/lib/dpkg -o -path ./tmp -o -path ./run/systemd \) -prune -o -print | sort); }
 
 # installed VERSION: what is there after an installation or an upgrade.
 installed() {
   check "versions after $1" "vxpvh ${1%%-*}
-${1%%-*}" "$(in_root sh -c 'vxpvh --version; vxcfg --version')"
+vxcfg ${1%%-*}" "$(in_root sh -c 'vxpvh --version; vxcfg --version')"
   check "state after $1" "$(printf "ii %s $1\n" libvxblade-dev libvxblade0 vxblade-tools vxpvh)" \
     "$(in_root dpkg-query -W -f '${db:Status-Abbrev}${Package} ${Version}\n' '*vxblade*' vxpvh | sort)"
   check "the service after $1" "enabled, 0600 root" "$(in_root systemctl is-enabled vxpvh.service), $(
