@@ -131,7 +131,7 @@ emulated() {
   emulator=(qemu-$machine -L "$built/sysroot-$arch")
   command -v "${emulator[0]}" >/dev/null || { skip "$arch: qemu-user is not installed"; return; }
   unpacked "$arch" && unpacked "$native"
-  check "$arch: vxcfg on a sample with mistakes" "$(vxcfg check samples/with-mistakes.cfg 2>&1)" \
+  check "$arch: vxcfg on a sample with mistakes" "$("$work/$native/usr/bin/vxcfg" check samples/with-mistakes.cfg 2>&1)" \
     "$("${emulator[@]}" "$work/$arch/usr/bin/vxcfg" check samples/with-mistakes.cfg 2>&1)"
   PATH=$work/$native/usr/sbin:$PATH tests/blade/arm_upgrade.sh "$work/$native/usr/bin" "$work/$arch/usr/sbin" samples "${emulator[@]}"
   case $? in
