@@ -30,35 +30,80 @@ board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev nlohmann-json3-d
   device-tree-compiler cpio xz-utils libubootenv-tool mtd-utils)
 figures_packages=(zlib1g libinih1 git diffutils hyperfine valgrind strace qemu-user g++-arm-linux-gnueabihf)
 
+package_packages=(cmake ninja-build g++ debhelper dpkg-dev pkgconf libarchive-dev libcli11-dev libfuse3-dev libgtest-dev nettle-dev
+  nlohmann-json3-dev)
+# The compilers for the architectures of packages, and what their packages are linked with.
+declare -A compiler_packages=([amd64]=g++-x86-64-linux-gnu [arm64]=g++-aarch64-linux-gnu
+  [armel]=g++-arm-linux-gnueabi [armhf]=g++-arm-linux-gnueabihf)
+linked_packages=(libarchive-dev libfuse3-dev libstdc++6 nettle-dev)
+
+# Packages of another architecture come from where this machine has its own. apt works on a state of
+# its own, so that the machine learns of no other architecture.
+# other_apt ARCH STATE COMMAND...
+other_apt() {
+  "${@:3}" -q -o APT::Architecture="$1" -o APT::Architectures="$1" -o APT::Sandbox::User=root \
+    -o Dir::State="$2" -o Dir::State::status=/dev/null -o Dir::Cache="$2" \
+    -o Dir::Etc::SourceList="$2/sources.list" -o Dir::Etc::SourceParts=/dev/null
+}
+
+package_sources() {
+  apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) main' \
+    'Created-By: Packages' 'Component: main' "$@" | sort -u
+}
+
+# new_state ARCH STATE
+new_state() {
+  rm -rf "$2" && mkdir -p "$2/lists/partial" "$2/archives/partial" || return 1
+  package_sources 'Origin: Debian' >"$2/sources.list"
+  # Who made an archive is not known before its first update; others' archives do no harm.
+  [ -s "$2/sources.list" ] || package_sources --no-release-info >"$2/sources.list"
+  other_apt "$1" "$2" apt-get update || true # what else is out of reach does not matter
+}
+
 # fetch_armhf FOLDER PACKAGE...: unpacks packages for the blade's processor below FOLDER, once; of a
-# kernel's package, the kernel itself. They come from where this machine has its packages. apt works
-# on a state of its own, so that the machine learns of no other architecture.
+# kernel's package, the kernel itself.
 fetch_armhf() {
   local folder=$1 state=$1.apt package names=()
   [ -e "$folder/fetched" ] && return 0
-  rm -rf "$folder" "$state" && mkdir -p "$state/lists/partial" "$state/archives/partial" "$folder" || return 1
-  sources() {
-    apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) main' \
-      'Created-By: Packages' 'Component: main' "$@" | sort -u
-  }
-  sources 'Origin: Debian' >"$state/sources.list"
-  # Who made an archive is not known before its first update; others' archives do no harm.
-  [ -s "$state/sources.list" ] || sources --no-release-info >"$state/sources.list"
-  apt_armhf() {
-    "$@" -q -o APT::Architecture=armhf -o APT::Architectures=armhf -o APT::Sandbox::User=root \
-      -o Dir::State="$state" -o Dir::State::status=/dev/null -o Dir::Cache="$state" \
-      -o Dir::Etc::SourceList="$state/sources.list" -o Dir::Etc::SourceParts=/dev/null
-  }
-  apt_armhf apt-get update # what else is out of reach does not matter
+  rm -rf "$folder" && mkdir -p "$folder" && new_state armhf "$state" || return 1
   for package in "${@:2}"; do
     case $package in
-    linux-image-*) names+=("$(apt_armhf apt-cache depends "$package" | sed -n 's/.*Depends: //p')") ;;
+    linux-image-*) names+=("$(other_apt armhf "$state" apt-cache depends "$package" | sed -n 's/.*Depends: //p')") ;;
     *) names+=("$package") ;;
     esac
   done
-  (cd "$state" && apt_armhf apt-get download "${names[@]}") || return 1
+  (cd "$state" && other_apt armhf "$state" apt-get download "${names[@]}") || return 1
   for package in "$state"/*.deb; do
     dpkg-deb -x "$package" "$folder" || return 1
   done
   rm -r "$state" && touch "$folder/fetched"
+}
+
+# fetch_sysroot ARCH FOLDER PACKAGE...: unpacks packages of another architecture, with all that they
+# depend on, below FOLDER, once, with what dpkg-shlibdeps wants to know of their libraries. The C
+# library's own headers are left to the cross compiler.
+fetch_sysroot() {
+  local arch=$1 folder=$2 state=$2.apt package link
+  [ "$(cat "$folder/fetched" 2>/dev/null)" = "${*:3}" ] && return 0
+  rm -rf "$folder" && mkdir -p "$folder/DEBIAN" && new_state "$arch" "$state" &&
+    other_apt "$arch" "$state" apt-get install -y --download-only --no-install-recommends "${@:3}" || return 1
+  for package in "$state"/archives/*.deb; do
+    case ${package##*/} in libc6-dev_* | linux-libc-dev_*) continue ;; esac
+    dpkg-deb -x "$package" "$folder" || return 1
+    dpkg-deb -I "$package" symbols >>"$folder/DEBIAN/symbols" 2>/dev/null
+    dpkg-deb -I "$package" shlibs >>"$folder/DEBIAN/shlibs" 2>/dev/null
+  done
+  # A link from the root is one from the folder.
+  find "$folder" -type l -lname '/*' | while read -r link; do
+    ln -sfn "$folder$(readlink "$link")" "$link"
+  done
+  rm -r "$state" && echo "${@:3}" >"$folder/fetched"
+}
+
+# version_of TREE: as CMake takes it.
+version_of() {
+  local build=$1.version
+  cmake -S "$1" -B "$build" -G Ninja -DVXBLADE_COMPANIONS=OFF >/dev/null &&
+    sed -n 's/^CMAKE_PROJECT_VERSION:.*=//p' "$build/CMakeCache.txt"
+  rm -rf "$build"
 }

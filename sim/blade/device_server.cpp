@@ -153,7 +153,9 @@ int carryOutOnDevice(DeviceBench& devices, const DeviceRequest& request, std::sp
     case DeviceRequest::write:
         return carryOut(device.write(nodeOf(request), data, request.offset), data.size());
     case DeviceRequest::control:
-        return carryOut(device.request(nodeOf(request), request.code, request.offset, data), 0);
+        return carryOut(device.request(nodeOf(request), request.code,
+                                       static_cast<uintptr_t>(request.offset), data),
+                        0);
     default:
         return 0;
     }

@@ -53,6 +53,11 @@ int answer(std::span<uint8_t> record, const Record& value) {
     return 0;
 }
 
+// What is left of a memory from an offset on, which may be beyond its end.
+std::span<uint8_t> rest(std::span<uint8_t> memory, uint64_t offset) {
+    return memory.subspan(static_cast<std::size_t>(std::min<uint64_t>(offset, memory.size())));
+}
+
 } // namespace
 
 bool Device::knows(std::string_view operation) const {
@@ -142,19 +147,18 @@ bool NorFlash::command(const std::vector<std::string>& words) {
 }
 
 Operation NorFlash::read(OpenNode& /*node*/, std::span<uint8_t> to, uint64_t offset) {
-    auto const flash = image_->bytes();
-    std::size_t const size = offset < flash.size() ? std::min(to.size(), flash.size() - offset) : 0;
+    auto const flash = rest(image_->bytes(), offset);
+    std::size_t const size = std::min(to.size(), flash.size());
     return {"read", formatted("%08llx+%zu", static_cast<unsigned long long>(offset), to.size()),
             size, [=](std::size_t count) {
-                std::ranges::copy(flash.subspan(size == 0 ? 0 : offset, count), to.begin());
+                std::ranges::copy(flash.first(count), to.begin());
                 return static_cast<int>(count);
             }};
 }
 
 Operation NorFlash::write(OpenNode& /*node*/, std::span<const uint8_t> from, uint64_t offset) {
-    auto const flash = image_->bytes();
-    std::size_t const size =
-        offset < flash.size() ? std::min(from.size(), flash.size() - offset) : 0;
+    auto const flash = rest(image_->bytes(), offset);
+    std::size_t const size = std::min(from.size(), flash.size());
     return {"program",
             formatted("%08llx+%zu", static_cast<unsigned long long>(offset), from.size()), size,
             [=](std::size_t count) {
@@ -162,7 +166,7 @@ Operation NorFlash::write(OpenNode& /*node*/, std::span<const uint8_t> from, uin
                     return -ENOSPC;
                 }
                 for (std::size_t i = 0; i < count; ++i) {
-                    flash[offset + i] &= from[i];
+                    flash[i] &= from[i];
                 }
                 return static_cast<int>(count);
             }};

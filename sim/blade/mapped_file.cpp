@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 namespace sim {
 
 MappedFile::MappedFile(const fs::path& path, std::size_t size, uint8_t blank) {
-    std::size_t const present = fs::exists(path) ? fs::file_size(path) : 0;
+    uintmax_t const present = fs::exists(path) ? fs::file_size(path) : 0;
     if (present != 0 && present != size) {
         throw std::runtime_error(path.filename().string() + " has " + std::to_string(present) +
                                  " bytes, the chip " + std::to_string(size));

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # The blade's own binary, run by an emulator on the simulated blade, must leave the same store and
 # print the same merge as this machine's binary.
-# usage: arm_upgrade.sh BIN ARM_BIN SAMPLES
+# usage: arm_upgrade.sh BIN ARM_BIN SAMPLES [EMULATOR...]
 set -u
 arm=$(realpath "$2")
+emulator=("${@:4}")
+[ $# -gt 3 ] || emulator=(qemu-arm -L /usr/arm-linux-gnueabihf)
 . "$(dirname "$0")/../support/shell_support.sh" "$(realpath "$1")" "$(realpath "$3")"
 
 # upgrade_with TOOL...: a factory store, a user's value, an upgrade; the streams and the store.
@@ -19,5 +21,5 @@ upgrade_with() {
 host=$(upgrade_with vxpvh)
 check "merge on this machine" 51 "$(echo "$host" | grep -c '^Compare')"
 check "merge and store of the ARM tool" "$host" \
-  "$(upgrade_with "$(command -v qemu-arm)" -L /usr/arm-linux-gnueabihf "$arm/vxpvh")"
+  "$(upgrade_with "$(command -v "${emulator[0]}")" "${emulator[@]:1}" "$arm/vxpvh")"
 finish

@@ -1,0 +1,157 @@
+#!/usr/bin/env bash
+# The Debian packages of the last commit: what lintian says, whether a second build gives the same
+# bytes, their life in a bare Debian, and the programs for other machines by an emulator.
+# usage: packages_test.sh ARCH...   of these, amd64 being this machine's. With RELIABILITY=long every
+# package is built twice, and the unit tests run for each architecture.
+set -u
+cd "$(dirname "$0")/../.." || exit 1
+. scripts/packages.sh
+work=$(mktemp -d)
+trap 'rm -rf "$work" "$package_log"' EXIT
+built=$PWD/build-packages native=amd64 options=() checks=0 failures=0 skipped=0
+[ "${RELIABILITY:-}" != long ] || options=(--check)
+need_packages debootstrap debian-archive-keyring lintian
+
+# check WHAT EXPECTED ACTUAL
+check() {
+  checks=$((checks + 1))
+  [ "$2" = "$3" ] && return
+  failures=$((failures + 1))
+  printf 'FAILED: packages: %s\n--- expected\n%s\n--- actual\n%s\n' "$1" "$2" "$3"
+}
+
+skip() { skipped=$((skipped + 1)) && echo "SKIPPED: packages: $1"; }
+
+quality() {
+  command -v lintian >/dev/null || { skip "lintian is not installed"; return; }
+  check "$1: lintian" "" "$(lintian --allow-root "$built/$1"/*.changes 2>&1)"
+}
+
+# Another folder, time, time zone, language and file mode.
+sums() { (cd "$1" && sha256sum -- *.deb); }
+repeated() {
+  local profile=pkg.vxblade.notools
+  [ "${RELIABILITY:-}" != long ] || profile=
+  (umask 027 && TZ=Asia/Kathmandu LC_ALL=C.UTF-8 DEB_BUILD_PROFILES=$profile scripts/package --to "$work/another/folder" "$native") >"$work/log"
+  check "status of a second build" 0 $?
+  [ -z "$profile" ] || echo "A second build of vxblade-tools is compared where RELIABILITY=long"
+  check "bytes of a second build" "$(sums "$built/$native" | grep -v "${profile:+ vxblade-tools}")" "$(sums "$work/another/folder/$native")"
+}
+
+# --- In a bare Debian.
+
+# bare_root: its path, or why there is none. It is kept, and holds what the packages depend on.
+bare_root() {
+  local wanted mirror root
+  wanted=systemd,$(for package in "$built/$native"/*.deb; do dpkg-deb -f "$package" Depends; done | tr , '\n' |
+    sed 's/ *(.*//; s/ //g' | grep -v -e vxblade -e vxpvh | sort -u | paste -sd ,)
+  root=$built/root-$(sha256sum <<<"$wanted" | head -c 8)
+  [ -e "$root" ] && echo "$root" && return
+  mirror=$(package_sources --no-release-info | awk '$3 == "bookworm" { print $2; exit }')
+  rm -rf "$root.part" &&
+    debootstrap --variant=minbase --include="$wanted" bookworm "$root.part" "$mirror" >"$work/log" 2>&1 &&
+    mv "$root.part" "$root" && rm -f "$root"/var/cache/apt/archives/*.deb && echo "$root" && return
+  tail -n 1 "$work/log"
+  return 1
+}
+
+root=$work/root
+# As root of the bare system, with its devices and processes, until the command ends. The root is a
+# mount, as a system's is.
+in_root() {
+  unshare --mount sh -c 'mount --bind "$0" "$0" && mount -t proc proc "$0/proc" && mount --rbind /dev "$0/dev" && exec chroot "$0" env -i \
+    PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 "$@"' "$root" "$@"
+}
+files() { (cd "$root" && find . -xdev \( -path ./var/log -o -path ./var/lib/dpkg -o -path ./tmp -o -path ./run/systemd \) -prune -o -print | sort); }
+
+# installed VERSION: what is there after an installation or an upgrade.
+installed() {
+  check "versions after $1" "vxpvh ${1%%-*}
+vxcfg ${1%%-*}" "$(in_root sh -c 'vxpvh --version; vxcfg --version')"
+  check "state after $1" "$(printf "ii %s $1\n" libvxblade-dev libvxblade0 vxblade-tools vxpvh)" \
+    "$(in_root dpkg-query -W -f '${db:Status-Abbrev}${Package} ${Version}\n' '*vxblade*' vxpvh | sort)"
+  check "the service after $1" "enabled, 0600 root" "$(in_root systemctl is-enabled vxpvh.service), $(
+    in_root stat -L -c '0%a %U' /var/lock/vxpvh.lock)"
+}
+
+# The installed samples are planned and merged, as the service would run the tool.
+upgraded_blade() {
+  in_root sh -c '
+    samples=/usr/share/doc/vxblade-tools/examples unit=/lib/systemd/system/vxpvh.service
+    value() { sed -n "s/^$1=//p" "$unit"; }
+    blade() { bladesim --state /tmp/blade "$@"; }
+    systemd-analyze verify --man=no "$unit"
+    blade vxcfg store create --defaults $samples/personality-5.2.1.cfg >/dev/null
+    blade vxcfg set config.bridge.BridgeLogSize 9999
+    blade vxcfg plan $samples/personality-5.3.0.cfg >/tmp/plan
+    mkdir "$(value WorkingDirectory)" && cp $samples/personality-5.3.0.cfg "$(value ConditionPathExists)"
+    (cd "$(value WorkingDirectory)" && blade $(value ExecStart) 2>/dev/null | grep -c "^Compare")
+    blade vxcfg last >/tmp/last && grep -c "^KEEP.*BridgeLogSize" /tmp/last
+    diff /tmp/plan /tmp/last | grep "^[<>] [A-Z]"
+    rm -r "$(value WorkingDirectory)" /tmp/*' 2>&1
+}
+
+life() {
+  local why before version later
+  [ "$(id -u)" -eq 0 ] && unshare --mount true 2>/dev/null || { skip "a bare Debian needs root"; return; }
+  command -v debootstrap >/dev/null || { skip "debootstrap is not installed"; return; }
+  why=$(bare_root) || { skip "no bare Debian: $why"; return; }
+  cp -a --reflink=auto "$why" "$root" && before=$(files)
+  mkdir "$root/tmp/packages" "$root/tmp/later"
+  for package in "$built/$native"/*.deb; do
+    case $package in *-dbgsym_*) continue ;; esac
+    cp "$package" "$root/tmp/packages"
+    dpkg-deb -R "$package" "$work/repacked" && sed -i -E 's/^(Version: .*)/\1+later/; s/(= [0-9.]+-1)\)/\1+later)/' "$work/repacked/DEBIAN/control" &&
+      dpkg-deb --root-owner-group -b "$work/repacked" "$root/tmp/later" >/dev/null && rm -r "$work/repacked"
+  done
+  version=$(dpkg-deb -f "$root"/tmp/packages/vxpvh_*.deb Version) later=$version+later
+  for step in packages later; do
+    check "installation of $step" 0 "$(in_root dpkg -i -R /tmp/$step >"$work/log" 2>&1 || tail -n 5 "$work/log"; echo $?)"
+    [ $step = packages ] && installed "$version" || installed "$later"
+  done
+  check "upgrade of a blade" "51
+1" "$(upgraded_blade)"
+  check "removal" 0 "$(in_root dpkg -r vxblade-tools libvxblade-dev libvxblade0 vxpvh >"$work/log" 2>&1; echo $?)"
+  check "what is left of programs and data" "" "$(comm -13 <(echo "$before") <(files) | grep -v -e systemd)"
+  check "purge" 0 "$(in_root dpkg -P vxblade-tools libvxblade-dev libvxblade0 vxpvh >"$work/log" 2>&1; echo $?)"
+  check "what is left" "" "$(diff <(echo "$before") <(files))"
+}
+
+# --- The programs of another architecture.
+
+unpacked() {
+  for package in "$built/$1"/*.deb; do
+    dpkg-deb -x "$package" "$work/$1" || return 1
+  done
+}
+
+emulated() {
+  local arch=$1 machine=$1 emulator
+  [ "$arch" = arm64 ] && machine=aarch64 || machine=arm
+  emulator=(qemu-$machine -L "$built/sysroot-$arch")
+  command -v "${emulator[0]}" >/dev/null || { skip "$arch: qemu-user is not installed"; return; }
+  unpacked "$arch" && unpacked "$native"
+  check "$arch: vxcfg on a sample with mistakes" "$("$work/$native/usr/bin/vxcfg" check samples/with-mistakes.cfg 2>&1)" \
+    "$("${emulator[@]}" "$work/$arch/usr/bin/vxcfg" check samples/with-mistakes.cfg 2>&1)"
+  PATH=$work/$native/usr/sbin:$PATH tests/blade/arm_upgrade.sh "$work/$native/usr/bin" "$work/$arch/usr/sbin" samples "${emulator[@]}"
+  case $? in
+  0) checks=$((checks + 2)) ;;
+  77) skip "$arch: no simulated blade" ;;
+  *) check "$arch: upgrade" 0 1 ;;
+  esac
+}
+
+scripts/package "${options[@]}" "$@"
+status=$?
+[ $status -eq 0 ] || [ $status -eq 77 ] && [ -d "$built/$native" ] || { echo "packages: not built"; exit 1; }
+[ $status -eq 0 ] || skipped=$((skipped + 1))
+repeated
+life
+for arch in "$@"; do
+  [ -d "$built/$arch" ] || continue
+  quality "$arch"
+  [ "$arch" = "$native" ] || emulated "$arch"
+done
+echo "packages: $((checks - failures)) passed, $failures failed, $skipped skipped"
+[ $failures -eq 0 ] || exit 1
+[ $skipped -eq 0 ] || exit 77
