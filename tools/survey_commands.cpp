@@ -80,6 +80,9 @@ int surveyFleet(const Arguments& arguments) {
         run.oldText = readText(arguments.old);
     }
     LoadedDefaults const defaults(run.newText);
+    if (defaults.version().version[0] == '\0') {
+        throw std::runtime_error(arguments.files[0] + " is no defaults file: it says no version");
+    }
     survey.newRelease = {defaults.version().version, defaults.version().product};
     {
         Interruptible const interruptible;
@@ -118,8 +121,7 @@ void addSurveyCommand(CLI::App& app, Arguments& arguments) {
         .add_option("--accept", arguments.accepted,
                     "A key whose forced default may overwrite users' values")
         ->type_name("KEY")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false);
     command.add_option("--jobs", arguments.jobs, "Threads, by default one for each core")
         ->type_name("N")
         ->check(CLI::Range(1, 1024));

@@ -140,6 +140,9 @@ void printLook(const Survey& survey) {
 }
 
 void printVersions(const Survey& survey) {
+    if (survey.merged + survey.notMerged == 0) {
+        return;
+    }
     std::printf("\n%-42s %8s\n", "old version", "blades");
     uint64_t others = survey.merged + survey.notMerged - survey.versions.sum();
     for (auto const& [text, count] : survey.versions.all()) {

@@ -110,7 +110,8 @@ void surveyBlades(const SurveyRun& run, const std::atomic<bool>& isStopped, Surv
     all.run(makeWork, [&](const Result& result) {
         result.plan ? add(survey, result.blade, *result.plan)
                     : addDamaged(survey, result.blade, result.why);
-        if (run.wantsLines && std::puts(result.line.c_str()) < 0) {
+        // Who reads along gets each line at once.
+        if (run.wantsLines && (std::puts(result.line.c_str()) < 0 || std::fflush(stdout) != 0)) {
             throw std::runtime_error("standard output cannot be written");
         }
         if (progress) {
