@@ -22,7 +22,7 @@ need_packages() {
 package_log=$(mktemp)
 build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest-dev nlohmann-json3-dev
   libarchive-dev nettle-dev)
-test_packages=(libubootenv-tool iproute2 python3 python3-jsonschema)
+test_packages=(libubootenv-tool iproute2 python3 python3-jsonschema parallel)
 fuzz_packages=(cmake ninja-build clang libclang-rt-14-dev pkgconf libfuse3-dev)
 board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev nlohmann-json3-dev g++-arm-linux-gnueabihf qemu-system-arm
   device-tree-compiler cpio xz-utils libubootenv-tool mtd-utils)

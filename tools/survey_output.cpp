@@ -91,7 +91,7 @@ std::string number(uint64_t count) {
     return std::to_string(count);
 }
 
-// "9999 (40), 512 (11), 3 others".
+// "9999" (40), "512" (11), others (3)
 std::string valuesOf(const SurveyedSetting& setting) {
     constexpr std::size_t most = 3;
     auto const all = setting.values.all();
@@ -99,12 +99,12 @@ std::string valuesOf(const SurveyedSetting& setting) {
     uint64_t others = otherValues(setting);
     for (std::size_t i = 0; i < all.size(); ++i) {
         if (i < most) {
-            text += (i == 0 ? "" : ", ") + inQuotes(all[i].text) + " " + number(all[i].count);
+            text += (i == 0 ? "" : ", ") + inQuotes(all[i].text) + " (" + number(all[i].count) + ")";
         } else {
             others += all[i].count;
         }
     }
-    return others == 0 ? text : text + ", others " + number(others);
+    return others == 0 ? text : text + ", others (" + number(others) + ")";
 }
 
 void printSettings(const Survey& survey) {

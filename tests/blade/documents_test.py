@@ -23,6 +23,8 @@ DOCUMENTS = {
     "plan": "vxcfg plan --volumes S --old samples/personality-5.2.1.cfg samples/personality-5.3.0.cfg",
     "last": "vxcfg last --volumes S",
     "show": "vxcfg show --volumes S",
+    "survey": "vxcfg survey samples/personality-5.3.0.cfg fleet",
+    "surveyLine": "vxcfg survey --format jsonl samples/personality-5.3.0.cfg fleet/blade2.tgz #",
 }
 
 
