@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cstdio>
 #include <ctime>
+#include <stdexcept>
 
 namespace tools {
 
@@ -79,15 +80,49 @@ void printOutcome(const Outcome& outcome) {
     }
 }
 
-Json toJson(const Release& release) {
-    return {{"version", release.version}, {"product", release.product}};
-}
-
 Json textOrNull(const std::string& text) {
     return text.empty() ? Json(nullptr) : Json(text);
 }
 
+std::string textOf(const Json& textOrNull) {
+    return textOrNull.is_null() ? "" : textOrNull.get<std::string>();
+}
+
+Action actionOf(const std::string& name) {
+    auto const* const found = std::ranges::find(vx::actionNames, name, lowerCase);
+    if (found == std::end(vx::actionNames)) {
+        throw std::runtime_error("no action: " + name);
+    }
+    return static_cast<Action>(found - std::begin(vx::actionNames));
+}
+
 } // namespace
+
+Json toJson(const Release& release) {
+    return {{"version", release.version}, {"product", release.product}};
+}
+
+Release releaseOf(const Json& document) {
+    return {document.at("version"), document.at("product")};
+}
+
+Account accountOf(const Json& plan) {
+    Account account{.oldRelease = releaseOf(plan.at("old")),
+                    .newRelease = releaseOf(plan.at("new")),
+                    .reason = textOf(plan.at("reason")),
+                    .remark = textOf(plan.at("remark")),
+                    .settings = {},
+                    .outcome = {}};
+    for (const Json& row : plan.at("settings")) {
+        account.settings.push_back({.key = row.at("key"),
+                                    .record = row.at("record"),
+                                    .action = actionOf(row.at("action")),
+                                    .live = row.at("live"),
+                                    .oldDefault = row.at("old"),
+                                    .newDefault = row.at("new")});
+    }
+    return account;
+}
 
 void printText(const Account& account) {
     const char* const from = shown(account.oldRelease.version);

@@ -14,6 +14,8 @@ namespace tools {
 struct Release {
     std::string version;
     std::string product;
+
+    bool operator==(const Release&) const = default;
 };
 
 struct AccountedSetting {
@@ -52,7 +54,11 @@ struct Account {
 // A line of counts, what there is to remark, then a line for each setting.
 void printText(const Account& account);
 
-// As docs/vxcfg.schema.json describes it.
+// As docs/vxcfg.schema.json describes it, and a plan back. The latter throws where it is none.
 [[nodiscard]] Json toJson(const Account& account);
+[[nodiscard]] Account accountOf(const Json& plan);
+
+[[nodiscard]] Json toJson(const Release& release);
+[[nodiscard]] Release releaseOf(const Json& document);
 
 } // namespace tools

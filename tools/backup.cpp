@@ -112,8 +112,8 @@ class Unfinished {
 
 // --- Reading.
 
-// Of what is passed over this much is kept, which is all of most files.
-constexpr std::size_t keptSize = std::size_t{1} << 18;
+// Of what is passed this much is kept, which is all of the files that hold settings.
+constexpr std::size_t keptSize = std::size_t{1} << 16;
 
 class Backup : public Place {
   public:
@@ -133,7 +133,11 @@ class Backup : public Place {
         if (!sumOf_.contains(path)) {
             throw std::runtime_error(nameOf(path) + " is not in the backup");
         }
-        return reach(path, limit).content.substr(0, limit);
+        Member& member = reach(path, limit);
+        if (limit >= member.status.size && !member.isChecked) {
+            check(path, member);
+        }
+        return member.content.substr(0, limit);
     }
 
     [[nodiscard]] std::vector<std::string> files() const override { return paths_; }
@@ -149,6 +153,7 @@ class Backup : public Place {
     struct Member {
         FileStatus status;
         std::string content; // its first bytes
+        bool isChecked = false;
     };
 
     void restart() const {
@@ -175,17 +180,25 @@ class Backup : public Place {
     }
 
     // A file of which at least `wanted` bytes, or all, are there.
-    const Member& reach(const std::string& path, std::size_t wanted) const {
+    Member& reach(const std::string& path, std::size_t wanted) const {
         auto const isEnough = [wanted](const Member& member) {
             return member.content.size() >= std::min<uint64_t>(wanted, member.status.size);
         };
         auto const known = members_.find(path);
-        if (known != members_.end()) {
-            if (isEnough(known->second)) {
-                return known->second;
-            }
-            restart(); // it was passed
+        if (known != members_.end() && isEnough(known->second)) {
+            return known->second;
         }
+        try {
+            if (known != members_.end()) {
+                restart(); // it was passed
+            }
+            return find(path, wanted);
+        } catch (const std::runtime_error& error) {
+            throw DamagedCopy(error.what());
+        }
+    }
+
+    Member& find(const std::string& path, std::size_t wanted) const {
         while (auto const next = reader_->next()) {
             std::string const name = "/" + next->name;
             Member& member = members_[name];
@@ -195,19 +208,19 @@ class Backup : public Place {
             std::size_t const kept = std::max(keptSize, name == path ? wanted : 0);
             member.status = {FileKind::regular, next->size, next->mode, 0};
             member.content = reader_->read(std::min<uint64_t>(kept, next->size));
+            member.isChecked = false;
             if (name == path) {
-                check(path, member);
                 return member;
             }
         }
         throw std::runtime_error(nameOf(path) + " is missing: the backup is not whole");
     }
 
-    void check(const std::string& path, const Member& member) const {
-        if (member.content.size() == member.status.size &&
-            sha256(member.content) != sumOf_.at(path)) {
-            throw std::runtime_error(nameOf(path) + " is damaged: it does not match its sum");
+    void check(const std::string& path, Member& member) const {
+        if (sha256(member.content) != sumOf_.at(path)) {
+            throw DamagedCopy(nameOf(path) + " is damaged: it does not match its sum");
         }
+        member.isChecked = true;
     }
 
     fs::path file_;

@@ -29,8 +29,8 @@ struct BackupReport {
 // where a file cannot be read, where files do not keep still, and where `file` cannot be written.
 BackupReport writeBackup(const Place& place, bool isBlade, const std::filesystem::path& file);
 
-// A backup as a place. What is read whole is compared with its sum, a mismatch is an error like one
-// of reading. Throws std::runtime_error where it is no backup.
+// A backup as a place. What is read whole is compared with its sum: a mismatch is a DamagedCopy,
+// and so is what cannot be read. Throws std::runtime_error where it is no backup.
 std::unique_ptr<Place> openBackup(const std::filesystem::path& file);
 
 } // namespace tools

@@ -25,6 +25,9 @@ struct Arguments {
     std::string old;
     std::string place = "/mnt";
     std::string format = "text";
+    std::vector<std::string> accepted; // keys
+    unsigned jobs = 0;                 // 0: one for each core
+    bool isMerge = false;
     bool isVerbose = false;
     bool isDry = false;
     bool isStrict = false;
@@ -48,6 +51,7 @@ CLI::App& addCommand(CLI::App& app, Arguments& arguments, const char* name, cons
 
 void addDefaultsCommands(CLI::App& app, Arguments& arguments);
 void addUpgradeCommands(CLI::App& app, Arguments& arguments);
+void addSurveyCommand(CLI::App& app, Arguments& arguments);
 void addStoreCommands(CLI::App& app, Arguments& arguments);
 void addHardwareCommands(CLI::App& app, Arguments& arguments);
 

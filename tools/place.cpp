@@ -76,7 +76,7 @@ std::unique_ptr<Place> openPlace(const fs::path& path) {
     if (fs::is_directory(path)) {
         return std::make_unique<VolumeFolder>(path);
     }
-    if (!fs::exists(path)) {
+    if (!fs::is_regular_file(path)) {
         throw std::runtime_error(path.string() + " is neither a folder of volumes nor a backup");
     }
     return openBackup(path);

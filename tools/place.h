@@ -5,10 +5,16 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace tools {
+
+// A copy of a blade's files that is not what was copied: nothing can be said of the blade itself.
+class DamagedCopy : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 enum class FileKind : uint8_t { missing, regular, other };
 
@@ -32,7 +38,7 @@ class Place {
     [[nodiscard]] virtual FileStatus statusOf(const std::string& path) const = 0;
 
     // Up to `limit` bytes from the start of a regular file. Throws std::runtime_error where there
-    // is none or it cannot be read.
+    // is none or it cannot be read, DamagedCopy where that says nothing of the blade.
     [[nodiscard]] virtual std::string read(const std::string& path, std::size_t limit) const = 0;
     // All of it.
     [[nodiscard]] std::string read(const std::string& path) const { return read(path, SIZE_MAX); }

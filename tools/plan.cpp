@@ -10,8 +10,10 @@
 #include "upgrade/change.h"
 #include "upgrade/journal.h"
 
+#include <algorithm>
 #include <span>
 #include <stdexcept>
+#include <utility>
 
 namespace tools {
 
@@ -29,14 +31,13 @@ Record load(const Defaults& defaults, const Section& section, uint32_t number) {
     return record;
 }
 
-class Planner {
+// One plan: decides section by section, and changes its own copies of the live records as the
+// upgrade changes the blade's.
+class Decider {
   public:
-    Planner(LiveRecords live, const Defaults& oldFile, const Defaults& newFile)
-        : live_(std::move(live)), old_(oldFile), new_(newFile) {}
+    explicit Decider(const Place& place) : live_(place) {}
 
-    void plan(const Section& section, uint32_t number) {
-        Record oldDefaults = load(old_, section, number);
-        Record newDefaults = load(new_, section, number);
+    void decide(const Section& section, uint32_t number, Record& oldDefaults, Record& newDefaults) {
         Record& live = live_.of(*section.merge.into, number);
         vx::MergeRoom const room = {oldDefaults.data(), newDefaults.data(), live.data()};
         vx::Decisions const decisions =
@@ -50,7 +51,7 @@ class Planner {
         }
     }
 
-    [[nodiscard]] const std::vector<AccountedSetting>& settings() const { return settings_; }
+    [[nodiscard]] std::vector<AccountedSetting> takeSettings() { return std::move(settings_); }
 
   private:
     void add(const vx::Change& change) {
@@ -64,15 +65,17 @@ class Planner {
     }
 
     LiveRecords live_;
-    const Defaults& old_;
-    const Defaults& new_;
     std::vector<AccountedSetting> settings_;
 };
 
-// What an upgrade takes a reference for that is not there or cannot be read.
-std::string savedReference(const Place& place) {
+// Up to `limit` bytes of a file. An upgrade takes one that cannot be read for one that is not
+// there: empty.
+std::string readAsUpgrade(const Place& place, const char* path, std::size_t limit) {
     try {
-        return place.read(vx::savedPersonalityFiles[0]);
+        bool const isThere = place.statusOf(path).kind == FileKind::regular;
+        return isThere ? place.read(path, limit) : "";
+    } catch (const DamagedCopy&) {
+        throw;
     } catch (const std::exception&) {
         return "";
     }
@@ -92,12 +95,8 @@ std::string whyNot(const Place& place, Phase phase, bool isSame) {
 }
 
 vx::JournalRecord journalAt(const Place& place) {
-    try {
-        std::string const content = place.read(vx::upgradeJournal, sizeof(vx::JournalRecord));
-        return vx::journalOf(std::as_bytes(std::span(content)));
-    } catch (const std::exception&) {
-        return {};
-    }
+    std::string const content = readAsUpgrade(place, vx::upgradeJournal, sizeof(vx::JournalRecord));
+    return vx::journalOf(std::as_bytes(std::span(content)));
 }
 
 const char* remarkOn(Phase phase, bool hasReference) {
@@ -110,32 +109,69 @@ const char* remarkOn(Phase phase, bool hasReference) {
 
 } // namespace
 
-Account planUpgrade(const Place& place, const fs::path& oldFile, const fs::path& newFile) {
-    std::string const oldText = oldFile.empty() ? savedReference(place) : readText(oldFile);
-    Defaults const oldDefaults = openDefaults(oldText);
-    Defaults const newDefaults = openDefaults(readText(newFile));
-    vx::indexProperties(oldDefaults.get());
-    vx::indexProperties(newDefaults.get());
-    VersionBlock const oldVersion = versionOf(oldDefaults.get());
-    VersionBlock const newVersion = versionOf(newDefaults.get());
+LoadedDefaults::LoadedDefaults(std::string text) : text_(std::move(text)) {
+    Defaults const handle = openDefaults(text_);
+    vx::indexProperties(handle.get());
+    version_ = versionOf(handle.get());
+    vx::forEachSection(vx::mergeOrder, [&](const Section& section, uint32_t number) {
+        records_.push_back(load(handle, section, number));
+    });
+}
+
+Planner::Planner(std::string newText, std::optional<std::string> oldText)
+    : new_(std::move(newText)) {
+    if (oldText) {
+        old_.emplace(*std::move(oldText));
+    }
+}
+
+LoadedDefaults& Planner::oldDefaultsOf(const Place& place) {
+    constexpr std::size_t most = 16;
+    if (old_) {
+        return *old_;
+    }
+    std::string text = readAsUpgrade(place, vx::savedPersonalityFiles[0], SIZE_MAX);
+    auto const found = std::ranges::find(known_, text, &LoadedDefaults::text);
+    if (found != known_.end()) {
+        known_.splice(known_.begin(), known_, found);
+        return known_.front();
+    }
+    known_.emplace_front(std::move(text));
+    if (known_.size() > most) {
+        known_.pop_back();
+    }
+    return known_.front();
+}
+
+Account Planner::plan(const Place& place) {
+    LoadedDefaults& old = oldDefaultsOf(place);
+    const VersionBlock& from = old.version();
+    const VersionBlock& to = new_.version();
     auto const journal = journalAt(place);
-    Phase const phase = vx::sameVersion(journal.version, newVersion) ? journal.phase : Phase::none;
-    Account plan{.oldRelease = {oldVersion.version, oldVersion.product},
-                 .newRelease = {newVersion.version, newVersion.product},
-                 .reason = whyNot(place, phase, vx::sameVersion(oldVersion, newVersion)),
-                 .remark = remarkOn(phase, !oldText.empty()),
+    Phase const phase = vx::sameVersion(journal.version, to) ? journal.phase : Phase::none;
+    Account plan{.oldRelease = {from.version, from.product},
+                 .newRelease = {to.version, to.product},
+                 .reason = whyNot(place, phase, vx::sameVersion(from, to)),
+                 .remark = remarkOn(phase, !old.text().empty()),
                  .settings = {},
                  .outcome = {}};
     if (plan.reason.empty()) {
-        Planner planner(LiveRecords(place), oldDefaults, newDefaults);
+        Decider decider(place);
+        std::size_t index = 0;
         vx::forEachSection(vx::mergeOrder, [&](const Section& section, uint32_t number) {
             if (&section != &vx::iscsiSection || phase != Phase::portsDone) {
-                planner.plan(section, number);
+                decider.decide(section, number, old.records()[index], new_.records()[index]);
             }
+            ++index;
         });
-        plan.settings = planner.settings();
+        plan.settings = decider.takeSettings();
     }
     return plan;
+}
+
+Account planUpgrade(const Place& place, const fs::path& oldFile, const fs::path& newFile) {
+    auto const oldText = oldFile.empty() ? std::nullopt : std::optional(readText(oldFile));
+    return Planner(readText(newFile), oldText).plan(place);
 }
 
 } // namespace tools

@@ -58,6 +58,7 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     tools::addDefaultsCommands(app, arguments);
     tools::addUpgradeCommands(app, arguments);
+    tools::addSurveyCommand(app, arguments);
     tools::addStoreCommands(app, arguments);
     tools::addHardwareCommands(app, arguments);
     try {

@@ -32,6 +32,8 @@ DOCUMENTS = {
     "env get": "vxcfg env get --image S/nor.bin ChassisName",
     "env set": "bladesim --state S vxcfg env set SERIAL 42",
     "verify": "printf x >>S/nand2/brapp_config.bin; touch S/nand1/odd; vxcfg store verify --volumes S",
+    "survey": "vxcfg survey samples/personality-5.3.0.cfg fleet",
+    "surveyLine": "vxcfg survey --format jsonl samples/personality-5.3.0.cfg fleet/blade2.tgz #",
 }
 
 
