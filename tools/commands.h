@@ -24,6 +24,7 @@ struct Arguments {
     std::string file;
     std::string old;
     std::string place = "/mnt";
+    std::string page;
     std::string format = "text";
     std::vector<std::string> accepted; // keys
     unsigned jobs = 0;                 // 0: one for each core

@@ -3,6 +3,8 @@
 #include "settings/table.h"
 #include "tools/values.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <stdexcept>
 #include <unordered_map>

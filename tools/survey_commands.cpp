@@ -2,7 +2,10 @@
 #include "tools/files.h"
 #include "tools/plan.h"
 #include "tools/survey.h"
+#include "tools/survey_page.h"
 #include "tools/survey_run.h"
+
+#include <nlohmann/json.hpp>
 
 #include <atomic>
 #include <cinttypes>
@@ -41,6 +44,9 @@ int show(const Survey& survey, const Arguments& arguments) {
         print(toJson(survey));
     } else if (arguments.format == "text") {
         printText(survey);
+    }
+    if (!arguments.page.empty()) {
+        installText(surveyPage(toJson(survey)), arguments.page);
     }
     if (survey.isInterrupted) {
         std::fprintf(stderr, "vxcfg: interrupted after %" PRIu64 " blades\n", bladesOf(survey));
@@ -122,6 +128,8 @@ void addSurveyCommand(CLI::App& app, Arguments& arguments) {
                     "A key whose forced default may overwrite users' values")
         ->type_name("KEY")
         ->allow_extra_args(false);
+    command.add_option("--html", arguments.page, "Write it as a page for a browser, too")
+        ->type_name("FILE");
     command.add_option("--jobs", arguments.jobs, "Threads, by default one for each core")
         ->type_name("N")
         ->check(CLI::Range(1, 1024));

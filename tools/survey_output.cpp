@@ -2,6 +2,8 @@
 #include "tools/forms.h"
 #include "tools/survey.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
