@@ -1,5 +1,5 @@
-// crc32 of <vxblade/common.h> for the layer itself. Programs bring functions of that name, their own
-// or another library's: this one is never theirs.
+// crc32 of <vxblade/common.h> for the layer itself. Programs bring functions of that name, their
+// own or another library's: this one is never theirs.
 #pragma once
 
 #include <cstdint>
