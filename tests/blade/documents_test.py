@@ -17,7 +17,7 @@ import jsonschema
 BIN, ROOT = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
 PAGES = ["README.md", "docs/at-a-blade.md", "docs/defaults-files.md", "docs/man/bladesim.1.scd",
          "docs/man/vxblade-defaults.5.scd", "docs/man/vxcfg.1.scd"]
-# On the blade S, after all pages: each result by its name in the schema.
+# On blades of the pages, after all of them: each result by its name in the schema.
 DOCUMENTS = {
     "check": "vxcfg check samples/with-mistakes.cfg samples/personality-5.3.0.cfg",
     "diff": "vxcfg diff samples/personality-5.2.1.cfg samples/with-mistakes.cfg",
@@ -31,6 +31,8 @@ DOCUMENTS = {
     "env": "vxcfg env --image S/nor.bin",
     "env get": "vxcfg env get --image S/nor.bin ChassisName",
     "env set": "bladesim --state S vxcfg env set SERIAL 42",
+    "restore": "(bladesim --state B vxcfg env set X 1; bladesim --state B vxcfg set config.bridge.BridgeLogSize 1) >x;"
+               "bladesim --state B vxcfg store restore --dry-run B.backup",
     "verify": "printf x >>S/nand2/brapp_config.bin; touch S/nand1/odd; vxcfg store verify --volumes S",
     "survey": "vxcfg survey samples/personality-5.3.0.cfg fleet",
     "surveyLine": "vxcfg survey --format jsonl samples/personality-5.3.0.cfg fleet/blade2.tgz #",
