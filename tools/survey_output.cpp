@@ -99,7 +99,8 @@ std::string valuesOf(const SurveyedSetting& setting) {
     uint64_t others = otherValues(setting);
     for (std::size_t i = 0; i < all.size(); ++i) {
         if (i < most) {
-            text += (i == 0 ? "" : ", ") + inQuotes(all[i].text) + " (" + number(all[i].count) + ")";
+            text +=
+                (i == 0 ? "" : ", ") + inQuotes(all[i].text) + " (" + number(all[i].count) + ")";
         } else {
             others += all[i].count;
         }
