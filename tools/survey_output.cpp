@@ -225,7 +225,9 @@ Survey surveyOf(const Json& document) {
 }
 
 std::string lineOf(const std::string& blade, const Account& plan) {
-    return dumped({{"blade", blade}, {"plan", toJson(plan)}});
+    Json line = {{"blade", blade}};
+    line["plan"] = toJson(plan);
+    return dumped(line);
 }
 
 std::string lineOf(const std::string& blade, const std::string& why) {
