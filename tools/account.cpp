@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <ctime>
 #include <stdexcept>
+#include <utility>
 
 namespace tools {
 
@@ -149,12 +150,13 @@ void printText(const Account& account) {
 Json toJson(const Account& account) {
     Json settings = Json::array();
     for (const AccountedSetting& setting : account.settings) {
-        settings.push_back({{"key", setting.key},
-                            {"record", setting.record},
-                            {"action", lowerCase(nameOf(setting.action))},
-                            {"live", setting.live},
-                            {"old", setting.oldDefault},
-                            {"new", setting.newDefault}});
+        Json& row = settings.emplace_back(Json::object()); // a list would copy all once more
+        row["key"] = setting.key;
+        row["record"] = setting.record;
+        row["action"] = lowerCase(nameOf(setting.action));
+        row["live"] = setting.live;
+        row["old"] = setting.oldDefault;
+        row["new"] = setting.newDefault;
     }
     Json counts;
     for (Action const action : {Action::change, Action::keep, Action::force, Action::never}) {
@@ -174,7 +176,7 @@ Json toJson(const Account& account) {
         }
         document["omitted"] = account.outcome->omitted;
     }
-    document["settings"] = settings;
+    document["settings"] = std::move(settings);
     document["counts"] = counts;
     return document;
 }

@@ -112,8 +112,10 @@ class Unfinished {
 
 // --- Reading.
 
-// Of what is passed this much is kept, which is all of the files that hold settings.
+// Of what is passed this much is kept, which is all of the files that hold settings; of a larger
+// file that was asked for only so much that its header is there.
 constexpr std::size_t keptSize = std::size_t{1} << 16;
+constexpr std::size_t headSize = 4096;
 
 class Backup : public Place {
   public:
@@ -205,7 +207,9 @@ class Backup : public Place {
             if (!sumOf_.contains(name) || next->size > largestFile) {
                 throw std::runtime_error(nameOf(name) + " does not belong into a backup");
             }
-            std::size_t const kept = std::max(keptSize, name == path ? wanted : 0);
+            std::size_t const kept = name != path            ? keptSize
+                                     : next->size > keptSize ? std::max(headSize, wanted)
+                                                             : next->size;
             member.status = {FileKind::regular, next->size, next->mode, 0};
             member.content = reader_->read(std::min<uint64_t>(kept, next->size));
             member.isChecked = false;

@@ -101,7 +101,8 @@ std::string valuesOf(const SurveyedSetting& setting) {
     uint64_t others = otherValues(setting);
     for (std::size_t i = 0; i < all.size(); ++i) {
         if (i < most) {
-            text += (i == 0 ? "" : ", ") + inQuotes(all[i].text) + " (" + number(all[i].count) + ")";
+            text +=
+                (i == 0 ? "" : ", ") + inQuotes(all[i].text) + " (" + number(all[i].count) + ")";
         } else {
             others += all[i].count;
         }
@@ -226,7 +227,9 @@ Survey surveyOf(const Json& document) {
 }
 
 std::string lineOf(const std::string& blade, const Account& plan) {
-    return dumped({{"blade", blade}, {"plan", toJson(plan)}});
+    Json line = {{"blade", blade}};
+    line["plan"] = toJson(plan);
+    return dumped(line);
 }
 
 std::string lineOf(const std::string& blade, const std::string& why) {
