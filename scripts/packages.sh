@@ -30,7 +30,7 @@ board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev nlohmann-json3-d
   device-tree-compiler cpio xz-utils libubootenv-tool mtd-utils)
 figures_packages=(zlib1g libinih1 git diffutils hyperfine valgrind strace qemu-user g++-arm-linux-gnueabihf)
 
-package_packages=(cmake ninja-build g++ debhelper dpkg-dev pkgconf libarchive-dev libcli11-dev libfuse3-dev libgtest-dev nettle-dev
+package_packages=(cmake ninja-build g++ scdoc debhelper dpkg-dev pkgconf libarchive-dev libcli11-dev libfuse3-dev libgtest-dev nettle-dev
   nlohmann-json3-dev)
 # The compilers for the architectures of packages, and what their packages are linked with.
 declare -A compiler_packages=([amd64]=g++-x86-64-linux-gnu [arm64]=g++-aarch64-linux-gnu

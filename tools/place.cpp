@@ -72,14 +72,18 @@ fs::path onVolumes(const fs::path& folder, const std::string& path) {
     return folder / fs::path(path).lexically_relative("/mnt");
 }
 
-std::unique_ptr<Place> openPlace(const fs::path& path) {
-    if (fs::is_directory(path)) {
-        return std::make_unique<VolumeFolder>(path);
+std::unique_ptr<Place> openFolder(const fs::path& path) {
+    if (!fs::is_directory(path)) {
+        throw std::runtime_error(path.string() + " is no folder of volumes");
     }
-    if (!fs::is_regular_file(path)) {
+    return std::make_unique<VolumeFolder>(path);
+}
+
+std::unique_ptr<Place> openPlace(const fs::path& path) {
+    if (!fs::is_directory(path) && !fs::is_regular_file(path)) {
         throw std::runtime_error(path.string() + " is neither a folder of volumes nor a backup");
     }
-    return openBackup(path);
+    return fs::is_directory(path) ? openFolder(path) : openBackup(path);
 }
 
 } // namespace tools

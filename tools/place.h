@@ -64,5 +64,7 @@ inline constexpr const char* volumes[] = {"/mnt/nand0", "/mnt/nand1", "/mnt/nand
 // The place at `path`: a folder of nand0, nand1 and nand2, such as /mnt, or a backup. Throws
 // std::runtime_error where it is neither.
 [[nodiscard]] std::unique_ptr<Place> openPlace(const std::filesystem::path& path);
+// Only the former.
+[[nodiscard]] std::unique_ptr<Place> openFolder(const std::filesystem::path& path);
 
 } // namespace tools

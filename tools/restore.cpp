@@ -123,6 +123,7 @@ void compareVariables(const Members& backup, const Members& blade, RestoreReport
     }
     if (!blade.contains(environmentMember)) {
         report.remark += "Not restored: the boot environment, which cannot be read\n";
+        report.isPartial = true;
         return;
     }
     std::map<std::string, RestoredVariable> changes;
@@ -245,7 +246,7 @@ RestoreReport restoreBackup(const fs::path& backup, const fs::path& folder,
     bool const isBlade = folder == "/mnt";
     vx::Descriptor const turn = isBlade && !options.isDry ? vx::waitForTurn() : vx::Descriptor();
     auto const from = openBackup(backup);
-    auto const now = openPlace(folder);
+    auto const now = openFolder(folder);
     requireWhole(*from);
     requireVolumes(folder, *now);
     Members const ofBlade = isBlade ? bladeMembers(*now, true) : Members();

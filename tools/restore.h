@@ -38,6 +38,7 @@ struct RestoreReport {
     std::vector<RestoredVariable> variables; // of the boot environment, of this blade only
     std::vector<RestoredFile> files;         // that differ
     std::string remark;                      // what could not be compared or restored; mostly empty
+    bool isPartial = false;                  // the boot environment is left as it was
 };
 
 struct RestoreOptions {

@@ -134,7 +134,7 @@ int restore(const Arguments& arguments) {
     auto const report =
         restoreBackup(arguments.file, arguments.place, {arguments.isDry, arguments.isForced});
     arguments.wantsJson() ? print(toJson(report)) : printText(report);
-    return report.remark.empty() ? good : found;
+    return report.isPartial ? found : good;
 }
 
 int verify(const Arguments& arguments) {
