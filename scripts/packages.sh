@@ -25,6 +25,7 @@ build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest
 test_packages=(libubootenv-tool iproute2 python3 python3-jsonschema groff-base mandoc
   clang make binutils parallel)
 manual_packages=(scdoc groff-base mandoc doxygen python3)
+page_packages=(chromium chromium-driver python3-selenium)
 fuzz_packages=(cmake ninja-build clang libclang-rt-14-dev pkgconf libfuse3-dev)
 board_packages=(cmake ninja-build g++ libcli11-dev libgtest-dev nlohmann-json3-dev g++-arm-linux-gnueabihf qemu-system-arm
   device-tree-compiler cpio xz-utils libubootenv-tool mtd-utils)

@@ -2,15 +2,19 @@
 """The page of a survey in a browser: it fetches nothing, says what the document says, sorts, filters, and can be read
 by everybody.
 
-usage: page_test.py PAGE DOCUMENT AXE [PICTURES]
-  PAGE, DOCUMENT  what one survey wrote with --html and --format json
-  AXE             the script of axe-core, which examines a page's accessibility
-  PICTURES        folder that gets a picture of the page in light and in dark
+usage: page_test.py BIN ROOT AXE [PICTURES]
+  AXE       the script of axe-core, which examines a page's accessibility
+  PICTURES  folder that gets a picture of the page in light and in dark
 """
 import json
+import os
 import pathlib
 import re
+import subprocess
 import sys
+import tempfile
+
+import fleet
 
 try:
     from selenium import webdriver
@@ -19,7 +23,7 @@ except ImportError:
     print("SKIPPED: page_test: package python3-selenium is missing")
     sys.exit(77)
 
-PAGE, DOCUMENT, AXE = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
+BIN, ROOT, AXE = map(pathlib.Path, sys.argv[1:4])
 KINDS = {"damaged": "damaged", "notMerged": "not merged", "forced": "overwritten"}
 NUMBERS = ["moved", "kept", "alreadyThere", "forced", "never"]
 failures = []
@@ -30,7 +34,21 @@ def expect(is_good, what):
         failures.append(what)
 
 
-def browse(scripts):
+def survey_of_a_fleet(folder):
+    """The page, and the document of the same survey."""
+    command = ["bladesim", "--state", f"{folder}/state", "vxcfg", "store", "create", "--defaults",
+               f"{ROOT}/samples/personality-5.2.1.cfg"]
+    subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+    fleet.main(f"{folder}/state", ROOT / "samples", f"{folder}/fleet", 200, 2026)
+    page = pathlib.Path(folder, "survey.html")
+    # From the folder, so that the pictures show names alone.
+    done = subprocess.run(["vxcfg", "survey", "--format", "json", "--html", page,
+                           (ROOT / "samples/personality-5.3.0.cfg").resolve(), "fleet"],
+                          cwd=folder, stdout=subprocess.PIPE, text=True, check=False)
+    return page, json.loads(done.stdout)
+
+
+def browse(page, scripts):
     options = webdriver.ChromeOptions()
     options.binary_location = "/usr/bin/chromium"
     for argument in ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--no-first-run",
@@ -39,7 +57,7 @@ def browse(scripts):
     options.add_experimental_option("prefs", {"profile.managed_default_content_settings.javascript": 1 if scripts else 2})
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     browser = webdriver.Chrome(options=options)
-    browser.get(PAGE.as_uri())
+    browser.get(page.as_uri())
     return browser
 
 
@@ -97,12 +115,12 @@ def check_filter(browser, table, word):
     field.clear()
 
 
-def check_requests(browser):
+def check_requests(browser, page):
     errors = [entry["message"] for entry in browser.get_log("browser") if entry["level"] in ("SEVERE", "WARNING")]
     expect(errors == [], f"the console says {errors}")
     events = [json.loads(entry["message"])["message"] for entry in browser.get_log("performance")]
     urls = {event["params"]["request"]["url"] for event in events if event["method"] == "Network.requestWillBeSent"}
-    expect(urls == {PAGE.as_uri()}, f"the page asks for {urls}")
+    expect(urls == {page.as_uri()}, f"the page asks for {urls}")
 
 
 def check_access(browser, scheme):
@@ -117,11 +135,19 @@ def check_access(browser, scheme):
 
 
 def main():
-    survey = json.loads(DOCUMENT.read_text())
-    browser = browse(scripts=True)
+    os.environ["PATH"] = f"{BIN.resolve()}:{os.environ['PATH']}"
+    with tempfile.TemporaryDirectory() as folder:
+        page, survey = survey_of_a_fleet(folder)
+        check(page, survey)
+    print("\n".join(failures + [f"page_test: {len(survey['settings'])} settings, {len(failures)} failed"]))
+    return 1 if failures else 0
+
+
+def check(page, survey):
+    browser = browse(page, scripts=True)
     try:
         check_numbers(browser, survey)
-        check_requests(browser)
+        check_requests(browser, page)
         for scheme in ("light", "dark"):
             check_access(browser, scheme)
         check_sorting(browser)
@@ -129,14 +155,11 @@ def main():
         check_filter(browser, "look-table", survey["look"][0]["why"])
     finally:
         browser.quit()
-    browser = browse(scripts=False)
+    browser = browse(page, scripts=False)
     try:
         expect(browser.find_elements(By.CSS_SELECTOR, "thead button") == [], "scripts are not off")
         check_numbers(browser, survey)
     finally:
         browser.quit()
-    print("\n".join(failures + [f"page_test: {len(failures)} failed"]))
-    return 1 if failures else 0
-
 
 sys.exit(main())
