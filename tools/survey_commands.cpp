@@ -109,10 +109,7 @@ int survey(const Arguments& arguments) {
 void addSurveyCommand(CLI::App& app, Arguments& arguments) {
     CLI::App& command =
         addCommand(app, arguments, "survey",
-                   "Say what an upgrade would do to many blades, by \"plan\" of each one.\n"
-                   "  vxcfg survey [OPTIONS] NEW PLACE...\n"
-                   "  vxcfg survey [OPTIONS] --merge RESULT...",
-                   survey);
+                   "Say what an upgrade would do to many blades, by a plan of each", survey);
     command
         .add_option("FILE", arguments.files,
                     "The new defaults file, then places: backups, folders of volumes, folders that "
