@@ -142,6 +142,12 @@ class Backup : public Place {
         return member.content.substr(0, limit);
     }
 
+    void verify(const std::string& path) const override {
+        if (sumOf_.contains(path)) {
+            (void)read(path, SIZE_MAX);
+        }
+    }
+
     [[nodiscard]] std::vector<std::string> files() const override { return paths_; }
 
     // A blade whose volumes are missing gives no backup.

@@ -75,9 +75,7 @@ std::string whyUnusable(const Place& place) {
     for (const NeededFile& file : neededFiles) {
         std::string const path = psstFilePrimaryPaths[vx::fileIndexOf(file.type)];
         if (std::string const problem = problemOf(place, path, file); !problem.empty()) {
-            if (place.statusOf(path).kind == FileKind::regular) {
-                (void)place.read(path); // of a copy: so it was on the blade
-            }
+            place.verify(path);
             return place.nameOf(path) + " " + problem;
         }
     }

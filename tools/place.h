@@ -43,6 +43,10 @@ class Place {
     // All of it.
     [[nodiscard]] std::string read(const std::string& path) const { return read(path, SIZE_MAX); }
 
+    // Throws DamagedCopy where a file is not as it was on the blade; where files are the blade's
+    // own they always are.
+    virtual void verify(const std::string& /*path*/) const {}
+
     // The paths of all files of the three volumes, folders below them left out, in order. Throws
     // std::runtime_error where a volume cannot be listed.
     [[nodiscard]] virtual std::vector<std::string> files() const = 0;

@@ -40,6 +40,9 @@ class Interruptible {
 
 // The result of either way.
 int show(const Survey& survey, const Arguments& arguments) {
+    if (bladesOf(survey) == 0 && !survey.isInterrupted) {
+        throw std::runtime_error("there is no blade to survey");
+    }
     if (arguments.wantsJson()) {
         print(toJson(survey));
     } else if (arguments.format == "text") {
@@ -93,9 +96,6 @@ int surveyFleet(const Arguments& arguments) {
     {
         Interruptible const interruptible;
         surveyBlades(run, isStopped, survey);
-    }
-    if (bladesOf(survey) == 0 && !survey.isInterrupted) {
-        throw std::runtime_error("no blade was named");
     }
     return show(survey, arguments);
 }

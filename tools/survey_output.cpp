@@ -209,9 +209,6 @@ Survey surveyOf(const Json& document) {
         survey.versions.add(version + '\0' + row.at("product").get<std::string>(),
                             row.at("blades"));
     }
-    if (document.at("otherVersions") != 0) {
-        survey.versions.setSampled();
-    }
     for (const Json& row : document.at("settings")) {
         if (row.at("accepted").get<bool>()) {
             survey.accepted.insert(row.at("key"));

@@ -78,11 +78,12 @@ def many_values(folder):
         line = {"blade": str(number), "plan": {**plan, "settings": [{**row, "action": "force", "live": value}]}}
         lines.append(json.dumps(line) + "\n")
     whole = survey("--merge", "--format", "json", "-", text="".join(lines), status=1)
-    parts = [folder + f"/values{number}" for number in range(3)]
+    parts, ends = [folder + f"/values{number}" for number in range(3)], [0, 500, 11_700, 12_000]
     for number, part in enumerate(parts):
-        some = lines[5000 * number:5000 * (number + 1)]
+        some = lines[ends[number]:ends[number + 1]]
         pathlib.Path(part).write_text(survey("--merge", "--format", "json", "-", text="".join(some)))
     check("parts with many values", whole, survey("--merge", "--format", "json", *parts))
+    check("one part", whole, survey("--merge", "--format", "json", "-", text=whole))
     document = json.loads(whole)
     setting = document["settings"][0]
     kept = {value["value"]: value["blades"] for value in setting["values"]}
