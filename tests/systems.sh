@@ -31,7 +31,7 @@ for suite in "$@"; do
     # What the stage skipped there was not tested.
     while read -r line; do
       skipped=$((skipped + 1)) && echo "SKIPPED: systems: $name: $line"
-    done < <(sed -n 's/^SKIPPED  *//p' "build-systems/$name.log")
+    done < <(sed -nE 's/^SKIPPED +(release: SKIPPED: )?//p' "build-systems/$name.log")
     rm -rf "$tree"
   done
 done
