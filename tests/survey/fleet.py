@@ -135,7 +135,7 @@ class Fleet:
             return self.random.randbytes(self.random.choice([0, 100, 5000])), "damaged", None, []
         if damage == 1:
             whole = self.archive(files)
-            return whole[:self.random.randrange(len(whole) * 2 * len(read) // 10)], "damaged", None, []
+            return whole[:self.random.randrange(len(whole) * len(read) // 6)], "damaged", None, []
         if damage <= 3:  # what plans read
             name = self.random.choice(read)
             return self.archive(files, stale=(name, self.random.randrange(len(files[name])))), "damaged", None, []
