@@ -108,3 +108,36 @@ version_of() {
     sed -n 's/^CMAKE_PROJECT_VERSION:.*=//p' "$build/CMakeCache.txt"
   rm -rf "$build"
 }
+
+# --- A bare Debian.
+
+# bare_root FOLDER SUITE PACKAGE...: the path of a bare system with these packages, below FOLDER, or
+# why there is none. It is kept there. Work on a copy, or leave it as it was.
+bare_root() {
+  local folder=$1 suite=$2 wanted mirror root log
+  wanted=$(printf '%s\n' "${@:3}" | sort -u | paste -sd ,)
+  root=$folder/root-$suite-$(sha256sum <<<"$wanted" | head -c 8) log=$(mktemp)
+  if [ ! -e "$root" ]; then
+    # A suite is where this machine's is.
+    mirror=$(package_sources --no-release-info | awk '$3 == "bookworm" { print $2; exit }')
+    rm -rf "$root.part" && mkdir -p "$folder" &&
+      debootstrap --variant=minbase --include="$wanted" "$suite" "$root.part" "$mirror" >"$log" 2>&1 &&
+      rm -f "$root.part"/var/cache/apt/archives/*.deb && mv "$root.part" "$root"
+  fi
+  [ -e "$root" ] && echo "$root" || tail -n 1 "$log"
+  rm "$log"
+  [ -e "$root" ]
+}
+
+# in_root ROOT COMMAND...: as root of a bare system, with its devices and processes, until the command
+# ends. The root is a mount, as a system's is.
+in_root() {
+  unshare --mount sh -c 'mount --bind "$0" "$0" && mount -t proc proc "$0/proc" && mount --rbind /dev "$0/dev" && exec chroot "$0" env -i \
+    PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 "$@"' "$@"
+}
+
+# no_root: whether this machine can have none, and why.
+no_root() {
+  [ "$(id -u)" -eq 0 ] && unshare --mount true 2>/dev/null || { echo "a bare Debian needs root"; return; }
+  ! command -v debootstrap >/dev/null && echo "debootstrap is not installed"
+}

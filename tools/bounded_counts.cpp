@@ -11,8 +11,8 @@ namespace {
 // any machine: it stays.
 uint64_t hashOf(const std::string& text) {
     uint64_t hash = 14695981039346656037U;
-    for (unsigned char const byte : text) {
-        hash = (hash ^ byte) * 1099511628211U;
+    for (char const c : text) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
     }
     hash = (hash ^ hash >> 32) * 0xD6E8FEB86659FD93U;
     return hash ^ hash >> 32;

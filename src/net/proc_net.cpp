@@ -95,7 +95,7 @@ std::optional<Inet6Address> parseInet6Address(std::string_view text) {
     }
     Inet6Address address{};
     for (std::size_t i = 0; i < address.size(); ++i) {
-        auto const byte = parseHex(text.substr(2 * i, 2));
+        auto const byte = parseHex(from(text, 2 * i).substr(0, 2));
         if (!byte) {
             return std::nullopt;
         }

@@ -18,8 +18,8 @@ uint32_t hash(std::string_view key) {
         std::memcpy(&word, key.data(), sizeof word);
         sum = (sum ^ word) * prime;
     }
-    for (unsigned char const c : key) {
-        sum = (sum ^ c) * prime;
+    for (char const c : key) {
+        sum = (sum ^ static_cast<unsigned char>(c)) * prime;
     }
     return sum;
 }

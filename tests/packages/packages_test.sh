@@ -40,62 +40,62 @@ repeated() {
 
 # --- In a bare Debian.
 
-# bare_root: its path, or why there is none. It is kept, and holds what the packages depend on.
-bare_root() {
-  local wanted mirror root
-  wanted=systemd,$(for package in "$built/$native"/*.deb; do dpkg-deb -f "$package" Depends; done | tr , '\n' |
-    sed 's/ *(.*//; s/ //g' | grep -v -e vxblade -e vxpvh | sort -u | paste -sd ,)
-  root=$built/root-$(sha256sum <<<"$wanted" | head -c 8)
-  [ -e "$root" ] && echo "$root" && return
-  mirror=$(package_sources --no-release-info | awk '$3 == "bookworm" { print $2; exit }')
-  rm -rf "$root.part" &&
-    debootstrap --variant=minbase --include="$wanted" bookworm "$root.part" "$mirror" >"$work/log" 2>&1 &&
-    mv "$root.part" "$root" && rm -f "$root"/var/cache/apt/archives/*.deb && echo "$root" && return
-  tail -n 1 "$work/log"
-  return 1
+# What the packages depend on, and what a program for the layer is compiled with.
+root_packages() {
+  printf '%s\n' systemd gcc libc6-dev make pkgconf
+  for package in "$built/$native"/*.deb; do dpkg-deb -f "$package" Depends; done | tr , '\n' |
+    sed 's/ *(.*//; s/ //g' | grep -v -e vxblade -e vxpvh
 }
 
 root=$work/root
-# As root of the bare system, with its devices and processes, until the command ends. The root is a
-# mount, as a system's is.
-in_root() {
-  unshare --mount sh -c 'mount --bind "$0" "$0" && mount -t proc proc "$0/proc" && mount --rbind /dev "$0/dev" && exec chroot "$0" env -i \
-    PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 "$@"' "$root" "$@"
-}
+bare() { in_root "$root" "$@"; }
 files() { (cd "$root" && find . -xdev \( -path ./var/log -o -path ./var/lib/dpkg -o -path ./tmp -o -path ./run/systemd \) -prune -o -print | sort); }
 
 # installed VERSION: what is there after an installation or an upgrade.
 installed() {
   check "versions after $1" "vxpvh ${1%%-*}
-vxcfg ${1%%-*}" "$(in_root sh -c 'vxpvh --version; vxcfg --version')"
+vxcfg ${1%%-*}" "$(bare sh -c 'vxpvh --version; vxcfg --version')"
   check "state after $1" "$(printf "ii %s $1\n" libvxblade-dev libvxblade0 vxblade-tools vxpvh)" \
-    "$(in_root dpkg-query -W -f '${db:Status-Abbrev}${Package} ${Version}\n' '*vxblade*' vxpvh | sort)"
-  check "the service after $1" "enabled, 0600 root" "$(in_root systemctl is-enabled vxpvh.service), $(
-    in_root stat -L -c '0%a %U' /var/lock/vxpvh.lock)"
+    "$(bare dpkg-query -W -f '${db:Status-Abbrev}${Package} ${Version}\n' '*vxblade*' vxpvh | sort)"
+  check "the service after $1" "enabled, 0600 root" "$(bare systemctl is-enabled vxpvh.service), $(
+    bare stat -L -c '0%a %U' /var/lock/vxpvh.lock)"
 }
 
-# The installed samples are planned and merged, as the service would run the tool.
+# What a newcomer looks for: each program's manual and completion, and the examples, which compile.
+newcomer() {
+  bare bash -c '
+    for program in $(dpkg -L vxpvh vxblade-tools | sed -n "s,.*bin/,,p" | sort); do
+      zgrep -o "^.TH \"$program\" \".\"" /usr/share/man/man?/$program.?.gz
+    done
+    for program in bladesim vxcfg; do
+      . /usr/share/bash-completion/completions/$program && complete -p $program
+    done
+    mkdir /tmp/compiled && make -s -C /usr/share/doc/libvxblade-dev/examples OUT=/tmp/compiled && ls /tmp/compiled' 2>&1
+}
+
+# The installed samples are planned and merged, as the service would run the tool. A compiled example
+# sets the user's value, another reads it.
 upgraded_blade() {
-  in_root sh -c '
+  bare sh -c '
     samples=/usr/share/doc/vxblade-tools/examples unit=/lib/systemd/system/vxpvh.service
     value() { sed -n "s/^$1=//p" "$unit"; }
     blade() { bladesim --state /tmp/blade "$@"; }
     systemd-analyze verify --man=no "$unit"
     blade vxcfg store create --defaults $samples/personality-5.2.1.cfg >/dev/null
-    blade vxcfg set config.bridge.BridgeLogSize 9999
+    blade /tmp/compiled/change_setting 9999
     blade vxcfg plan $samples/personality-5.3.0.cfg >/tmp/plan
     mkdir "$(value WorkingDirectory)" && cp $samples/personality-5.3.0.cfg "$(value ConditionPathExists)"
     (cd "$(value WorkingDirectory)" && blade $(value ExecStart) 2>/dev/null | grep -c "^Compare")
     blade vxcfg last >/tmp/last && grep -c "^KEEP.*BridgeLogSize" /tmp/last
     diff /tmp/plan /tmp/last | grep "^[<>] [A-Z]"
+    blade /tmp/compiled/read_setting | head -n 1
     rm -r "$(value WorkingDirectory)" /tmp/*' 2>&1
 }
 
 life() {
   local why before version later
-  [ "$(id -u)" -eq 0 ] && unshare --mount true 2>/dev/null || { skip "a bare Debian needs root"; return; }
-  command -v debootstrap >/dev/null || { skip "debootstrap is not installed"; return; }
-  why=$(bare_root) || { skip "no bare Debian: $why"; return; }
+  why=$(no_root) && { skip "$why"; return; }
+  why=$(bare_root "$built" bookworm $(root_packages)) || { skip "no bare Debian: $why"; return; }
   cp -a --reflink=auto "$why" "$root" && before=$(files)
   mkdir "$root/tmp/packages" "$root/tmp/later"
   for package in "$built/$native"/*.deb; do
@@ -106,14 +106,29 @@ life() {
   done
   version=$(dpkg-deb -f "$root"/tmp/packages/vxpvh_*.deb Version) later=$version+later
   for step in packages later; do
-    check "installation of $step" 0 "$(in_root dpkg -i -R /tmp/$step >"$work/log" 2>&1 || tail -n 5 "$work/log"; echo $?)"
+    check "installation of $step" 0 "$(bare dpkg -i -R /tmp/$step >"$work/log" 2>&1 || tail -n 5 "$work/log"; echo $?)"
     [ $step = packages ] && installed "$version" || installed "$later"
   done
-  check "upgrade of a blade" "51
-1" "$(upgraded_blade)"
-  check "removal" 0 "$(in_root dpkg -r vxblade-tools libvxblade-dev libvxblade0 vxpvh >"$work/log" 2>&1; echo $?)"
+  check "manuals, completion and examples" '.TH "bladesim" "1"
+.TH "vxcfg" "1"
+.TH "vxpvh" "8"
+complete -F _bladesim bladesim
+complete -F _vxcfg vxcfg
+change_setting
+eeprom_identity
+interfaces
+read_setting' "$(newcomer)"
+  why=$(bare bladesim --state /tmp/probe true 2>&1)
+  if [ $? -eq 125 ]; then
+    skip "no blade in a bare Debian: $why"
+  else
+    check "upgrade of a blade" "51
+1
+BridgeLogSize 9999" "$(upgraded_blade)"
+  fi
+  check "removal" 0 "$(bare dpkg -r vxblade-tools libvxblade-dev libvxblade0 vxpvh >"$work/log" 2>&1; echo $?)"
   check "what is left of programs and data" "" "$(comm -13 <(echo "$before") <(files) | grep -v -e systemd)"
-  check "purge" 0 "$(in_root dpkg -P vxblade-tools libvxblade-dev libvxblade0 vxpvh >"$work/log" 2>&1; echo $?)"
+  check "purge" 0 "$(bare dpkg -P vxblade-tools libvxblade-dev libvxblade0 vxpvh >"$work/log" 2>&1; echo $?)"
   check "what is left" "" "$(diff <(echo "$before") <(files))"
 }
 

@@ -14,10 +14,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <random>
-#include <ranges>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -52,7 +52,9 @@ class Memory : public tools::Place {
     }
     [[nodiscard]] std::vector<std::string> files() const override {
         std::vector<std::string> paths;
-        std::ranges::copy(files_ | std::views::keys, std::back_inserter(paths));
+        for (auto const& file : files_) {
+            paths.push_back(file.first);
+        }
         return paths;
     }
     [[nodiscard]] bool hasVolume(const std::string&) const override { return true; }
