@@ -19,7 +19,7 @@ std::string identityOf(const Place& place) {
 std::string environmentOf() {
     std::string text;
     for (auto const& [name, value] : readEnvironment().variables) {
-        text += name + "=" + value + '\0';
+        text.append(name).append(1, '=').append(value).append(1, '\0');
     }
     return text;
 }

@@ -3,7 +3,6 @@
 
 #include <condition_variable>
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -97,8 +96,8 @@ class WorkInOrder {
     std::condition_variable room_;
     std::condition_variable done_;
     std::vector<std::optional<Result>> window_;
-    uint64_t begun_ = 0;
-    uint64_t used_ = 0;
+    std::size_t begun_ = 0; // how many things so far
+    std::size_t used_ = 0;
     bool isEnd_ = false;
 };
 

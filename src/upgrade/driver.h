@@ -7,11 +7,6 @@
 
 namespace vx {
 
-// One upgrade at a time: a second one waits here and then finds the work done, as whoever else must
-// not meet one. The turn is over when the descriptor is closed. Where there can be no lock file it
-// holds none, and nobody is held up.
-[[nodiscard]] Descriptor waitForTurn();
-
 // Compares the personality file in the working directory with the saved one and, where their
 // versions differ, merges every section into the store. Non-zero tells the caller to save the new
 // file as the reference of the next upgrade.
