@@ -20,6 +20,15 @@ need_packages() {
   fi
 }
 package_log=$(mktemp)
+
+# need_module NAME: installs an npm module below build-npm if it is missing there.
+need_module() {
+  [ -e "build-npm/node_modules/$1" ] && return 0
+  command -v npm >/dev/null || need_packages npm
+  npm install --silent --prefix build-npm "$1" >/dev/null 2>&1
+  [ -e "build-npm/node_modules/$1" ]
+}
+
 build_packages=(cmake ninja-build g++ pkgconf libcli11-dev libfuse3-dev libgtest-dev nlohmann-json3-dev
   libarchive-dev nettle-dev)
 test_packages=(libubootenv-tool iproute2 python3 python3-jsonschema groff-base mandoc

@@ -7,19 +7,21 @@ cd "$(dirname "$0")/.." || exit 1
 . scripts/packages.sh
 trap 'rm -rf "$package_log"' EXIT
 need_packages debootstrap debian-archive-keyring
+need_module @duckdb/node-api
 why=$(no_root) && { echo "SKIPPED: systems: $why"; exit 77; }
 
 [ $# -gt 0 ] || set -- bookworm trixie
 passed=0 failed=0 skipped=0
 for suite in "$@"; do
   # The last is a virtual package's, which debootstrap does not choose itself.
-  root=$(bare_root "$PWD/build-systems" "$suite" "${build_packages[@]}" "${test_packages[@]}" libselinux1-dev) || {
+  root=$(bare_root "$PWD/build-systems" "$suite" "${build_packages[@]}" "${test_packages[@]}" nodejs libselinux1-dev) || {
     echo "SKIPPED: systems: $suite: $root" && skipped=$((skipped + 1))
     continue
   }
   for compiler in gcc/g++ clang/clang++; do
     name=$suite-${compiler#*/} tree=$root/vxblade
     rm -rf "$tree" && mkdir "$tree" && git archive HEAD | tar -x -C "$tree" &&
+      { [ ! -d build-npm ] || cp -a build-npm "$tree"; } &&
       in_root "$root" env CC="${compiler%/*}" CXX="${compiler#*/}" /vxblade/scripts/test release \
         >"build-systems/$name.log" 2>&1 </dev/null
     if [ $? -eq 0 ]; then

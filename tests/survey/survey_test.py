@@ -4,7 +4,6 @@
 usage: survey_test.py BIN ROOT
 """
 import collections
-import importlib.util
 import json
 import os
 import pathlib
@@ -19,6 +18,7 @@ import fleet as fleets
 
 BIN, ROOT = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
 SAMPLES, NEW = ROOT / "samples", str(ROOT / "samples/personality-5.3.0.cfg")
+MODULES = ROOT / "build-npm/node_modules"
 LONG = os.environ.get("RELIABILITY") == "long"
 BLADES, SAMPLE = (10_000, 50) if LONG else (200, 5)
 SEED = int(os.environ.get("FLEET_SEED", random.randrange(10**6)))
@@ -105,23 +105,36 @@ def other_ways(folder, truth, parts):
         check("parallel", truth, truth_of(document, folder + "/fleet"))
     else:
         print("SKIPPED: survey_test: parallel is not installed")
-    query = (f"""select s.key, count(*) from (select unnest(plan.settings) as s from read_json_auto({parts!r}))
-                 where s.action = 'keep' and s.live <> s.new group by s.key""")
-    expected = {key: counts["kept"] for key, counts in truth["settings"].items() if "kept" in counts}
-    if importlib.util.find_spec("duckdb"):
-        import duckdb  # pylint: disable=import-error,import-outside-toplevel
-        check("DuckDB", expected, dict(duckdb.sql(query).fetchall()))
-    elif shutil.which("duckdb"):
-        rows = json.loads(run("duckdb", "-json", "-c", query.replace("count(*)", "count(*) as n")))
-        check("DuckDB", expected, {row["key"]: row["n"] for row in rows})
-    else:
+    if not (MODULES / "@duckdb/node-api").exists() or not shutil.which("node"):
         print("SKIPPED: survey_test: DuckDB is not installed")
+        return
+    expected = {key: counts["kept"] for key, counts in truth["settings"].items() if "kept" in counts}
+    check("DuckDB", expected, dict(duckdb(
+        """select s.key, count(*)::int from (select unnest(plan.settings) as s from read_json_auto('fleet.jsonl'))
+           where s.action = 'keep' and s.live <> s.new group by s.key""", parts)))
+    documented = (ROOT / "docs/defaults-files.md").read_text().split("\nselect ")[1].split(";")[0]
+    expected = [[os.path.relpath(line["blade"], folder + "/fleet"), row["live"]] for line in lines_of(parts) if "plan" in line
+                for row in line["plan"]["settings"]
+                if (row["key"], row["action"]) == ("config.bridge.BridgeLogSize", "keep")]
+    actual = [[os.path.relpath(blade, folder + "/fleet"), live] for blade, live in duckdb("select " + documented, parts)]
+    check("the query in the documents", sorted(expected), sorted(actual))
+
+
+def duckdb(query, parts):
+    """The rows that DuckDB answers, with the parts as the fleet's lines."""
+    program = """require('@duckdb/node-api').DuckDBInstance.create().then(instance => instance.connect())
+        .then(connection => connection.runAndReadAll(process.argv[1]))
+        .then(rows => console.log(JSON.stringify(rows.getRowsJson())))"""
+    return json.loads(run("env", f"NODE_PATH={MODULES}", "node", "-e", program, query.replace("'fleet.jsonl'", repr(parts)), status=0))
+
+
+def lines_of(parts):
+    return [json.loads(line) for part in parts for line in pathlib.Path(part).read_text().splitlines()]
 
 
 def upgrades(folder, parts):
     """What an upgrade really does with some of the blades."""
-    lines = [json.loads(line) for part in parts for line in pathlib.Path(part).read_text().splitlines()]
-    planned = [line for line in lines if "plan" in line and line["plan"]["merges"]]
+    planned = [line for line in lines_of(parts) if "plan" in line and line["plan"]["merges"]]
     os.mkdir(folder + "/firmware")
     shutil.copy(NEW, folder + "/firmware/default_bridge_config.cfg")
     random.Random(SEED).shuffle(planned)
