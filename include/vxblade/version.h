@@ -12,12 +12,12 @@
 #include <vxblade/export.h>
 
 #define VXBLADE_VERSION_MAJOR 0
-#define VXBLADE_VERSION_MINOR 1
+#define VXBLADE_VERSION_MINOR 2
 #define VXBLADE_VERSION_PATCH 0
 
 #define VXBLADE_QUOTE(text) #text
 #define VXBLADE_DOTTED(a, b, c) VXBLADE_QUOTE(a) "." VXBLADE_QUOTE(b) "." VXBLADE_QUOTE(c)
-/* The same as a string, "0.1.0". */
+/* The same as a string, such as "1.2.3". */
 #define VXBLADE_VERSION                                                                            \
     VXBLADE_DOTTED(VXBLADE_VERSION_MAJOR, VXBLADE_VERSION_MINOR, VXBLADE_VERSION_PATCH)
 
