@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <cinttypes>
 #include <csignal>
@@ -75,6 +76,10 @@ int mergeResults(const Arguments& arguments) {
     return show(survey, arguments);
 }
 
+unsigned processors() {
+    return std::max(1U, std::thread::hardware_concurrency()); // 0 where nobody knows
+}
+
 int surveyFleet(const Arguments& arguments) {
     if (arguments.files.size() < 2) {
         throw std::runtime_error("a survey takes the new defaults and places (--help says more)");
@@ -83,7 +88,7 @@ int surveyFleet(const Arguments& arguments) {
     SurveyRun run{.newText = readText(arguments.files[0]),
                   .oldText = {},
                   .places = {arguments.files.begin() + 1, arguments.files.end()},
-                  .jobs = arguments.jobs > 0 ? arguments.jobs : std::thread::hardware_concurrency(),
+                  .jobs = arguments.jobs > 0 ? arguments.jobs : processors(),
                   .wantsLines = arguments.format == "jsonl"};
     if (!arguments.old.empty()) {
         run.oldText = readText(arguments.old);
