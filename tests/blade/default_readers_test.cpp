@@ -4,7 +4,7 @@
 
 #include "settings/saved_files.h"
 #include "settings/table.h"
-#include "tools/defaults_text.h"
+#include "tools/defaults/text.h"
 
 #include <vxblade/props.h>
 

@@ -52,7 +52,7 @@ def commands(*words):
 
 
 def completed(program, *words):
-    return [line.split() for line in printed("bash", "-c", COMPLETE, "bash", ROOT / "tools/completion/vxblade.bash",
+    return [line.split() for line in printed("bash", "-c", COMPLETE, "bash", ROOT / "tools/vxcfg/completion/vxblade.bash",
                                              BIN / program, *words).split("\n")]
 
 

@@ -2,7 +2,7 @@
 
 #include "store/control_block.h"
 #include "store/psst_table.h"
-#include "tools/store_create.h"
+#include "tools/stores/create.h"
 
 #include <vxblade/nor.h>
 

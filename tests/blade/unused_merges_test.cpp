@@ -1,7 +1,7 @@
 // The two merges that an upgrade does not make. They work on the table in memory; without an open
 // file their write fails, which changes nothing of what they decide.
 #include "tests/support/devices.h"
-#include "tools/defaults_text.h"
+#include "tools/defaults/text.h"
 #include "upgrade/merge.h"
 
 namespace {

@@ -6,10 +6,11 @@
 #include "tests/support/blade_files.h"
 
 #include "settings/saved_files.h"
-#include "tools/last.h"
-#include "tools/live_config.h"
-#include "tools/plan.h"
-#include "tools/values.h"
+#include "tools/base/values.h"
+#include "tools/blade/open_place.h"
+#include "tools/live/settings.h"
+#include "tools/upgrades/last.h"
+#include "tools/upgrades/plan.h"
 #include "upgrade/driver.h"
 
 #include <array>

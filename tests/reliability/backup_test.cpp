@@ -1,10 +1,11 @@
 // Backups that are made beside an upgrade, and backups that are damaged or not ours.
 #include "settings/saved_files.h"
 #include "tests/reliability/upgrade_fixture.h"
-#include "tools/archive.h"
-#include "tools/backup.h"
-#include "tools/restore.h"
-#include "tools/store_files.h"
+#include "tools/blade/archive.h"
+#include "tools/blade/backup.h"
+#include "tools/blade/open_place.h"
+#include "tools/blade/store_files.h"
+#include "tools/stores/restore.h"
 
 #include <functional>
 #include <stdexcept>

@@ -1,7 +1,8 @@
 // Damaged store files: what readers must refuse is refused, what has a twin is healed, and nothing
 // else changes.
 #include "tests/reliability/upgrade_fixture.h"
-#include "tools/live_records.h"
+#include "tools/blade/open_place.h"
+#include "tools/live/records.h"
 
 #include <vxblade/pmgr.h>
 

@@ -2,7 +2,8 @@
 // earlier run, mirrors that hold more than their files.
 #include "tests/reliability/upgrade_fixture.h"
 
-#include "tools/last.h"
+#include "tools/blade/open_place.h"
+#include "tools/upgrades/last.h"
 #include "upgrade/change_report.h"
 #include "upgrade/journal.h"
 #include "upgrade/merge.h"

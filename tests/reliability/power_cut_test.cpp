@@ -3,11 +3,12 @@
 #include "tests/reliability/medium.h"
 #include "tests/reliability/upgrade_fixture.h"
 
-#include "tools/backup.h"
-#include "tools/live_config.h"
-#include "tools/merge.h"
-#include "tools/restore.h"
-#include "tools/seal.h"
+#include "tools/blade/backup.h"
+#include "tools/blade/open_place.h"
+#include "tools/defaults/seal.h"
+#include "tools/live/settings.h"
+#include "tools/stores/restore.h"
+#include "tools/upgrades/merge.h"
 
 #include <vxblade/pmgr.h>
 

@@ -1,8 +1,8 @@
 #include "tests/support/text.h"
-#include "tools/files.h"
-#include "tools/lint.h"
-#include "tools/release_diff.h"
-#include "tools/seal.h"
+#include "tools/base/files.h"
+#include "tools/defaults/lint.h"
+#include "tools/defaults/release_diff.h"
+#include "tools/defaults/seal.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include "props/property_parser.h"
 #include "props/property_pass.h"
 #include "settings/setting.h"
-#include "tools/defaults_text.h"
+#include "tools/defaults/text.h"
 
 #include <vxblade/common.h>
 #include <vxblade/props.h>
