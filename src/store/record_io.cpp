@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -48,6 +49,8 @@ std::optional<Target> targetOf(int32_t length, uint32_t type, uint32_t recordNum
 }
 
 // ---- Transfers ----
+
+bool mirrorFailed = false;
 
 bool readAt(int fd, off_t offset, void* data, std::size_t size) {
     return ::pread(fd, data, size, offset) == static_cast<ssize_t>(size);
@@ -137,6 +140,10 @@ int readRecords(uint32_t type, uint32_t number, const Records& into) {
     return 0;
 }
 
+bool takeMirrorFailure() {
+    return std::exchange(mirrorFailed, false);
+}
+
 } // namespace vx
 
 using namespace vx;
@@ -156,8 +163,9 @@ int WritePsstFile(const void* buffer, int32_t length, uint32_t type, uint32_t re
         return failTransfer(target->fileIndex);
     }
     // Then its mirror. From here on nothing fails the write: the record is there.
-    if (GetPeerStatus(PSST_PEER_MIRRORS) != 0) {
-        (void)MirrorPsstFile(buffer, length, target->fileIndex, target->offset);
+    if (GetPeerStatus(PSST_PEER_MIRRORS) != 0 &&
+        MirrorPsstFile(buffer, length, target->fileIndex, target->offset) != 0) {
+        mirrorFailed = true;
     }
     // Then the number, which claims the change for both sides.
     (void)UpdateSequenceNumber(1);

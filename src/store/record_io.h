@@ -73,6 +73,9 @@ template <class Entry, std::size_t count>
 
 // ---- From a table into a file ----
 
+// Whether the mirror of a record could not be written since this was last asked.
+[[nodiscard]] bool takeMirrorFailure();
+
 // Writes an entry's record to the slot of its index.
 template <class Entry>
 [[nodiscard]] int writeEntry(const Entry& entry, uint32_t type) {

@@ -6,6 +6,7 @@
 #include "settings/loading.h"
 #include "settings/saved_files.h"
 #include "store/mirror_refresh.h"
+#include "store/record_io.h"
 #include "upgrade/change_report.h"
 #include "upgrade/journal.h"
 #include "upgrade/merge.h"
@@ -96,15 +97,15 @@ void refreshRecord(const RecordAccess& record, uint32_t number) {
 bool mergeKind(const Section& section, const PersonalityFiles& files, ChangeReport& changes) {
     bool good = true;
     for (uint32_t number = 0; number < section.merge.count; ++number) {
-        uint64_t const sequence = pmgr_cb->sequenceNumber;
+        (void)takeMirrorFailure(); // of others' records
         if (int const result =
                 mergeSection(section, files.oldFile, files.newFile, number, &changes);
             result != 0) {
             changes.addFailure(section, number, result);
             report(comparison, 1540, "The update could not be stored: %d\n", result);
             good = false;
-        } else if (sequence != pmgr_cb->sequenceNumber) {
-            refreshRecord(*section.merge.into, number); // a mirror that failed fails no write
+        } else if (takeMirrorFailure()) { // which fails no write
+            refreshRecord(*section.merge.into, number);
         }
     }
     for (uint32_t number = section.merge.count; number < section.count; ++number) {
