@@ -1,6 +1,8 @@
 #include "common/crc32.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstring>
@@ -38,7 +40,8 @@ static_assert(byteTable[1] == 0x77073096 && byteTable[128] == 0xEDB88320 &&
 // look-up for each byte of a word folds them all. Made when the first word is folded: in the
 // programs' files they would take room that a blade has little of.
 std::array<Table, step> tables;
-pthread_once_t tablesMade = PTHREAD_ONCE_INIT;
+pthread_once_t tablesOnce = PTHREAD_ONCE_INIT;
+std::atomic<bool> areTablesMade = false; // asked first: it spares short texts a call
 
 void makeTables() {
     tables[0] = byteTable;
@@ -48,6 +51,7 @@ void makeTables() {
             tables[k][n] = byteTable[c & 0xFF] ^ (c >> 8);
         }
     }
+    areTablesMade.store(true, std::memory_order_release);
 }
 
 uint32_t word(const unsigned char* bytes) {
@@ -73,15 +77,18 @@ uint32_t word(const unsigned char* bytes) {
 
 uint32_t vx::crc32Of(uint32_t crc, const void* data, int length) {
     auto const* bytes = static_cast<const unsigned char*>(data);
+    auto const size = static_cast<std::size_t>(std::max(length, 0));
+    constexpr std::size_t round = 2 * step;
+    auto const* const end = bytes + size;
+    auto const* const roundsEnd = end - size % round;
     uint32_t c = ~crc;
-    constexpr int round = 2 * step;
-    if (length >= round) {
-        ::pthread_once(&tablesMade, makeTables);
+    if (bytes != roundsEnd && !areTablesMade.load(std::memory_order_acquire)) {
+        ::pthread_once(&tablesOnce, makeTables);
     }
-    for (; length >= round; length -= round, bytes += round) {
+    for (; bytes != roundsEnd; bytes += round) {
         c = fold(fold(c, bytes), bytes + step);
     }
-    for (; length > 0; --length, ++bytes) {
+    for (; bytes != end; ++bytes) {
         c = byteTable[(c ^ *bytes) & 0xFF] ^ (c >> 8);
     }
     return ~c;
