@@ -10,9 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace tools {
-
-namespace {
+namespace tools::commands {
 
 int hardware(const Arguments& arguments) {
     Hardware const read =
@@ -61,41 +59,4 @@ int changeVariable(const Arguments& arguments) {
     return good;
 }
 
-void addSource(CLI::App& command, Arguments& arguments) {
-    EnvironmentSource& source = arguments.environment;
-    auto* const image =
-        command.add_option("--image", source.image, "Image of the flash, in place of this blade's");
-    image->type_name("FILE");
-    command
-        .add_option("--config", source.config,
-                    "Where the copies are in an image, as fw_printenv -c takes it; by default at "
-                    "its end")
-        ->type_name("FILE")
-        ->needs(image);
-    command.add_option("--block-size", source.blockSize, "Of an image, in bytes; by default 65536")
-        ->needs(image);
-    addFormat(command, arguments);
-}
-
-} // namespace
-
-void addHardwareCommands(CLI::App& app, Arguments& arguments) {
-    CLI::App& asked =
-        addCommand(app, arguments, "hw", "Say what the hardware says of itself", hardware);
-    addPlace(asked, arguments);
-    addFormat(asked, arguments);
-    addVerbose(asked, arguments);
-    CLI::App& env = addCommand(app, arguments, "env", "Print the boot environment", environment);
-    addSource(env, arguments);
-    CLI::App& got = addCommand(env, arguments, "get", "Print the value of a variable", getVariable);
-    got.add_option("NAME", arguments.key)->required();
-    addSource(got, arguments);
-    CLI::App& set = addCommand(env, arguments, "set", "Set a variable of this blade, and save it",
-                               changeVariable);
-    set.add_option("NAME", arguments.key)->required();
-    set.add_option("VALUE", arguments.value, "Empty: the variable is removed")->required();
-    addFormat(set, arguments);
-    addVerbose(set, arguments);
-}
-
-} // namespace tools
+} // namespace tools::commands

@@ -13,13 +13,27 @@
 
 #include <cstdio>
 
-namespace tools {
+namespace tools::commands {
 
 namespace {
 
 Side sideOf(const Arguments& arguments) {
     return arguments.isMirror ? Side::mirrors : Side::files;
 }
+
+Json toJson(const Export& settings, const std::string& file) {
+    Json list = Json::array();
+    for (const LiveSetting& setting : settings.settings) {
+        list.push_back(toJson(setting));
+    }
+    return {{"file", file.empty() ? Json(nullptr) : Json(file)},
+            {"seal", sealDigits(settings.seal)},
+            {"settings", list},
+            {"unreadable", toJson(settings.unreadable)},
+            {"problems", settings.problems}};
+}
+
+} // namespace
 
 int show(const Arguments& arguments) {
     LiveConfiguration const live =
@@ -78,18 +92,6 @@ int set(const Arguments& arguments) {
     return good;
 }
 
-Json toJson(const Export& settings, const std::string& file) {
-    Json list = Json::array();
-    for (const LiveSetting& setting : settings.settings) {
-        list.push_back(toJson(setting));
-    }
-    return {{"file", file.empty() ? Json(nullptr) : Json(file)},
-            {"seal", sealDigits(settings.seal)},
-            {"settings", list},
-            {"unreadable", toJson(settings.unreadable)},
-            {"problems", settings.problems}};
-}
-
 int exportAll(const Arguments& arguments) {
     Export const settings = exportSettings(*openPlace(arguments.place));
     if (!arguments.file.empty()) {
@@ -144,59 +146,4 @@ int verify(const Arguments& arguments) {
     return verification.count(true) == 0 ? good : found;
 }
 
-void addMirror(CLI::App& command, Arguments& arguments) {
-    command.add_flag("--mirror", arguments.isMirror, "What the mirrors on nand2 hold");
-}
-
-} // namespace
-
-void addStoreCommands(CLI::App& app, Arguments& arguments) {
-    CLI::App& shown = addCommand(app, arguments, "show", "Print live settings", show);
-    shown.add_option("PREFIX", arguments.prefix,
-                     "Only keys that begin so; passwords where that is config.passwd.");
-    addMirror(shown, arguments);
-    addPlace(shown, arguments);
-    addFormat(shown, arguments);
-    CLI::App& got = addCommand(app, arguments, "get", "Print the value of one live setting", get);
-    got.add_option("KEY", arguments.key)->required();
-    addMirror(got, arguments);
-    addPlace(got, arguments);
-    addFormat(got, arguments);
-    CLI::App& setting = addCommand(app, arguments, "set", "Change one live setting", set);
-    setting.add_option("KEY", arguments.key)->required();
-    setting.add_option("VALUE", arguments.value, "Also with 0x for hexadecimal digits")->required();
-    addFormat(setting, arguments);
-    addVerbose(setting, arguments);
-    CLI::App& exported = addCommand(app, arguments, "export",
-                                    "Write all live settings as a defaults file", exportAll);
-    exported.add_option("FILE", arguments.file, "By default standard output; has passwords");
-    addPlace(exported, arguments);
-    addFormat(exported, arguments);
-    CLI::App* const store = app.add_subcommand("store", "Stores on the mounted volumes");
-    store->require_subcommand(1);
-    CLI::App& made = addCommand(*store, arguments, "create", "Make a factory store", create);
-    made.add_option("--defaults", arguments.create.defaults, "Defaults file")
-        ->required()
-        ->type_name("FILE");
-    made.add_flag("--full", arguments.create.full,
-                  "Every file of the store, not only what start-up needs");
-    made.add_flag("--force", arguments.create.force,
-                  "Make these files anew in a store that is valid");
-    CLI::App& backedUp =
-        addCommand(*store, arguments, "backup", "Write a store into one archive", backup);
-    backedUp.add_option("FILE", arguments.file, "The archive")->required();
-    addPlace(backedUp, arguments);
-    CLI::App& restored = addCommand(*store, arguments, "restore", "Put a backup back", restore);
-    restored.add_option("FILE", arguments.file, "The archive")->required();
-    restored.add_flag("--dry-run", arguments.isDry, "Only say what it would change");
-    restored.add_flag("--force", arguments.isForced, "Also a backup of another blade");
-    addPlace(restored, arguments);
-    addFormat(restored, arguments);
-    made.add_flag("--verbose", arguments.create.isVerbose, "Print what the layer below says too");
-    CLI::App& verified = addCommand(*store, arguments, "verify",
-                                    "Hold every file against its format and its twin", verify);
-    addPlace(verified, arguments);
-    addFormat(verified, arguments);
-}
-
-} // namespace tools
+} // namespace tools::commands

@@ -15,7 +15,7 @@
 #include <stdexcept>
 #include <thread>
 
-namespace tools {
+namespace tools::commands {
 
 namespace {
 
@@ -105,41 +105,10 @@ int surveyFleet(const Arguments& arguments) {
     return show(survey, arguments);
 }
 
+} // namespace
+
 int survey(const Arguments& arguments) {
     return arguments.isMerge ? mergeResults(arguments) : surveyFleet(arguments);
 }
 
-} // namespace
-
-void addSurveyCommand(CLI::App& app, Arguments& arguments) {
-    CLI::App& command =
-        addCommand(app, arguments, "survey",
-                   "Say what an upgrade would do to many blades, by a plan of each", survey);
-    command
-        .add_option("FILE", arguments.files,
-                    "The new defaults file, then places: backups, folders of volumes, folders that "
-                    "are searched for both, \"-\" for names from standard input, one a line")
-        ->required();
-    command
-        .add_option("--old", arguments.old, "The old defaults, where they are not each blade's own")
-        ->type_name("FILE");
-    command.add_flag("--merge", arguments.isMerge,
-                     "Add results of surveys (json or jsonl) that the files hold");
-    command
-        .add_option("--accept", arguments.accepted,
-                    "A key whose forced default may overwrite users' values")
-        ->type_name("KEY")
-        ->allow_extra_args(false);
-    command.add_option("--html", arguments.page, "Write it as a page for a browser, too")
-        ->type_name("FILE");
-    command.add_option("--jobs", arguments.jobs, "Threads, by default one for each core")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1024));
-    command
-        .add_option("--format", arguments.format,
-                    "How to print: text, json (one document) or jsonl (a line for each blade)")
-        ->check(CLI::IsMember({"text", "json", "jsonl"}))
-        ->type_name("FORMAT");
-}
-
-} // namespace tools
+} // namespace tools::commands

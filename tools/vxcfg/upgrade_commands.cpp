@@ -10,7 +10,7 @@
 
 #include <cstdio>
 
-namespace tools {
+namespace tools::commands {
 
 namespace {
 
@@ -18,6 +18,8 @@ int printed(const Account& account, const Arguments& arguments) {
     arguments.wantsJson() ? print(toJson(account)) : printText(account);
     return good;
 }
+
+} // namespace
 
 int plan(const Arguments& arguments) {
     return printed(planUpgrade(*openPlace(arguments.place), arguments.old, arguments.file),
@@ -38,28 +40,4 @@ int merge(const Arguments& arguments) {
     return last(arguments);
 }
 
-} // namespace
-
-void addUpgradeCommands(CLI::App& app, Arguments& arguments) {
-    CLI::App& command = addCommand(app, arguments, "plan", "Say what an upgrade would do", plan);
-    command.add_option("NEW", arguments.file, "The new defaults file")->required();
-    command.add_option("--old", arguments.old, "The old one, where it is not the saved reference")
-        ->type_name("FILE");
-    addPlace(command, arguments);
-    addFormat(command, arguments);
-    CLI::App& after = addCommand(app, arguments, "last", "Say what the last upgrade did", last);
-    addPlace(after, arguments);
-    addFormat(after, arguments);
-    CLI::App& byHand =
-        addCommand(app, arguments, "merge",
-                   "Merge what an upgrade could not, into the store of this blade", merge);
-    byHand.add_option("NEW", arguments.file, "The new defaults file")->required();
-    byHand.add_option("--old", arguments.old, "The old one, which the live settings come from")
-        ->required()
-        ->type_name("FILE");
-    byHand.add_flag("--dry-run", arguments.isDry, "Only say what it would do");
-    addFormat(byHand, arguments);
-    addVerbose(byHand, arguments);
-}
-
-} // namespace tools
+} // namespace tools::commands

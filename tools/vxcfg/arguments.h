@@ -1,11 +1,7 @@
-// What the command lines of vxcfg fill, and the options that several commands have.
 #pragma once
 
-#include "tools/base/output.h"
 #include "tools/blade/environment.h"
 #include "tools/stores/create.h"
-
-#include <CLI/CLI.hpp>
 
 #include <functional>
 #include <string>
@@ -39,15 +35,5 @@ struct Arguments {
 
     [[nodiscard]] bool wantsJson() const { return format == "json"; }
 };
-
-// Options that several commands have.
-void addFormat(CLI::App& command, Arguments& arguments);
-void addPlace(CLI::App& command, Arguments& arguments);
-void addVerbose(CLI::App& command, Arguments& arguments);
-void addStrict(CLI::App& command, Arguments& arguments);
-
-// A command, or one of another's, whose action is run after the command line was read.
-CLI::App& addCommand(CLI::App& app, Arguments& arguments, const char* name, const char* what,
-                     int (*action)(const Arguments&));
 
 } // namespace tools
