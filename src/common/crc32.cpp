@@ -18,7 +18,7 @@ using Table = std::array<uint32_t, 256>;
 
 // Bytes that are folded at once: a word of the machine. More would cost a small one the room of
 // their tables and gain it nothing.
-constexpr int step = sizeof(std::size_t);
+constexpr std::size_t step = sizeof(std::size_t);
 
 constexpr Table makeByteTable() {
     Table table{};
