@@ -100,12 +100,23 @@ make_images() {
   case $1 in ubifs.*) make_volumes "$images.store" ;; esac
 }
 
+# end_still PID NOTE: ends an emulator that did nothing at all for half a minute, and notes that. It
+# lost its own timer: whatever runs or hangs on a board, its kernel's timers wake the emulator.
+end_still() {
+  local before='' now
+  while sleep 30 && now=$(grep -h ctxt /proc/"$1"/task/*/status 2>/dev/null); do
+    [ "$now" = "$before" ] && echo still >>"$2" && kill -KILL "$1" && return
+    before=$now
+  done
+}
+
 # boot NAME AFTER SCENARIO [TEXT [SECONDS]]: runs a scenario on a copy of the flash that the boot
 # AFTER left, - for a blank one. The console goes to NAME.log. SECONDS after TEXT appears there, and
 # when time is up, the emulator is killed. Its status goes to NAME.status, or 1 when TEXT never
-# appeared.
+# appeared. An emulator that stood still says nothing of the board: it is started again, twice at most.
 boot() {
-  local image log=$work/$1.log raw=format=raw,file=$work/$1 pid status
+  local image log=$work/$1.log raw=format=raw,file=$work/$1 still=$work/$1.still pid watch status before
+  before=$(cat "$still" 2>/dev/null)
   if [ "$2" = - ]; then
     make_images "$1" >"$work/$1.images" 2>&1
   else
@@ -135,11 +146,19 @@ qom-set /machine/peripheral/board temperature 27000
 cont
 MONITOR
   pid=$!
+  end_still $pid "$still" >/dev/null 2>&1 &
+  watch=$!
   grep -q -m1 -e "${4:-a text that never appears}" \
     < <(timeout 900 tail -s 0.1 -f --pid=$pid "$log" 2>/dev/null) && sleep "${5:-0}"
   kill -KILL $pid 2>/dev/null
   wait $pid 2>/dev/null
   status=$?
+  kill $watch 2>/dev/null
+  wait $watch 2>/dev/null
+  if [ "$(cat "$still" 2>/dev/null)" != "$before" ]; then
+    echo "board: the emulator stood still in $1" >&2
+    [ "$(wc -l <"$still")" -gt 2 ] || { boot "$@" && return; }
+  fi
   grep -q -e "${4:-}" "$log" || status=1
   echo $status >"$work/$1.status"
 }
