@@ -120,6 +120,8 @@ version_of() {
 
 # --- A bare Debian.
 
+root_tools=(debootstrap debian-archive-keyring)
+
 # bare_root FOLDER SUITE PACKAGE...: the path of a bare system with these packages, below FOLDER, or
 # why there is none. It is kept there. Work on a copy, or leave it as it was.
 bare_root() {

@@ -6,7 +6,7 @@ set -u
 cd "$(dirname "$0")/.." || exit 1
 . scripts/packages.sh
 trap 'rm -rf "$package_log"' EXIT
-need_packages debootstrap debian-archive-keyring
+need_packages "${root_tools[@]}"
 need_module @duckdb/node-api
 why=$(no_root) && { echo "SKIPPED: systems: $why"; exit 77; }
 

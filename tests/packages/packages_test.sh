@@ -10,7 +10,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work" "$package_log"' EXIT
 built=$PWD/build-packages native=amd64 options=() checks=0 failures=0 skipped=0
 [ "${RELIABILITY:-}" != long ] || options=(--check)
-need_packages debootstrap debian-archive-keyring lintian
+need_packages "${root_tools[@]}" lintian
 
 # check WHAT EXPECTED ACTUAL
 check() {

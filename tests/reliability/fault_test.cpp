@@ -35,7 +35,7 @@ struct Faults : UpgradeTest {
 // The tool ends as it always does, holds no more descriptors than it should, leaves each file whole
 // and says which record it could not write. With its reference put back, the next run makes good.
 TEST_F(Faults, EveryOperationOfAnUpgrade) {
-    std::vector<Fault> const faults = chosen(faultsOf(operations), SANITIZED ? 300 : everything);
+    std::vector<Fault> const faults = chosen(faultsOf(operations), SANITIZED ? 150 : everything);
     for (const Fault& fault : faults) {
         auto const& entry = operations[static_cast<std::size_t>(fault.at) - 1];
         std::string const name = entry.name;

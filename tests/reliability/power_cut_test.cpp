@@ -152,7 +152,7 @@ TEST_P(PowerCut, AnyPoint) {
 
 // The recovery is cut too.
 TEST_P(PowerCut, AnyPointOfTheRecovery) {
-    std::size_t const wanted = longRun() ? 100 : SANITIZED ? 3 : 10;
+    std::size_t const wanted = longRun() ? 100 : SANITIZED ? 2 : 10;
     std::size_t pairs = 0;
     for (const CutState& first : chosen(cutsOf(start), wanted)) {
         for (const CutState& second : chosen(cutsOf(first.volumes), wanted)) {
